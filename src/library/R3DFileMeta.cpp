@@ -1,0 +1,112 @@
+#include "library/R3DFileMeta.h"
+
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "library/FileParser.h"
+#include "library/FileParserHooks.h"
+#include "platform/movie/MovieProbe.h"
+
+#include <cmath>
+#include <filesystem>
+#include <optional>
+
+namespace ombrel {
+namespace {
+
+// Media without a timecode start here; the full stop before the frames is deliberate.
+constexpr const char* kNoTimecode = "00:00:00.00";
+
+std::optional<MovieFacts> ProbeFacts(const std::string& path) {
+    MovieInfo info;
+    std::string why;
+    if (!ProbeMovie(path, info, &why)) {
+        LogWarn("Cannot read movie details: {}", why);
+        return std::nullopt;
+    }
+    double fps = 0.0;
+    double count = 0.0;
+    FileParser::GetDetailsFromMovieOutFPSOutFrameCount(info, &fps, &count);
+    MovieFacts facts;
+    facts.fps = static_cast<float>(fps);
+    facts.frameCount = static_cast<int32_t>(std::llround(count));
+    return facts;
+}
+
+}  // namespace
+
+bool R3DFileMeta::LoadMetadataFromPathIsR3d(const std::string& path, bool isR3d) {
+    return isR3d ? LoadR3D(path) : LoadMovie(path);
+}
+
+bool R3DFileMeta::LoadR3D(const std::string& path) {
+    R3DClipOpener open = GetR3DClipOpener();
+    if (!open) {
+        LogWarn("No R3D reader is available to open {}", path);
+        return false;
+    }
+    std::unique_ptr<R3DClipInfo> clip = open(path);
+    if (!clip) return false;
+    reel_ = clip->MetadataItemAsString("reel_id");
+    clip_ = clip->MetadataItemAsString("clip_id");
+    path_ = path;
+    frameCount_ = clip->VideoFrameCount();
+    timecodeIn_ = clip->AbsoluteTimecode(0);
+    edgecodeIn_ = clip->EdgeTimecode(0);
+    if (frameCount_ < 1) {
+        timecodeOut_ = timecodeIn_;
+        edgecodeOut_ = edgecodeIn_;
+    } else {
+        timecodeOut_ = clip->AbsoluteTimecode(frameCount_ - 1);
+        edgecodeOut_ = clip->EdgeTimecode(frameCount_ - 1);
+    }
+    fps_ = clip->TimecodeFramerate();
+    frameIn_ = FileParser::GetIntOfTimecodeFPS(timecodeIn_, fps_);
+    edgeFrameIn_ = FileParser::GetIntOfTimecodeFPS(edgecodeIn_, fps_);
+    // One past the last frame, unlike a movie's.
+    frameOut_ = frameIn_ + frameCount_;
+    edgeFrameOut_ = edgeFrameIn_ + frameCount_;
+    return true;
+}
+
+bool R3DFileMeta::LoadMovie(const std::string& path) {
+    std::optional<MovieFacts> facts;
+    if (MovieFactsSource source = GetMovieFactsSource()) {
+        facts = source(path);
+    } else {
+        std::error_code ec;
+        if (!std::filesystem::exists(path, ec)) return false;
+        facts = ProbeFacts(path);
+    }
+    if (!facts) return false;
+    frameIn_ = 0;
+    edgeFrameIn_ = 0;
+    fps_ = facts->fps;
+    frameCount_ = facts->frameCount;
+    // The last frame itself, unlike an R3D clip's.
+    frameOut_ = frameCount_ - 1;
+    edgeFrameOut_ = frameCount_ - 1;
+    reel_ = FileParser::DisplayReelNameForPath(path);
+    clip_ = FileParser::DisplayClipNameForPath(path);
+    path_ = path;
+    timecodeOut_ = FileParser::GetStringOfTimecodeFPS(frameOut_ > 0 ? static_cast<uint32_t>(frameOut_) : 0u, fps_);
+    timecodeIn_ = kNoTimecode;
+    edgecodeIn_ = kNoTimecode;
+    edgecodeOut_ = timecodeOut_;
+    return true;
+}
+
+std::string R3DFileMeta::ShortName() const {
+    return DeletingPathExtension(LastPathComponent(path_));
+}
+
+std::string R3DFileMeta::BaseFilename() const {
+    const std::string name = LastPathComponent(path_);
+    return FileParser::IsR3DFile(path_) ? name.substr(0, 16) : name;
+}
+
+std::string R3DFileMeta::R3dPrefix() const {
+    const std::string name = LastPathComponent(path_);
+    return name.size() < 16 ? std::string() : name.substr(0, 16);
+}
+
+}  // namespace ombrel
