@@ -1,0 +1,50 @@
+#pragma once
+
+// Small real movies made with the ffmpeg command line, for tests that need FFmpeg to
+// meet the genuine article.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace ombrel::test {
+
+// Runs ffmpeg with the given arguments and writes `out`. Fails the test when it does not.
+inline bool MakeMovie(const std::string& args, const std::string& out) {
+    const std::string cmd =
+        "ffmpeg -nostdin -hide_banner -loglevel error -y " + args + " '" + out + "' > /dev/null 2>&1";
+    const int rc = std::system(cmd.c_str());
+    EXPECT_EQ(rc, 0) << cmd;
+    return rc == 0;
+}
+
+// A picture of 64 x 48 at `rate` ("24", "24000/1001"), `frames` long.
+inline std::string TestPattern(const std::string& rate, int frames) {
+    return "-f lavfi -i testsrc=size=64x48:rate=" + rate + " -frames:v " + std::to_string(frames);
+}
+
+// Uncompressed RGB: 9216 bytes a frame, so the size of the file is known in advance.
+inline constexpr const char* kRawVideo = " -c:v rawvideo -pix_fmt rgb24";
+
+// Replaces the first `from` after `after` in the file; false when there is none.
+inline bool PatchBytes(const std::string& path, const std::string& after, const std::string& from,
+                       const std::string& to) {
+    std::string bytes;
+    {
+        std::ifstream in(path, std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    const size_t anchor = bytes.find(after);
+    if (anchor == std::string::npos) return false;
+    const size_t at = bytes.find(from, anchor);
+    if (at == std::string::npos) return false;
+    bytes.replace(at, from.size(), to);
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << bytes;
+    return static_cast<bool>(out);
+}
+
+}  // namespace ombrel::test
