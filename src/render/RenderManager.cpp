@@ -121,6 +121,7 @@ void RenderManager::StartRender(std::shared_ptr<RenderNotifyTarget> target) {
     {
         std::lock_guard lock(lock_);
         notifyTarget_ = std::move(target);
+        etaString_.clear();  // a new run starts with an empty estimate
     }
     // Counted before the thread starts, so that WaitUntilExit right after cannot miss it.
     activeThreads_ = 1;
