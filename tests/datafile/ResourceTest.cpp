@@ -1,0 +1,60 @@
+#include "datafile/Resource.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <string>
+
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using test::TempDir;
+using test::WriteWholeFile;
+
+// Points the data root at a scratch folder for one test.
+class ScratchDataRoot {
+public:
+    ScratchDataRoot() {
+        if (const char* old = std::getenv("OMBREL_DATA_DIR")) old_ = old;
+        ::setenv("OMBREL_DATA_DIR", dir_.path().c_str(), 1);
+    }
+    ~ScratchDataRoot() {
+        if (old_.empty()) ::unsetenv("OMBREL_DATA_DIR");
+        else ::setenv("OMBREL_DATA_DIR", old_.c_str(), 1);
+    }
+    const TempDir& dir() const { return dir_; }
+
+private:
+    TempDir dir_;
+    std::string old_;
+};
+
+TEST(Resource, FoundUnderTheDataRootOrExplainedWhenMissing) {
+    ScratchDataRoot root;
+    WriteWholeFile(root.dir() / "Resources/Shaders/core.fs", "scrambled");
+    EXPECT_EQ(ResourcePath("Resources/Shaders/core.fs"), root.dir() / "Resources/Shaders/core.fs");
+    EXPECT_EQ(FindResource("Resources/Shaders/core.fs"), root.dir() / "Resources/Shaders/core.fs");
+    EXPECT_EQ(RequireResource("Resources/Shaders/core.fs"), root.dir() / "Resources/Shaders/core.fs");
+
+    std::string why;
+    EXPECT_EQ(FindResource("Resources/Shaders/grain.fs", &why), "");
+    EXPECT_NE(why.find("Missing resource \"Resources/Shaders/grain.fs\""), std::string::npos) << why;
+    EXPECT_NE(why.find("no readable file at " + (root.dir() / "Resources/Shaders/grain.fs")), std::string::npos) << why;
+    EXPECT_NE(why.find("OMBREL_DATA_DIR"), std::string::npos) << why;
+
+    // A folder where a file should be is no resource either.
+    std::filesystem::create_directories(root.dir() / "Profiles/5D");
+    EXPECT_EQ(FindResource("Profiles/5D"), "");
+}
+
+TEST(ResourceDeathTest, AMissingRequiredResourceStopsWithThePathSearched) {
+    ScratchDataRoot root;
+    const std::string expected = root.dir() / "Resources/Exposure/table.dat";
+    EXPECT_DEATH(RequireResource("Resources/Exposure/table.dat"), "Missing resource .*no readable file at " + expected);
+}
+
+}  // namespace
+}  // namespace ombrel

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "datafile/DataFile.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using test::ReadWholeFile;
+using test::TempDir;
+using test::WriteWholeFile;
+
+struct Result {
+    int status = -1;
+    std::string output;
+};
+
+// Runs a command with stderr folded into the output; status is the exit code.
+Result Shell(const std::string& command) {
+    Result r;
+    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+    if (!pipe) return r;
+    char buffer[512];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
+    int status = ::pclose(pipe);
+    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
+}
+
+std::string Pack(const std::string& args) { return std::string("'") + OMBREL_PACK + "' " + args; }
+std::string Q(const std::string& path) { return "'" + path + "'"; }
+
+std::string Payload(const std::string& path) {
+    std::unique_ptr<uint8_t[]> bytes;
+    size_t length = 0;
+    char message[kMessageBufferSize] = {};
+    EXPECT_EQ(UnscrambleDataFromFile(path, bytes, length, message), 0) << message;
+    if (length < kContainerTailSize) return {};
+    return std::string(reinterpret_cast<const char*>(bytes.get()), length - kContainerTailSize);
+}
+
+TEST(OmbrelPack, ScramblesAndUnscramblesBothWays) {
+    TempDir dir;
+    std::string data("exposure table\0\x01\x02\xff", 19);
+    for (int i = 0; i < 100; ++i) data += "0.25 0.5 0.75\n";
+    WriteWholeFile(dir / "in.dat", data);
+
+    ASSERT_EQ(Shell(Pack("scramble " + Q(dir / "in.dat") + " " + Q(dir / "plain.res"))).status, 0);
+    EXPECT_EQ(ReadWholeFile(dir / "plain.res").size(), data.size() + 429);
+    EXPECT_EQ(Payload(dir / "plain.res"), data);
+    ASSERT_EQ(Shell(Pack("unscramble " + Q(dir / "plain.res") + " " + Q(dir / "plain.out"))).status, 0);
+    EXPECT_EQ(ReadWholeFile(dir / "plain.out"), data);
+
+    ASSERT_EQ(Shell(Pack("scramble --gzip " + Q(dir / "in.dat") + " " + Q(dir / "zip.res"))).status, 0);
+    // The payload is a gzip stream that the system tool reads.
+    WriteWholeFile(dir / "payload.gz", Payload(dir / "zip.res"));
+    Result gunzip = Shell("gzip -dc " + Q(dir / "payload.gz") + " > " + Q(dir / "payload"));
+    ASSERT_EQ(gunzip.status, 0) << gunzip.output;
+    EXPECT_EQ(ReadWholeFile(dir / "payload"), data);
+    ASSERT_EQ(Shell(Pack("unscramble --gunzip " + Q(dir / "zip.res") + " " + Q(dir / "zip.out"))).status, 0);
+    EXPECT_EQ(ReadWholeFile(dir / "zip.out"), data);
+}
+
+TEST(OmbrelPack, FailuresSayWhyAndExitNonZero) {
+    TempDir dir;
+    Result missing = Shell(Pack("scramble " + Q(dir / "absent") + " " + Q(dir / "out")));
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.output.find("cannot read input"), std::string::npos) << missing.output;
+    EXPECT_NE(missing.output.find(dir / "absent"), std::string::npos) << missing.output;
+    EXPECT_NE(missing.output.find("No such file or directory"), std::string::npos) << missing.output;
+    EXPECT_FALSE(std::filesystem::exists(dir / "out"));
+
+    WriteWholeFile(dir / "short", std::string(100, 'x'));
+    Result tooShort = Shell(Pack("unscramble " + Q(dir / "short") + " " + Q(dir / "out")));
+    EXPECT_EQ(tooShort.status, 1);
+    EXPECT_NE(tooShort.output.find("not a scrambled container"), std::string::npos) << tooShort.output;
+
+    WriteWholeFile(dir / "in", "not gzip inside");
+    ASSERT_EQ(Shell(Pack("scramble " + Q(dir / "in") + " " + Q(dir / "c.res"))).status, 0);
+    WriteWholeFile(dir / "out", "earlier output");
+    Result notGzip = Shell(Pack("unscramble --gunzip " + Q(dir / "c.res") + " " + Q(dir / "out")));
+    EXPECT_EQ(notGzip.status, 1);
+    EXPECT_NE(notGzip.output.find("Failed to load zipped data"), std::string::npos) << notGzip.output;
+    EXPECT_EQ(ReadWholeFile(dir / "out"), "earlier output");
+
+    Result noFolder = Shell(Pack("scramble " + Q(dir / "in") + " " + Q(dir / "none/c.res")));
+    EXPECT_EQ(noFolder.status, 1);
+    EXPECT_NE(noFolder.output.find("cannot write output"), std::string::npos) << noFolder.output;
+
+    EXPECT_EQ(Shell(Pack("")).status, 2);
+    EXPECT_EQ(Shell(Pack("scramble onlyone")).status, 2);
+    EXPECT_EQ(Shell(Pack("squash a b")).status, 2);
+    EXPECT_EQ(Shell(Pack("unscramble --gzip a b")).status, 2);
+    EXPECT_EQ(Shell(Pack("--help")).status, 0);
+}
+
+TEST(DataPipeline, BuildMadeResourcesReadBackAndInstallUnderShareTessaly) {
+    const std::string shaderSource = ReadWholeFile(std::string(PROBE_SOURCE_DIR) + "/probe.fs");
+    const std::string tableSource = ReadWholeFile(std::string(PROBE_SOURCE_DIR) + "/probe.tin");
+    ASSERT_FALSE(shaderSource.empty());
+    const std::string root = PROBE_DATA_ROOT;
+
+    std::unique_ptr<uint8_t[]> container;
+    size_t containerLength = 0;
+    char message[kMessageBufferSize] = {};
+    ASSERT_EQ(UnscrambleDataFromFile(root + "/Resources/Probe/probe.fs", container, containerLength, message), 0)
+        << message;
+    std::unique_ptr<uint8_t[]> text;
+    size_t textLength = 0;
+    ASSERT_EQ(UnzipByteArray(container.get(), containerLength, text, textLength, message), 0) << message;
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(text.get()), textLength), shaderSource);
+
+    auto table = GetUnscrambledData(root + "/Profiles/Probe/probe.tin");
+    ASSERT_TRUE(table.has_value());
+    ASSERT_EQ(table->size(), tableSource.size() + 429);
+    EXPECT_EQ(std::string(table->begin(), table->begin() + static_cast<long>(tableSource.size())), tableSource);
+    EXPECT_EQ(ReadWholeFile(root + "/Resources/Probe/plain.tin"), tableSource);
+
+    TempDir prefix;
+    Result install = Shell(Q(CMAKE_COMMAND_PATH) + " --install " + Q(BUILD_TREE) + " --component ombrel_probe --prefix " +
+                         Q(prefix.path()));
+    ASSERT_EQ(install.status, 0) << install.output;
+    const std::string installed = prefix / "share/tessaly";
+    EXPECT_EQ(ReadWholeFile(installed + "/Resources/Probe/probe.fs"), ReadWholeFile(root + "/Resources/Probe/probe.fs"));
+    EXPECT_EQ(ReadWholeFile(installed + "/Profiles/Probe/probe.tin"), ReadWholeFile(root + "/Profiles/Probe/probe.tin"));
+    EXPECT_TRUE(std::filesystem::exists(installed + "/Resources/Probe/plain.tin"));
+    // Nothing else rides along with the probe component.
+    EXPECT_FALSE(std::filesystem::exists(prefix / "bin"));
+}
+
+}  // namespace
+}  // namespace ombrel
