@@ -1,0 +1,250 @@
+#include "RenderCommand.h"
+
+#include <CLI/CLI.hpp>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+
+#include "core/Log.h"
+#include "core/MainQueue.h"
+#include "core/Paths.h"
+#include "library/FileParser.h"
+#include "model/SettingsManager.h"
+#include "platform/movie/MovieProbe.h"
+#include "render/RenderManager.h"
+
+namespace ombrel::cli {
+namespace {
+
+std::atomic<bool> gInterrupted{false};
+
+void OnSignal(int) { gInterrupted = true; }
+
+// Restores the previous handlers when the run ends.
+class SignalGuard {
+public:
+    SignalGuard() {
+        previousInt_ = std::signal(SIGINT, OnSignal);
+        previousTerm_ = std::signal(SIGTERM, OnSignal);
+    }
+    ~SignalGuard() {
+        std::signal(SIGINT, previousInt_);
+        std::signal(SIGTERM, previousTerm_);
+    }
+
+private:
+    void (*previousInt_)(int);
+    void (*previousTerm_)(int);
+};
+
+bool ParseSize(const std::string& text, OutputSize* size) {
+    int w = 0, h = 0;
+    char x = 0;
+    if (std::sscanf(text.c_str(), "%d%c%d", &w, &x, &h) != 3 || (x != 'x' && x != 'X') || w <= 0 || h <= 0)
+        return false;
+    *size = {static_cast<float>(w), static_cast<float>(h)};
+    return true;
+}
+
+bool ParseRange(const std::string& text, int* first, int* last) {
+    char dash = 0;
+    return std::sscanf(text.c_str(), "%d%c%d", first, &dash, last) == 3 && dash == '-' && *first >= 0 &&
+           *last >= *first;
+}
+
+bool ParseLevels(const std::string& text, float* b, float* m, float* w) {
+    return std::sscanf(text.c_str(), "%f,%f,%f", b, m, w) == 3;
+}
+
+// Frames in a clip as far as this build can tell before opening it; 0 when unknown.
+int FrameCountForClip(const std::string& path) {
+    if (FileParser::IsR3DFile(path)) return 0;
+    MovieProbe probe(path);
+    if (!probe.ok()) return 0;
+    double fps = 0, frames = 0;
+    FileParser::GetDetailsFromMovieOutFPSOutFrameCount(probe.info(), &fps, &frames);
+    return static_cast<int>(frames);
+}
+
+void PrintProgress(const std::string& style, const RenderManager& rm) {
+    const uint32_t total = rm.totalFrameCount();
+    if (total == 0) return;
+    const double pct = 100.0 * rm.framesRendered() / total;
+    if (style == "openjd")
+        std::fprintf(stderr, "openjd_progress: %d\n", static_cast<int>(pct));
+    else
+        std::fprintf(stderr, "%u of %u frames (%.0f%%)\n", rm.framesRendered(), total, pct);
+}
+
+}  // namespace
+
+CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
+    CLI::App* render = app.add_subcommand("render", "Render clips with a film look");
+    render->add_option("CLIP", o.clips, "Clips to render")->required();
+    render->add_option("--format", o.format, "Output format")->check(CLI::IsMember({"dpx", "tiff", "mov"}));
+    render->add_option("--out", o.out, "Output folder (default ~/Documents/Ombrel/Render/)");
+    auto* size = render->add_option("--size", o.size, "Output size WxH (default: the source's size)");
+    render->add_option("--size-tag", o.sizeTag, "Output size by menu tag (0-7, 101)")->excludes(size);
+    render->add_option("--fit", o.fit, "Fit method: 0 keep width, 1 keep height, 2 fill")->check(CLI::Range(0, 2));
+    render->add_option("--frames", o.frames, "Inclusive frame range A-B");
+    render->add_flag("--keep-existing", o.keepExisting, "Refuse clips whose output exists (default replaces)");
+    render->add_option("--folders", o.folders, "Frame folders: 0 clip name, 1 reel_clip, 2 reel/clip")
+        ->check(CLI::Range(0, 2));
+    render->add_flag("--no-clip-prefix", o.noClipPrefix, "Frame names without the clip name");
+    render->add_flag("--index-names", o.indexNames, "Number frames by index, not by timecode");
+    render->add_option("--stock", o.stock, "Film stock name");
+    render->add_option("--gauge", o.gauge, "Grain gauge (CP...)");
+    render->add_option("--grain", o.grain, "Grain strength");
+    render->add_option("--exposure", o.exposure, "Exposure in stops");
+    render->add_option("--kelvin", o.kelvin, "Colour temperature in Kelvin");
+    render->add_option("--saturation", o.saturation, "Saturation");
+    render->add_option("--lift", o.lift, "Lift");
+    render->add_option("--gamma", o.gamma, "Gamma");
+    render->add_option("--gain", o.gain, "Gain");
+    render->add_option("--levels", o.levels, "Levels black,mid,white");
+    render->add_option("--color-amount", o.colorAmount, "Blend of the stock's colour, 0 to 1");
+    render->add_option("--scurve-amount", o.scurveAmount, "Blend of the stock's S-curve, 0 to 1");
+    render->add_option("--settings", o.settingsFile, "A clip-settings property list to start from")
+        ->check(CLI::ExistingFile);
+    render->add_option("--progress", o.progress, "Progress lines on stderr")
+        ->check(CLI::IsMember({"plain", "openjd"}));
+    render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
+    return render;
+}
+
+int RunRender(const RenderOptions& o) {
+    auto out = OutputSettings::Make();
+    out->SelectFormatMenuTag(o.format == "dpx" ? kFormatDpx : o.format == "tiff" ? kFormatTiff : 5);
+    out->setOutputDirectory(ExpandTilde(o.out.value_or(RenderFolder())));
+    OutputSize size;
+    if (o.size && !ParseSize(*o.size, &size)) {
+        std::fprintf(stderr, "ombrel render: --size wants WxH, as 1920x1080, not \"%s\"\n", o.size->c_str());
+        return kExitUsage;
+    }
+    if (o.sizeTag) size = SettingsManager::SizeForTag(*o.sizeTag);
+    out->setResize(size.width > 0.0f);
+    out->setSize(size);
+    out->setOutputSizeTag(o.sizeTag.value_or(SettingsManager::TagForSize(size)));
+    out->setFitMethod(o.fit);
+    out->setOverwrite(o.keepExisting ? 1 : 0);
+    out->setFolders(o.folders);
+    out->setFilenames(o.noClipPrefix ? 1 : 0);
+    out->setTimecode(o.indexNames ? 1 : 0);
+    out->setThreadCount(1);
+
+    ClipSettings look;
+    if (o.settingsFile) {
+        std::string error;
+        PlistValue dict = PlistValue::ReadFromFile(*o.settingsFile, &error);
+        if (!dict.isDict()) {
+            std::fprintf(stderr, "ombrel render: cannot read settings %s: %s\n", o.settingsFile->c_str(),
+                         error.c_str());
+            return kExitUsage;
+        }
+        look.LoadFromDictionary(dict);
+    }
+    if (o.stock) look.setStockName(*o.stock);
+    if (o.gauge) {
+        if (o.gauge->rfind("CP", 0) != 0) {
+            std::fprintf(stderr, "ombrel render: a grain gauge begins with \"CP\", as CP35, not \"%s\"\n",
+                         o.gauge->c_str());
+            return kExitUsage;
+        }
+        look.setGrainName(*o.gauge);
+    }
+    if (o.grain) look.setGrainMultiplier(*o.grain);
+    if (o.exposure) {
+        look.setExposure(*o.exposure);
+        look.setUseMetadata(false);
+    }
+    if (o.kelvin) {
+        look.setKelvin(*o.kelvin);
+        look.setUseMetadata(false);
+    }
+    if (o.saturation) look.setSaturation(*o.saturation);
+    if (o.lift) look.setLift(*o.lift);
+    if (o.gamma) look.setGamma(*o.gamma);
+    if (o.gain) look.setGain(*o.gain);
+    if (o.levels) {
+        float b = 0, m = 0, w = 0;
+        if (!ParseLevels(*o.levels, &b, &m, &w)) {
+            std::fprintf(stderr, "ombrel render: --levels wants black,mid,white, as 0,0.5,1\n");
+            return kExitUsage;
+        }
+        look.setBlack(b);
+        look.setMid(m);
+        look.setWhite(w);
+    }
+    if (o.colorAmount) look.setColorChangePercent(*o.colorAmount);
+    if (o.scurveAmount) look.setScurveChangePercent(*o.scurveAmount);
+    int first = 0, last = 0;
+    if (o.frames && !ParseRange(*o.frames, &first, &last)) {
+        std::fprintf(stderr, "ombrel render: --frames wants an inclusive range A-B, as 0-99\n");
+        return kExitUsage;
+    }
+
+    auto& manager = RenderManager::Instance();
+    auto& settings = SettingsManager::Instance();
+    manager.Reset();
+    int failed = 0;
+    for (const auto& clip : o.clips) {
+        std::error_code ec;
+        const std::string path = std::filesystem::absolute(clip, ec).string();
+        if (!std::filesystem::is_regular_file(path, ec)) {
+            std::fprintf(stderr, "ombrel render: %s: no such clip\n", clip.c_str());
+            ++failed;
+            continue;
+        }
+        const int frames = FrameCountForClip(path);
+        if (frames < 1) LogWarn("Frame count pooched: {}", path);
+        if (o.frames) {
+            look.setUserFrameIn(first);
+            look.setUserFrameOut(last);
+        }
+        look.setTotalFrames(static_cast<float>(frames));
+        settings.PushSettingsForClip(look, path);
+        auto clipSettings = settings.SettingsForClip(path);
+        clipSettings->setTotalFrames(static_cast<float>(frames));
+        clipSettings->setFramesRendered(0.0f);
+        clipSettings->setErrorState(0);
+        clipSettings->setAcquired(false);
+        auto item = RenderManagerItem::Make(path, frames, clipSettings, out);
+        if (!manager.AddItem(item)) {
+            std::fprintf(stderr, "ombrel render: %s: File already exists. Not Rendering (%s)\n", clip.c_str(),
+                         item->DestPath().c_str());
+            ++failed;
+        }
+    }
+
+    SignalGuard signals;
+    auto& main = MainQueue::Instance();
+    main.AdoptCurrentThread();
+    auto target = std::make_shared<RenderNotifyTarget>();
+    target->UpdateProgress = [&] { PrintProgress(o.progress, manager); };
+    manager.StartRender(target);
+    bool cancelled = false;
+    main.ServeUntil([&] {
+        if (gInterrupted && !cancelled) {
+            cancelled = true;
+            std::fprintf(stderr, "ombrel render: cancelling; the frame in hand finishes\n");
+            manager.CancelRender("Cancelled by signal");
+        }
+        return manager.activeThreads() == 0;
+    });
+    manager.WaitUntilExit();
+
+    for (const auto& item : manager.renderQueue()) {
+        if (item->errorState() && !item->errorMessage().empty()) {
+            std::fprintf(stderr, "ombrel render: %s: %s\n", item->filePath().c_str(), item->errorMessage().c_str());
+            ++failed;
+        } else if (!item->errorState()) {
+            std::printf("%s -> %s\n", item->filePath().c_str(), item->DestPath().c_str());
+        }
+    }
+    if (cancelled) return kExitCancelled;
+    return failed > 0 ? kExitFailed : kExitOk;
+}
+
+}  // namespace ombrel::cli

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace ombrel::cli {
+
+// Exit codes of the command line.
+enum ExitCode : int { kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitCancelled = 130 };
+
+// The options of `ombrel render`, as parsed; applied to the records by ApplyRenderOptions.
+struct RenderOptions {
+    std::vector<std::string> clips;
+    std::string format = "dpx";
+    std::optional<std::string> out;
+    std::optional<std::string> size;
+    std::optional<int> sizeTag;
+    int fit = 0;
+    std::optional<std::string> frames;
+    bool keepExisting = false;
+    int folders = 0;
+    bool noClipPrefix = false;
+    bool indexNames = false;
+    std::optional<std::string> stock;
+    std::optional<std::string> gauge;
+    std::optional<float> grain;
+    std::optional<float> exposure;
+    std::optional<float> kelvin;
+    std::optional<double> saturation;
+    std::optional<float> lift, gamma, gain;
+    std::optional<std::string> levels;
+    std::optional<double> colorAmount;
+    std::optional<double> scurveAmount;
+    std::optional<std::string> settingsFile;
+    std::string progress = "plain";
+    bool cpu = false;
+};
+
+// Adds the `render` subcommand with its options bound to `options`.
+CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& options);
+// Runs a parsed render command: queues the clips and renders them. Returns an exit code.
+int RunRender(const RenderOptions& options);
+
+}  // namespace ombrel::cli
