@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ombrel {
+
+// An 8-bit RGBA picture in memory, rows top to bottom: thumbnails and icons.
+struct Image {
+    int width = 0;
+    int height = 0;
+    std::vector<uint8_t> rgba;  // width * height * 4
+
+    Image() = default;
+    Image(int w, int h) : width(w), height(h), rgba(static_cast<size_t>(w) * static_cast<size_t>(h) * 4, 0) {}
+    bool empty() const { return width <= 0 || height <= 0; }
+    uint8_t* pixel(int x, int y) { return rgba.data() + (static_cast<size_t>(y) * width + x) * 4; }
+    const uint8_t* pixel(int x, int y) const { return rgba.data() + (static_cast<size_t>(y) * width + x) * 4; }
+};
+
+using ImagePtr = std::shared_ptr<const Image>;
+
+// TIFF through libtiff. Writing goes through a temporary file and a rename.
+bool WriteImageAsTiff(const Image& image, const std::string& path, std::string* error = nullptr);
+// Any TIFF libtiff reads, converted to RGBA8; null with a message on failure.
+ImagePtr ReadTiffImage(const std::string& path, std::string* error = nullptr);
+
+}  // namespace ombrel

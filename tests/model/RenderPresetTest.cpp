@@ -1,0 +1,119 @@
+#include "model/RenderPreset.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <set>
+
+#include "core/Paths.h"
+#include "model/SettingsManager.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+ImagePtr Swatch() {
+    auto img = std::make_shared<Image>(8, 4);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 8; ++x) {
+            uint8_t* p = img->pixel(x, y);
+            p[0] = static_cast<uint8_t>(x * 30);
+            p[1] = static_cast<uint8_t>(y * 60);
+            p[2] = 200;
+            p[3] = 255;
+        }
+    return img;
+}
+
+TEST(RenderPreset, NewPresetsGetDistinctStandardGuids) {
+    const std::regex form("^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$");
+    std::set<std::string> seen;
+    for (int i = 0; i < 200; ++i) {
+        RenderPreset p;
+        EXPECT_TRUE(std::regex_match(p.presetID(), form)) << p.presetID();
+        seen.insert(p.presetID());
+    }
+    EXPECT_EQ(seen.size(), 200u);
+}
+
+TEST(RenderPreset, DictionaryRoundTripAndCopyWithNewID) {
+    auto p = RenderPreset::Make();
+    p->Settings()->setStockName("5219");
+    p->Settings()->setExposure(0.5f);
+    p->setPresetName("Night exterior");
+    p->setPresetNumber(7);
+    p->setIsFactory(true);
+    p->setIsTicked(true);
+
+    const PlistValue d = PlistValue::FromXml(p->PropertyList().ToXml());
+    EXPECT_EQ(d["presetNumber"].asInt(), 7);
+    EXPECT_EQ(d["theSettings"]["stockName"].asString(), "5219");
+    RenderPreset back;
+    back.setIsFactory(true);
+    back.LoadFromDictionary(d);
+    EXPECT_EQ(back.presetID(), p->presetID());
+    EXPECT_EQ(back.presetName(), "Night exterior");
+    EXPECT_EQ(back.presetNumber(), 7u);
+    EXPECT_FALSE(back.isFactory());
+    EXPECT_EQ(back.Settings()->exposure(), 0.5f);
+    EXPECT_EQ(back.icon(), nullptr);  // no thumbnail on disk
+
+    auto copy = p->copyWithNewID();
+    EXPECT_NE(copy->presetID(), p->presetID());
+    EXPECT_NE(copy->Settings(), p->Settings());
+    EXPECT_EQ(copy->Settings()->stockName(), "5219");
+    EXPECT_EQ(copy->presetName(), "Night exterior");
+    EXPECT_EQ(copy->presetNumber(), 7u);
+    EXPECT_TRUE(copy->isFactory());
+    EXPECT_TRUE(copy->isTicked());
+}
+
+TEST(RenderPreset, IconsAreWrittenAsTiffAndFactoryIconsReachTheLegacyPath) {
+    auto p = RenderPreset::Make();
+    EXPECT_EQ(p->IconName(), p->presetID() + ".tiff");
+    EXPECT_EQ(p->IconPathLegacy(), HomeFolder() + "/Documents/Ombrel/Thumbnails/Preset/" + p->presetID() + ".tiff");
+    EXPECT_EQ(p->IconPathLibrary("My Presets"),
+              HomeFolder() + "/Documents/Ombrel/Data/.presets/My Presets/" + p->presetID() + ".tiff");
+    p->setIcon(Swatch());
+    ASSERT_TRUE(std::filesystem::exists(p->IconPathLegacy()));
+    // An independent reader agrees on the file.
+    std::string cmd = "tiffinfo '" + p->IconPathLegacy() + "' 2>&1";
+    FILE* pipe = popen(cmd.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string info;
+    char buf[256];
+    while (fgets(buf, sizeof buf, pipe)) info += buf;
+    pclose(pipe);
+    EXPECT_NE(info.find("Image Width: 8 Image Length: 4"), std::string::npos) << info;
+
+    RenderPreset loaded;
+    loaded.LoadFromDictionary(p->PropertyList());
+    ASSERT_NE(loaded.icon(), nullptr);
+    EXPECT_EQ(loaded.icon()->rgba, Swatch()->rgba);
+
+    // A factory preset takes its thumbnail from its library and leaves a copy at the legacy path.
+    auto factory = RenderPreset::Make();
+    const std::string libraryIcon = factory->IconPathLibrary("Factory");
+    std::filesystem::create_directories(std::filesystem::path(libraryIcon).parent_path());
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(), libraryIcon));
+    RenderPreset fromLibrary;
+    fromLibrary.LoadFactoryPresetFromDictionaryLibraryName(factory->PropertyList(), "Factory");
+    EXPECT_TRUE(fromLibrary.isFactory());
+    ASSERT_NE(fromLibrary.icon(), nullptr);
+    EXPECT_TRUE(std::filesystem::exists(fromLibrary.IconPathLegacy()));
+}
+
+TEST(RenderPreset, SortOrderTreatsEqualNumbersAsEqualEitherWay) {
+    RenderPreset a, b;
+    a.setPresetNumber(3);
+    b.setPresetNumber(3);
+    EXPECT_FALSE(a.sortOrder(b));
+    EXPECT_FALSE(b.sortOrder(a));
+    b.setPresetNumber(1);
+    EXPECT_TRUE(a.sortOrder(b));
+    EXPECT_FALSE(b.sortOrder(a));
+}
+
+}  // namespace
+}  // namespace ombrel
