@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -144,12 +145,20 @@ void Unscramble(uint8_t* buffer, size_t size) {
     std::abort();
 }
 
+uint32_t FreshSeed() {
+    try {
+        return std::random_device{}();
+    } catch (...) {
+        return static_cast<uint32_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+    }
+}
+
 }  // namespace
 
 int ScrambleDataToFile(const std::string& path, const void* bytes, size_t length, char* message) {
     // The file format does not care about the generator; a per-call seed keeps two files
     // written within the same second different.
-    std::mt19937 rng(std::random_device{}());
+    std::mt19937 rng(FreshSeed());
     uint8_t forward[kSubstitutionSize];
     for (size_t k = 0; k < kSubstitutionSize; ++k) forward[k] = static_cast<uint8_t>(k);
     for (size_t i = 0; i < kSubstitutionSize; ++i) {
@@ -157,13 +166,18 @@ int ScrambleDataToFile(const std::string& path, const void* bytes, size_t length
         std::swap(forward[i], forward[pick(rng)]);
     }
 
-    std::vector<uint8_t> out(length + kContainerTailSize);
+    const size_t total = length + kContainerTailSize;
+    auto out = length < std::numeric_limits<size_t>::max() - kContainerTailSize ? Allocate(total) : nullptr;
+    if (!out) {
+        Say(message, "Failed to write zip file %s", path.c_str());
+        return -4;
+    }
     const auto* in = static_cast<const uint8_t*>(bytes);
     for (size_t i = 0; i < length; ++i) out[i] = forward[in[i]];
     for (size_t k = 0; k < kSubstitutionSize; ++k) out[length + forward[k]] = static_cast<uint8_t>(k);
     std::uniform_int_distribution<int> filler(0, kFillerLimit);
     for (size_t k = 0; k < kFillerSize; ++k) out[length + kSubstitutionSize + k] = static_cast<uint8_t>(filler(rng));
-    return WriteDataToFile(path, out.data(), out.size(), message);
+    return WriteDataToFile(path, out.get(), total, message);
 }
 
 int WriteDataToFile(const std::string& path, const void* bytes, size_t length, char* message) {
@@ -278,7 +292,11 @@ std::optional<std::vector<uint8_t>> GetUnscrambledData(const std::string& path) 
         Log()->error("{}", message);
         Fatal("Failed to get unscramble at " + path);
     }
-    return std::vector<uint8_t>(bytes.get(), bytes.get() + length);
+    try {
+        return std::vector<uint8_t>(bytes.get(), bytes.get() + length);
+    } catch (const std::bad_alloc&) {
+        Fatal("Failed to get unscramble at " + path);
+    }
 }
 
 }  // namespace ombrel
