@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace ombrel {
+
+// Puts a whole frame file on disk: one write of the prebuilt bytes to a temporary name
+// beside `path`, then a rename onto `path`. A failed write (full disk, no permission,
+// vanished folder) leaves nothing under the frame's name and removes the temporary file.
+// With `replace` false an existing file at `path` is left alone and the write fails.
+// Paths are passed to the file system as they stand, so UTF-8 names work.
+bool WriteFrameFile(const std::string& path, const void* bytes, size_t size, bool replace, std::string* error);
+
+}  // namespace ombrel

@@ -1,0 +1,91 @@
+#include "render/audio/AuFile.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <vector>
+
+#include "TiffDpxTestTools.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using test::BigEndian32;
+using test::HiddenFiles;
+using test::Quoted;
+using test::ReadWholeFile;
+using test::RunCommand;
+using test::TempDir;
+
+TEST(AuFile, HeaderBytesAndBlocksAsTheDecoderGivesThem) {
+    const auto h = AuHeader(48000, 2);
+    const std::string bytes(h.begin(), h.end());
+    ASSERT_EQ(bytes.size(), 28u);
+    EXPECT_EQ(bytes.substr(0, 4), ".snd");
+    const std::pair<size_t, uint32_t> fields[] = {{4, 28}, {8, 0xFFFFFFFF}, {12, 5}, {16, 48000}, {20, 2}, {24, 0}};
+    for (auto [offset, value] : fields) EXPECT_EQ(BigEndian32(bytes, offset), value) << "at " << offset;
+    // A rate above 16 bits is written whole, not cut to its low bits.
+    EXPECT_EQ(BigEndian32(std::string(reinterpret_cast<const char*>(AuHeader(96000, 6).data()), 28), 16), 96000u);
+
+    TempDir dir;
+    const std::string path = dir / "A001_C001.au";
+    AuFileWriter writer;
+    std::string error;
+    ASSERT_TRUE(writer.Open(path, 48000, 2, &error)) << error;
+    EXPECT_FALSE(std::filesystem::exists(path)) << "not in place before it is finished";
+    // Two blocks of 32-bit big-endian stereo samples, the second shorter.
+    std::vector<uint8_t> block(4800 * 2 * 4);
+    for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<uint8_t>(i * 13);
+    ASSERT_TRUE(writer.Append(block.data(), block.size(), &error)) << error;
+    ASSERT_TRUE(writer.Append(block.data(), 2400 * 2 * 4, &error)) << error;
+    EXPECT_EQ(writer.bytesWritten(), (4800u + 2400u) * 8);
+    ASSERT_TRUE(writer.Finish(&error)) << error;
+
+    const std::string file = ReadWholeFile(path);
+    ASSERT_EQ(file.size(), 28 + (4800u + 2400u) * 8);
+    EXPECT_EQ(file.substr(0, 28), bytes);
+    EXPECT_EQ(file.substr(28, block.size()), std::string(block.begin(), block.end()));
+
+    const auto probe = RunCommand("ffprobe -v error -show_entries stream=codec_name,sample_rate,channels "
+                                  "-count_packets -show_entries stream=nb_read_packets -of default=nw=1 " +
+                                  Quoted(path));
+    EXPECT_EQ(probe.status, 0) << probe.output;
+    EXPECT_NE(probe.output.find("codec_name=pcm_s32be"), std::string::npos) << probe.output;
+    EXPECT_NE(probe.output.find("sample_rate=48000"), std::string::npos) << probe.output;
+    EXPECT_NE(probe.output.find("channels=2"), std::string::npos) << probe.output;
+    const auto samples = RunCommand("ffprobe -v error -show_entries format=duration -of default=nw=1 " + Quoted(path));
+    EXPECT_NE(samples.output.find("duration=0.15"), std::string::npos) << samples.output;  // 7200 / 48000
+}
+
+TEST(AuFile, AnUnfinishedOrFailedFileLeavesNothing) {
+    TempDir dir;
+    std::string error;
+    {
+        AuFileWriter writer;
+        ASSERT_TRUE(writer.Open(dir / "a.au", 48000, 1, &error));
+        const uint8_t some[8] = {};
+        ASSERT_TRUE(writer.Append(some, sizeof some));
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+
+    AuFileWriter writer;
+    EXPECT_FALSE(writer.Open(dir / "missing/a.au", 48000, 1, &error));
+    EXPECT_NE(error.find("missing/a.au"), std::string::npos) << error;
+    EXPECT_FALSE(writer.Append("x", 1, &error));
+
+    // Running out of room part way drops the file.
+    ASSERT_TRUE(writer.Open(dir / "b.au", 48000, 2, &error));
+    const std::vector<uint8_t> big(1 << 20);
+    {
+        test::FileSizeLimit limit(65536);
+        EXPECT_FALSE(writer.Append(big.data(), big.size(), &error));
+    }
+    EXPECT_NE(error.find("cannot write"), std::string::npos) << error;
+    EXPECT_FALSE(writer.Finish());
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    EXPECT_TRUE(HiddenFiles(dir.path()).empty());
+}
+
+}  // namespace
+}  // namespace ombrel
