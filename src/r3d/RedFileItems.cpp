@@ -1,0 +1,595 @@
+#include "r3d/RedFileItems.h"
+
+#include "r3d/CameraTables.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <fmt/format.h>
+
+namespace ombrel::r3d {
+
+namespace {
+
+void SetWhy(std::string* why, std::string text) {
+    if (why) *why = std::move(text);
+}
+
+uint64_t RoundUp(uint64_t v, uint64_t unit) { return (v + unit - 1) / unit * unit; }
+
+std::string ZeroEnded(const uint8_t* p, size_t n) {
+    const auto* end = static_cast<const uint8_t*>(std::memchr(p, 0, n));
+    return std::string(reinterpret_cast<const char*>(p), end ? size_t(end - p) : n);
+}
+
+}  // namespace
+
+bool IsHeaderToken(const Token& t) {
+    return TokenIs(t, kTagRED1, kHeader1Payload) || (t.damagedHeaderSize && t.tag == kTagRED1) ||
+           TokenIsAtLeast(t, kTagRED2, kHeader2MinPayload);
+}
+
+bool IsFooterToken(const Token& t, uint16_t versionWord) {
+    if (versionWord < kVersionWordGeneration5)
+        return TokenIs(t, kTagREOS, kFooter1Payload) || TokenIs(t, kTagREOB, kFooter1Payload) ||
+               TokenIs(t, kTagREOF, kFooter1Payload);
+    return TokenIsAtLeast(t, kTagREOC, kFooter2MinPayload) || TokenIsAtLeast(t, kTagREOB, kFooter2MinPayload) ||
+           TokenIsAtLeast(t, kTagREOF, kFooter2MinPayload);
+}
+
+bool IsVideoFrameToken(const Token& t) {
+    return TokenIsAtLeast(t, kTagREDV, kVideoFrame1MinPayload) ||
+           TrackTokenIsAtLeast(t, kTagRDI, kVideoFrame2MinPayload);
+}
+
+bool IsAudioBlockToken(const Token& t) { return TokenIsAtLeast(t, kTagREDA, kAudioBlockMinPayload); }
+
+int ChannelsOfNibbleMask(uint32_t* mask, uint32_t revision) {
+    int count = 0;
+    for (int i = 0; i < 8; ++i)
+        if ((*mask >> (4 * i)) & 0xF) ++count;
+    if (count % 2 == 1 && IsEvenAudioRevision(revision)) {
+        for (int i = 0; i < 8; ++i) {
+            if (((*mask >> (4 * i)) & 0xF) == 0) {
+                *mask |= 0xFu << (4 * i);
+                ++count;
+                break;
+            }
+        }
+    }
+    return count;
+}
+
+float RedFileHeader::FrameRate() const {
+    const float numerator = float(rateNumerator >> 16) * 65536.0f + float(rateNumerator & 0xFFFF);
+    return numerator / float(rateDenominator ? rateDenominator : 1);
+}
+
+bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why) {
+    *this = RedFileHeader{};
+    Buffer b(payload, size);
+    major = b.ReadUint8();
+    minor = b.ReadUint8();
+    identifier = b.ReadUint16();
+    if (!b.ok()) {
+        SetWhy(why, "the header is too short");
+        return false;
+    }
+    if (identifier == kIdentifierR1) {
+        if (major != 3 && major != 4) {
+            SetWhy(why, fmt::format("an \"R1\" header of version {} is not known", major));
+            return false;
+        }
+        firstWord = b.ReadUint32();
+        secondWord = b.ReadUint32();
+        b.ReadBytes(firstBlock.data(), firstBlock.size());
+        b.ReadBytes(secondBlock.data(), secondBlock.size());
+        width = b.ReadUint32();
+        height = b.ReadUint32();
+        rateNumerator = b.ReadUint32();
+        rateDenominator = b.ReadUint16();
+        audioChannels = b.ReadUint8();
+        uint8_t name[256] = {};
+        b.ReadBytes(name, 255);
+        b.ReadUint16();
+        if (!b.ok()) {
+            SetWhy(why, "the header is too short");
+            return false;
+        }
+        fileName = ZeroEnded(name, 255);
+        if (rateDenominator == 0) rateDenominator = 1;
+        cameraCode = identifier;
+        alignmentExponent = 0;
+        videoTrackCount = 1;
+        videoTrackFlags = {1};
+        return true;
+    }
+    if (identifier != kIdentifierR2) {
+        SetWhy(why, fmt::format("the header identifier {} is not known", identifier));
+        return false;
+    }
+    if (major != 5) {
+        SetWhy(why, fmt::format("an \"R2\" header of version {} is not known", major));
+        return false;
+    }
+    firstWord = 0;
+    cameraCode = b.ReadUint8();
+    b.ReadUint8();
+    alignmentExponent = b.ReadUint8();
+    b.ReadUint8();
+    b.ReadBytes(firstBlock.data(), firstBlock.size());
+    b.ReadBytes(secondBlock.data(), secondBlock.size());
+    secondWord = b.ReadUint16();
+    b.SkipBytes(6);
+    b.ReadUint32();
+    b.ReadUint32();
+    videoTrackCount = b.ReadUint8();
+    audioTrackCount = b.ReadUint8();
+    auxTrackCount = b.ReadUint8();
+    b.ReadUint8();
+    if (!b.ok()) {
+        SetWhy(why, "the header is too short");
+        return false;
+    }
+    if (alignmentExponent < 12) {
+        SetWhy(why, fmt::format("an alignment exponent of {} is below 12", alignmentExponent));
+        return false;
+    }
+    if (videoTrackCount == 0) {
+        SetWhy(why, "the header names no video track");
+        return false;
+    }
+    bool primaryFound = false;
+    for (int i = 0; i < videoTrackCount; ++i) {
+        uint8_t flags;
+        if (i == 0) {
+            b.SkipBytes(8);
+            width = b.ReadUint32();
+            height = b.ReadUint32();
+            flags = b.ReadUint8();
+            b.ReadUint8();
+            rateDenominator = b.ReadUint16();
+            rateNumerator = b.ReadUint32();
+        } else {
+            b.SkipBytes(16);
+            flags = b.ReadUint8();
+            b.SkipBytes(7);
+        }
+        videoTrackFlags.push_back(flags);
+        if (!primaryFound && (flags & 0x10)) {
+            primaryTrack = i;
+            primaryFound = true;
+        }
+    }
+    if (rateDenominator == 0) rateDenominator = 1;
+    const int hdrKind = videoTrackFlags.empty() ? 0 : videoTrackFlags[0] & 0xF;
+    hdrSingleTrack = hdrKind == 2;
+    hdrTwoTrack = hdrKind == 3 && videoTrackCount == 2;
+    for (int i = 0; i < audioTrackCount; ++i) {
+        if (i == 0) {
+            b.SkipBytes(8);
+            audioChannelMask = b.ReadUint32();
+            b.SkipBytes(5);
+            audioFormat = b.ReadUint8();
+            b.SkipBytes(2);
+        } else {
+            b.SkipBytes(20);
+        }
+    }
+    for (int i = 0; i < auxTrackCount; ++i) {
+        if (i == 0) {
+            b.SkipBytes(8);
+            b.ReadUint32();
+            auxValue = b.ReadUint32();
+        } else {
+            b.SkipBytes(16);
+        }
+    }
+    b.ReadUint16();
+    if (!b.ok()) {
+        SetWhy(why, "the header's track records run past its end");
+        return false;
+    }
+    MemoryTokenStream stream(payload, size);
+    RedMetadataTokenizer tokens(stream, b.Position(), size);
+    MetadataTokenView t;
+    for (size_t guard = 0; guard < size && tokens.NextToken(&t) == TokenResult::kToken; ++guard) {
+        if (t.Item() == kHeaderIdFileName) {
+            fileName = t.payloadSize == 0 ? std::string("n\\a") : ZeroEnded(t.payload, std::min<size_t>(t.payloadSize, 255));
+        } else if (t.Item() == kHeaderIdRevision && t.payloadSize == 4) {
+            firmwareRevision = LoadBE32(t.payload);
+            revisionRead = true;
+        }
+    }
+    if (revisionRead && videoTrackCount == 2 && major == 5 && minor <= 8) primaryTrack ^= 1;
+    littleEndianAudio = audioFormat == 160;
+    audioChannels = ChannelsOfNibbleMask(&audioChannelMask, firmwareRevision);
+    return true;
+}
+
+bool RedFileFooter::Parse(const uint8_t* payload, size_t size, uint16_t versionWord, uint64_t footerEnd,
+                          std::string* why) {
+    *this = RedFileFooter{};
+    Buffer b(payload, size);
+    if (versionWord < kVersionWordGeneration5) {
+        videoOffsetsPosition = b.ReadUint32();
+        videoSizesPosition = b.ReadUint32();
+        audioOffsetsPosition = b.ReadUint32();
+        audioSizesPosition = b.ReadUint32();
+        videoCount[0] = b.ReadUint32();
+        audioCount = b.ReadUint32();
+        b.ReadUint32();
+        b.SkipBytes(20);
+        if (!b.ok()) {
+            SetWhy(why, "the footer is too short");
+            return false;
+        }
+        return true;
+    }
+    generation5 = true;
+    b.SkipBytes(60 + 4 + 4);
+    videoTrackCount = b.ReadUint8();
+    audioTrackCount = b.ReadUint8();
+    auxTrackCount = b.ReadUint8();
+    b.ReadUint8();
+    if (b.ok() && videoTrackCount == 0) {
+        SetWhy(why, "the footer names no video track");
+        return false;
+    }
+    for (int i = 0; i < videoTrackCount; ++i) {
+        if (i < 2) {
+            TrackIndexRef& r = video[i];
+            r.tag = b.ReadUint32();
+            r.position = uint64_t(b.ReadUint32()) * kIndex2Unit;
+            r.extent = b.ReadUint32();
+            r.count = b.ReadUint32();
+            b.SkipBytes(4);
+            b.ReadUint32();
+        } else {
+            b.SkipBytes(24);
+        }
+    }
+    for (int i = 0; i < audioTrackCount; ++i) {
+        if (i == 0) {
+            audio.tag = b.ReadUint32();
+            audio.position = uint64_t(b.ReadUint32()) * kIndex2Unit;
+            audio.extent = b.ReadUint32();
+            audio.count = b.ReadUint32();
+            b.SkipBytes(24);
+        } else {
+            b.SkipBytes(40);
+        }
+    }
+    for (int i = 0; i < auxTrackCount; ++i) {
+        if (i == 0) {
+            aux.tag = b.ReadUint32();
+            aux.position = uint64_t(b.ReadUint32()) * kIndex2Unit;
+            aux.extent = b.ReadUint32();
+            aux.count = b.ReadUint32();
+            b.SkipBytes(8);
+        } else {
+            b.SkipBytes(24);
+        }
+    }
+    const uint16_t n = b.ReadUint16();
+    b.SkipBytes(n);
+    if (!b.ok()) {
+        SetWhy(why, "the footer's track records run past its end");
+        return false;
+    }
+    const uint64_t lastBlock = RoundUp(footerEnd, kIndex2Unit) - kIndex2Unit;
+    if (aux.position >= lastBlock) aux = TrackIndexRef{};
+    videoCount[0] = video[0].count;
+    videoCount[1] = videoTrackCount > 1 ? video[1].count : 0;
+    audioCount = audio.count;
+    auxCount = aux.count;
+    return true;
+}
+
+namespace {
+
+bool ReadLegacyTable(RedFileTokenizer& tk, uint32_t position, uint32_t tag, std::vector<uint32_t>* words,
+                     std::string* why) {
+    Token t;
+    if (tk.TokenAt(position, &t) != TokenResult::kToken || !TokenIsAtLeast(t, tag, kLegacyTableMinPayload)) {
+        SetWhy(why, fmt::format("no \"{}\" table at {}", TagText(tag), position));
+        return false;
+    }
+    if (t.PayloadSize() % 4 != 0) {
+        SetWhy(why, fmt::format("the \"{}\" table's length is not a multiple of 4", TagText(tag)));
+        return false;
+    }
+    std::vector<uint8_t> payload;
+    if (!tk.ReadPayload(t, &payload)) {
+        SetWhy(why, fmt::format("the \"{}\" table cannot be read", TagText(tag)));
+        return false;
+    }
+    words->resize(payload.size() / 4);
+    for (size_t i = 0; i < words->size(); ++i) (*words)[i] = LoadBE32(payload.data() + 4 * i);
+    return true;
+}
+
+bool ReadLegacyPair(RedFileTokenizer& tk, uint32_t offsetsAt, uint32_t sizesAt, uint32_t offsetsTag,
+                    uint32_t sizesTag, IndexStore::Table* table, std::string* why) {
+    std::vector<uint32_t> offsets, sizes;
+    if (!ReadLegacyTable(tk, offsetsAt, offsetsTag, &offsets, why)) return false;
+    if (!ReadLegacyTable(tk, sizesAt, sizesTag, &sizes, why)) return false;
+    if (offsets.size() != sizes.size()) {
+        SetWhy(why, fmt::format("the \"{}\" and \"{}\" tables differ in length", TagText(offsetsTag),
+                                TagText(sizesTag)));
+        return false;
+    }
+    table->entries.resize(offsets.size());
+    for (size_t i = 0; i < offsets.size(); ++i) table->entries[i] = {offsets[i], int64_t(sizes[i])};
+    table->entryWords = 2;
+    IndexStore::Settle(table);
+    return true;
+}
+
+bool ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTag, bool twoWordSize,
+                IndexStore::Table* table, std::string* why) {
+    Token t;
+    if (tk.TokenAt(ref.position, &t) != TokenResult::kToken || !TrackTokenIsAtLeast(t, trackTag, kIndex2MinPayload)) {
+        SetWhy(why, fmt::format("no \"{}\" index at {}", TagText(trackTag).substr(0, 3), ref.position));
+        return false;
+    }
+    if (t.PayloadSize() % 4 != 0) {
+        SetWhy(why, "an index's length is not a multiple of 4");
+        return false;
+    }
+    std::vector<uint8_t> payload;
+    if (!tk.ReadPayload(t, &payload)) {
+        SetWhy(why, "an index cannot be read");
+        return false;
+    }
+    const unsigned n = payload[56];
+    if (n == 0) {
+        SetWhy(why, "an index entry has no size word");
+        return false;
+    }
+    const size_t entrySize = (n + 1) * 4;
+    const size_t count = (payload.size() - 60) / entrySize;
+    table->entries.clear();
+    table->entries.reserve(count);
+    for (size_t i = 0; i < count; ++i) {
+        const uint8_t* e = payload.data() + 60 + i * entrySize;
+        const uint64_t position = uint64_t(LoadBE32(e)) * kIndex2Unit;
+        const auto word1 = static_cast<int32_t>(LoadBE32(e + 4));
+        int64_t size;
+        if (word1 < 0)
+            size = word1;
+        else
+            size = (twoWordSize && n == 1) ? LoadBE32(e + 4) : LoadBE32(e + 4 * n);
+        if (size == 0) break;
+        table->entries.push_back({position, size});
+    }
+    table->entryWords = n + 1;
+    IndexStore::Settle(table);
+    return true;
+}
+
+}  // namespace
+
+bool RedFileIndex::Parse(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef,
+                         bool primary, IndexStore* store, std::string* why) {
+    if (!footer.generation5) {
+        if (!ReadLegacyPair(tk, footer.videoOffsetsPosition, footer.videoSizesPosition, kTagRDVO, kTagRDVS,
+                            &store->video, why))
+            return false;
+        if (primary && store->audio.count > 0) {
+            if (footer.audioOffsetsPosition == 0 || footer.audioSizesPosition == 0) {
+                SetWhy(why, "the footer counts audio blocks but has no audio tables");
+                return false;
+            }
+            if (!ReadLegacyPair(tk, footer.audioOffsetsPosition, footer.audioSizesPosition, kTagRDAO, kTagRDAS,
+                                &store->audio, why))
+                return false;
+        }
+        return true;
+    }
+    if (!ReadIndex2(tk, videoRef, kTagRII, false, &store->video, why)) return false;
+    if (!primary) return true;
+    if (footer.audio.position != 0 && !ReadIndex2(tk, footer.audio, kTagRIA, true, &store->audio, why)) return false;
+    if (footer.aux.position != 0 && !ReadIndex2(tk, footer.aux, kTagRIX, true, &store->aux, why)) return false;
+    return true;
+}
+
+bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why) {
+    *this = RedFileVideoFrame{};
+    Buffer b(data, size);
+    const uint32_t w0 = b.ReadUint32();
+    const uint32_t w1 = b.ReadUint32();
+    if (!b.ok()) {
+        SetWhy(why, "the frame record is too short");
+        return false;
+    }
+    uint32_t versionWord = 0;
+    bool generation5 = false;
+    if (w1 == kTagREDV) {
+        firstValue = b.ReadUint32();
+        secondValue = b.ReadUint32();
+    } else if ((w0 >> 24) == 5 && (w0 & 0xFFFF) == kIdentifierR2 && ((w1 >> 8) & 0xFF) == 12 && (w1 >> 24) < 11) {
+        generation5 = true;
+        versionWord = w0;
+    } else if ((w1 & 0xFFFFFF00u) == kTagRDI) {
+        generation5 = true;
+        versionWord = b.ReadUint32();
+        b.ReadUint32();
+        if ((versionWord >> 24) != 5) {
+            SetWhy(why, "the frame record's version is not 5");
+            return false;
+        }
+    } else {
+        firstValue = w0;
+        secondValue = w1;
+    }
+    if (generation5) {
+        major = static_cast<uint8_t>(versionWord >> 24);
+        minor = static_cast<uint8_t>(versionWord >> 16);
+        b.SkipBytes(48);
+        thirdValue = b.ReadUint32();
+        firstValue = b.ReadUint32();
+        b.SkipBytes(4);
+        secondValue = b.ReadUint32();
+        b.SkipBytes(4);
+        width = b.ReadUint32();
+        height = b.ReadUint32();
+        b.SkipBytes(2);
+        const uint16_t metaSize = b.ReadUint16();
+        metadataOffset = b.Position();
+        metadataSize = metaSize;
+        b.SkipBytes(RoundUp(metaSize, 32));
+        if (!b.ok()) {
+            SetWhy(why, "the frame record is shorter than its header and metadata");
+            return false;
+        }
+        imageOffset = b.Position();
+        imageSize = b.Remaining();
+        return true;
+    }
+    major = b.ReadUint8();
+    minor = b.ReadUint8();
+    b.ReadUint16();
+    if (!b.ok()) {
+        SetWhy(why, "the frame record is too short");
+        return false;
+    }
+    if (major != 3 && major != 4) {
+        SetWhy(why, fmt::format("a frame record of version {} is not known", major));
+        return false;
+    }
+    if (major == 4) {
+        thirdValue = b.ReadUint32();
+        width = b.ReadUint32();
+        height = b.ReadUint32();
+        const uint32_t metaSize = b.ReadUint32();
+        metadataOffset = b.Position();
+        metadataSize = metaSize;
+        b.SkipBytes(metaSize);
+        if (!b.ok()) {
+            SetWhy(why, "the frame record is shorter than its header and metadata");
+            return false;
+        }
+        imageOffset = b.Position();
+        imageSize = b.Remaining();
+        return true;
+    }
+    MemoryTokenStream stream(data, size);
+    BoxTokenizer boxes(stream, b.Position(), size);
+    Token box;
+    bool haveImage = false;
+    bool haveMetadata = false;
+    for (size_t guard = 0; guard < size && boxes.NextToken(&box) == TokenResult::kToken; ++guard) {
+        const uint8_t* p = data + box.PayloadPosition();
+        if (!haveMetadata && TokenIsAtLeast(box, kTagUUID, kUuidBoxMinPayload) &&
+            std::equal(kFrameMetadataUuid.begin(), kFrameMetadataUuid.end(), p)) {
+            metadataOffset = static_cast<size_t>(box.PayloadPosition() + 16);
+            metadataSize = static_cast<size_t>(box.PayloadSize() - 16);
+            haveMetadata = true;
+        } else if (!haveImage && TokenIsAtLeast(box, kTagJP2C, kJp2cBoxMinPayload)) {
+            if (!(p[0] == 0xFF && p[1] == 0x4F && p[2] == 0xFF && p[3] == 0x51)) {
+                SetWhy(why, "the frame's codestream does not start with its markers");
+                return false;
+            }
+            width = LoadBE32(p + 8);
+            height = LoadBE32(p + 12);
+            imageOffset = static_cast<size_t>(box.PayloadPosition());
+            imageSize = static_cast<size_t>(box.PayloadSize());
+            jpeg2000 = true;
+            haveImage = true;
+        }
+    }
+    if (!haveImage) {
+        SetWhy(why, "the version 3 frame holds no codestream");
+        return false;
+    }
+    return true;
+}
+
+bool RedFileAudioFrame::Parse(const uint8_t* payload, size_t size, uint16_t versionWord, int clipChannels,
+                              uint32_t revision, std::string* why) {
+    *this = RedFileAudioFrame{};
+    Buffer b(payload, size);
+    if (versionWord < kVersionWordGeneration5) {
+        b.ReadUint32();
+        sampleRate = b.ReadUint32();
+        sampleCount = b.ReadUint32();
+        b.ReadUint32();
+        channelMask = b.ReadUint8();
+        sampleBits = b.ReadUint8();
+        major = b.ReadUint8();
+        minor = b.ReadUint8();
+        b.ReadUint16();
+        b.ReadUint16();
+        if (b.ok() && major != 3 && major != 4) {
+            SetWhy(why, fmt::format("an audio block of version {} is not known", major));
+            return false;
+        }
+        if (major == 4) b.ReadUint32();
+        if (!b.ok()) {
+            SetWhy(why, "the audio block is too short");
+            return false;
+        }
+        headerLength = major < 4 ? kAudioHeader3 : kAudioHeader4;
+        channels = std::popcount(channelMask);
+        return true;
+    }
+    major = b.ReadUint8();
+    minor = b.ReadUint8();
+    const uint16_t id = b.ReadUint16();
+    if (b.ok() && (major != 5 || id != kIdentifierR2)) {
+        SetWhy(why, "the audio block is not of version 5");
+        return false;
+    }
+    b.SkipBytes(52 + 4);
+    firstValue = b.ReadUint32();
+    b.SkipBytes(4);
+    fourthValue = b.ReadUint32();
+    b.SkipBytes(4);
+    uint32_t nibbles = b.ReadUint32();
+    sampleRate = b.ReadUint32();
+    sampleBits = b.ReadUint8();
+    b.SkipBytes(3);
+    sampleCount = b.ReadUint32();
+    b.SkipBytes(26);
+    const uint16_t metaSize = b.ReadUint16();
+    b.SkipBytes(RoundUp(metaSize, 32));
+    if (!b.ok()) {
+        SetWhy(why, "the audio block is too short");
+        return false;
+    }
+    ChannelsOfNibbleMask(&nibbles, revision);
+    channelMask = 0;
+    for (int i = 0; i < 8; ++i)
+        if ((nibbles >> (4 * i)) & 0xF) channelMask |= uint8_t(1u << i);
+    for (int i = 0; i < 8 && std::popcount(channelMask) < clipChannels; ++i) channelMask |= uint8_t(1u << i);
+    channels = std::popcount(channelMask);
+    headerLength = kAudioHeader5;
+    return true;
+}
+
+bool RedFileFrameMetadata::Parse(const uint8_t* data, size_t size, uint16_t versionWord) {
+    items.clear();
+    complete = true;
+    MemoryTokenStream stream(data, size);
+    RedMetadataTokenizer tokens(stream, 0, size);
+    MetadataTokenView t;
+    for (size_t guard = 0; guard <= size; ++guard) {
+        const TokenResult r = tokens.NextToken(&t);
+        if (r == TokenResult::kEnd) break;
+        if (r == TokenResult::kMalformed) {
+            complete = false;
+            break;
+        }
+        MetadataItem item;
+        item.id = t.id;
+        item.payload.assign(t.payload, t.payload + t.payloadSize);
+        if (versionWord == kVersionWordGeneration5 && item.payload.size() == 4 &&
+            (t.id == 8200 || t.id == 8205 || t.id == 8206))
+            std::reverse(item.payload.begin(), item.payload.end());
+        items.push_back(std::move(item));
+    }
+    return complete;
+}
+
+}  // namespace ombrel::r3d
