@@ -1,0 +1,211 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "render/FrameProcessor.h"
+#include "render/RenderSetup.h"
+#include "render/Renderer.h"
+#include "sources/RenderSource.h"
+
+namespace ombrel {
+
+class RenderManager;
+
+// One output file of one frame. `job` is the index of the snippet job the file belongs
+// to, or -1 outside a per-snippet render.
+struct FrameTarget {
+    std::string path;
+    int job = -1;
+};
+
+// The base of the disk renderers, and, as a plain instance, the decode driver of the
+// preview. One instance lives for one clip: it opens the clip's source at the output
+// size, sets the clip up, runs the prefetch thread and the one frame loop, and hands
+// each finished frame to the hooks of its format.
+//
+// ---- How a format renderer builds on it ------------------------------------------
+// Override WritesFrames() to answer true, and FrameFileExtension() (or FrameTargetsForFrame
+// for another naming), OutputWantsRGBA() and WriteFrameToPath(). Optionally
+// BeginFrameSequence(), PrepareFrameForWriting(), EndFrameSequence(). The loop calls them
+// on the render worker thread, in this order per clip:
+//
+//   SetupForRender (folders, audio, timecode base, snippets, frame flags, and the refusal
+//   when output exists: FrameTargetsForFrame of every frame of the range is tested)
+//   BeginFrameSequence(setup, first, last)          once; false ends the clip
+//   per frame that is rendered, after the look stage:
+//       targets = FrameTargetsForFrame(setup, f)     none: the frame counts as done
+//       PrepareFrameForWriting(setup, f, buffer)     once, before the first file
+//       WriteFrameToPath(setup, f, buffer, path)     for each target
+//   EndFrameSequence(setup, completed)              once, also after a cancel or failure
+//
+// `buffer` is the read-back frame: OutputWidth x OutputHeight pixels, 16-bit samples in host
+// order, rows without gaps, 4 samples a pixel (R, G, B, A) when OutputWantsRGBA() is true,
+// else 3 (R, G, B). The block always has room for 8 bytes a pixel, so conversions may
+// run in place. The renderer owns it in the raw-frame branch; in the movie branch it is
+// the source's slot, valid until the frame is discarded after the writes. When a frame
+// goes to several files, PrepareFrameForWriting converts it once and each
+// WriteFrameToPath must leave the prepared content as it found it for the next file.
+// -------------------------------------------------------------------------------------
+class RenderBase : public Renderer {
+public:
+    RenderBase();
+    ~RenderBase() override;
+    RenderBase(const RenderBase&) = delete;
+    RenderBase& operator=(const RenderBase&) = delete;
+
+    // ---- What the render queue calls ----
+    // Opens the item's clip at the output size and records its look values. False, with
+    // the item failed and a message, when the clip cannot be rendered.
+    bool LoadSettingsForRenderManagerItem(const RenderManagerItemPtr& item) override;
+    void setRenderManager(RenderManager* manager) override;
+    RenderManagerItemPtr currentRenderItem() const override;
+    // Renders first to last, both inclusive, on the calling thread; blocks until done or
+    // cancelled. Movie sources ("5D") take the movie branch, all others the raw-frame branch.
+    void RenderFrameSequenceStartingEnding(int first, int last) override;
+
+    // ---- Steps, public so that renderers and tests can call them one by one ----
+    // Opening the source; the only way a source is opened for rendering.
+    bool LoadSettingsForRenderManagerItem32Bit(const RenderManagerItemPtr& item, const ClipSettings& clip,
+                                               const OutputSettings& output);
+    // Fill destPath and baseName and make the folders; false (item failed) when the
+    // folder cannot be made.
+    virtual bool SetDestPathForR3D(RenderSetup& setup);
+    virtual bool SetDestPathForQT(RenderSetup& setup);
+    // Per-clip setup. False when the clip is not to be rendered (existing output, no
+    // folder); the item then carries the message.
+    bool SetupForRenderStartingEnding(RenderSetup& setup, int first, int last);
+    // Starts the prefetch thread over first..last. `frameFlags` must outlive the thread.
+    bool StartPrefetchThreadEndingFrameFlagsUseFrameFlags(int first, int last, const std::vector<uint8_t>* frameFlags,
+                                                          bool useFrameFlags);
+    // Asks the prefetch thread to stop and waits for it to end.
+    void StopPrefetchThread();
+    // The prefetch thread's body.
+    void PreFetch(PreFetchData& data);
+    void UpdateCurrentGrainAmount();
+    // The files of one frame; the default names frames as the TIFF and DPX sequences do.
+    virtual std::vector<FrameTarget> FrameTargetsForFrame(const RenderSetup& setup, int frame) const;
+
+    // Buffer conversions of the movie output path.
+    static void SwapRGBA16BufferEndiannessPixels(uint16_t* buffer, size_t pixels);
+    // R, G, B, A to A, R, G, B for OutputWidth x OutputHeight pixels of the source.
+    void ConvertShaderBufferToARGB(uint16_t* buffer) const;
+    static void ConvertShaderBufferToARGBPixels(uint16_t* buffer, size_t pixels);
+
+    // The whole frames a second of a rate: 23.976 counts as 24, 24.005 as 24.
+    static int FrameBaseForRate(float fps);
+    // Reel and clip parts of a base name for the folder options.
+    static std::pair<std::string, std::string> ReelAndClipOfBaseName(const std::string& baseName);
+
+    // ---- Preview role ----
+    void setRenderSource(RenderSourcePtr source) { renderSource_ = std::move(source); }
+    const RenderSourcePtr& renderSource() const { return renderSource_; }
+    void DecodeSetup();
+    void ResetAbortStatus() { shouldAbort_ = false; }
+    void AbortRender() { shouldAbort_ = true; }
+    // Nothing while aborted; otherwise the source decodes and the frame is recorded.
+    bool Decode(int frame);
+    int decodedFrame() const { return decodedFrame_.load(); }
+    void setDecodedFrame(int frame) { decodedFrame_ = frame; }
+    void SetExposureKelvin(float exposure, float kelvin);
+
+    void setGrainMultiplier(float v) { grainMultiplier_ = v; }
+    void setColorChangePercent(double v) { colorChangePercent_ = v; }
+    void setSCurveChangePercent(double v) { sCurveChangePercent_ = v; }
+    void setKelvin(float v) { kelvin_ = v; }
+    void setExposure(float v) { exposure_ = v; }
+    void setBlack(float v) { black_ = v; }
+    void setMid(float v) { mid_ = v; }
+    void setWhite(float v) { white_ = v; }
+
+    float grainMultiplier() const { return grainMultiplier_; }
+    float kelvin() const { return kelvin_; }
+    float exposure() const { return exposure_; }
+    const std::string& destDirectory() const { return destDirectory_; }
+    const std::string& sourcePath() const { return sourcePath_; }
+    uint32_t imageWidth() const { return imageWidth_; }
+    uint32_t imageHeight() const { return imageHeight_; }
+    bool overwrite() const { return overwrite_; }
+    int folderSettings() const { return folderSettings_; }
+    int timecodeSettings() const { return timecodeSettings_; }
+    int filenameSettings() const { return filenameSettings_; }
+    float grainWidth() const { return grainWidth_; }
+    float grainHeight() const { return grainHeight_; }
+    const std::shared_ptr<RenderGrain>& currentGrain() const { return currentGrain_; }
+    // The prefetch job in hand, or null.
+    std::shared_ptr<const PreFetchData> pfdata() const;
+
+protected:
+    // ---- Hooks of a format renderer (see the class comment) ----
+    // True in a renderer that writes frames; the plain base renders nothing.
+    virtual bool WritesFrames() const { return false; }
+    // Extension of a frame file, without the dot ("tiff"); used by FrameTargetsForFrame.
+    virtual std::string FrameFileExtension() const { return {}; }
+    // Four samples a pixel in the read-back instead of three.
+    virtual bool OutputWantsRGBA() const { return false; }
+    // How long the movie branch sleeps between tries for a frame.
+    virtual std::chrono::milliseconds MovieFramePollInterval() const { return std::chrono::milliseconds(10); }
+    // Once per clip, after the setup and before the prefetch thread starts. False ends the
+    // clip; the hook fails the item with its message.
+    virtual bool BeginFrameSequence(const RenderSetup& setup, int first, int last);
+    // Once per frame that has files, before the first of them.
+    virtual void PrepareFrameForWriting(const RenderSetup& setup, int frame, uint8_t* buffer);
+    // Writes one file. False when the file could not be written: the frame still counts
+    // as done, and only a written file counts in its job's framesWritten.
+    virtual bool WriteFrameToPath(const RenderSetup& setup, int frame, uint8_t* buffer, const std::string& path);
+    // Once per clip after the loop; `completed` is false after a cancel or a failure.
+    virtual void EndFrameSequence(const RenderSetup& setup, bool completed);
+
+    // The two branches of the frame loop.
+    void RenderR3DFrameSequenceStartingEnding(int first, int last);
+    void RenderQTFrameSequenceStartingEnding(int first, int last);
+
+    bool ShouldCancel() const;
+    // The item fails with a message (the first one wins).
+    void FailItem(const std::string& message) const;
+
+private:
+    // Waits for frame f; answers kFrameReady, kFrameFailed, or kFrameNotReady on a cancel.
+    int32_t WaitForFrame(int frame, bool movie, uint8_t** buffer);
+    // The loop over first..last; false when it ended early.
+    bool RunFrameLoop(RenderSetup& setup, int first, int last, bool movie, FrameProcessor* processor,
+                      const FrameDrawParams* params);
+    void WriteFrame(RenderSetup& setup, int frame, uint8_t* buffer);
+    void PostFramesRendered(int frame) const;
+    bool MakeFolder(const std::string& path) const;
+
+    RenderSourcePtr renderSource_;
+    std::shared_ptr<RenderGrain> currentGrain_;
+    float grainMultiplier_ = 1.0f;
+    float exposure_ = 0.0f;
+    float kelvin_ = 5600.0f;
+    double colorChangePercent_ = 1.0;
+    double sCurveChangePercent_ = 1.0;
+    float black_ = 0.1f;
+    float mid_ = 0.5f;
+    float white_ = 1.0f;
+    std::string destDirectory_;
+    std::string sourcePath_;
+    uint32_t imageWidth_ = 0;
+    uint32_t imageHeight_ = 0;
+    std::atomic<bool> shouldAbort_{false};
+    bool overwrite_ = true;
+    int folderSettings_ = 0;
+    int timecodeSettings_ = 0;
+    int filenameSettings_ = 0;
+    int edlOptionsSetting_ = 0;
+    float grainWidth_ = 0.0f;
+    float grainHeight_ = 0.0f;
+    std::atomic<int> decodedFrame_{-1};
+    RenderManagerItemPtr currentRenderItem_;
+    std::atomic<RenderManager*> renderManager_{nullptr};
+    std::shared_ptr<PreFetchData> pfdata_;
+    std::thread prefetchThread_;
+};
+
+}  // namespace ombrel
