@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "datafile/DataFile.h"
 #include "library/FileParserHooks.h"
 #include "platform/movie/MovieProbe.h"
 
@@ -201,6 +202,10 @@ MovieTime FileParser::GetDetailsFromMovieOutFPSOutFrameCount(const MovieInfo& mo
 MovieTime FileParser::GetDetailsFromQTMovieOutFPSOutFrameCount(const MovieInfo& movie, double* outFps,
                                                                double* outFrameCount) {
     return GetDetailsFromMovieOutFPSOutFrameCount(movie, outFps, outFrameCount);
+}
+
+std::optional<std::vector<uint8_t>> FileParser::GetUnscrambledData(const std::string& path) {
+    return ::ombrel::GetUnscrambledData(path);
 }
 
 bool FileParser::CreateDirectoryWithIntermediaries(const std::string& path) {

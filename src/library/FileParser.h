@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ombrel {
 
@@ -51,6 +53,9 @@ public:
                                                             double* outFrameCount);
     static MovieTime GetDetailsFromQTMovieOutFPSOutFrameCount(const MovieInfo& movie, double* outFps,
                                                               double* outFrameCount);
+
+    // Reads and unscrambles a data container, tail included; nullopt for a missing file.
+    static std::optional<std::vector<uint8_t>> GetUnscrambledData(const std::string& path);
 
     // Makes a folder and its missing parents.
     static bool CreateDirectoryWithIntermediaries(const std::string& path);

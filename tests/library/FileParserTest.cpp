@@ -1,5 +1,7 @@
 #include "library/FileParser.h"
 
+#include "core/Log.h"
+#include "datafile/DataFile.h"
 #include "library/FileParserHooks.h"
 #include "platform/movie/MovieProbe.h"
 #include "platform/movie/TestMovies.h"
@@ -141,6 +143,20 @@ TEST(FileParser, CreatesFoldersWithTheirMissingParents) {
         EXPECT_FALSE(FileParser::CreateDirectoryWithIntermediaries(dir / "locked/new"));
     }
     fs::permissions(dir / "locked", fs::perms::owner_all);
+}
+
+TEST(FileParser, UnscrambledDataComesBackWithItsTail) {
+    test::TempDir dir;
+    const std::string payload = "stock table bytes \x01\x02\xff and more";
+    ASSERT_EQ(ScrambleDataToFile(dir / "t.tin", payload.data(), payload.size(), nullptr), 0);
+    const auto bytes = FileParser::GetUnscrambledData(dir / "t.tin");
+    ASSERT_TRUE(bytes.has_value());
+    ASSERT_EQ(bytes->size(), payload.size() + kContainerTailSize);
+    EXPECT_EQ(std::string(bytes->begin(), bytes->begin() + payload.size()), payload);
+
+    LogCapture log;
+    EXPECT_FALSE(FileParser::GetUnscrambledData(dir / "missing.tin").has_value());
+    EXPECT_TRUE(log.Contains("Error: File doesn't exist at"));
 }
 
 TEST(FileParser, PanelsAnswerAsACancelUntilTheWindowRegistersThem) {
