@@ -4,9 +4,8 @@
 #include "platform/movie/FFmpegLog.h"
 
 #include <cctype>
-#include <cstring>
-#include <system_error>
 #include <filesystem>
+#include <system_error>
 
 namespace ombrel {
 namespace {
