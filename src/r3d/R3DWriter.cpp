@@ -58,6 +58,8 @@ std::vector<uint8_t> Atom(uint32_t tag, const std::vector<uint8_t>& payload, uin
 
 uint64_t RoundUp(uint64_t v, uint64_t unit) { return (v + unit - 1) / unit * unit; }
 
+constexpr size_t kLeastFramePayload = 512;
+
 }  // namespace
 
 MetadataToken MetadataToken::String(uint16_t item, const std::string& text) {
@@ -287,12 +289,13 @@ bool R3DWriter::AddVideoFrame(const uint8_t* image, size_t size, int track) {
             // The codestream box takes up any padding the record needs to reach its least size.
             if (code.b.size() < kJp2cBoxMinPayload) code.Zeros(kJp2cBoxMinPayload - code.b.size());
             const size_t used = p.b.size() + 8 + code.b.size();
-            if (used < kVideoFrame1MinPayload) code.Zeros(kVideoFrame1MinPayload - used);
+            if (used < kLeastFramePayload) code.Zeros(kLeastFramePayload - used);
             p.U32(uint32_t(8 + code.b.size())).Raw(reinterpret_cast<const uint8_t*>("jp2c"), 4).Raw(code.b);
         }
-        if (p.b.size() < kVideoFrame1MinPayload) p.Zeros(kVideoFrame1MinPayload - p.b.size());
         if (file_->position + p.b.size() + 8 > 0xFFFFFFFFull) return Fail("a first-generation file cannot pass 4 GiB");
     }
+    // A frame record below 513 bytes counts as dropped; a real one is never so short.
+    if (p.b.size() < kLeastFramePayload) p.Zeros(kLeastFramePayload - p.b.size());
     if (p.b.size() + 8 > 0xFFFFFFFFull) return Fail("the frame is too large for an atom");
     const uint64_t at = file_->position;
     if (!Write(Atom(tag, p.b))) return false;

@@ -167,6 +167,13 @@ RedFileParser::State RedFileParser::FindFrames() {
             LogWarn("R3D file {}: a broken atom at {} ends the scan", path, tokenizer_.Cursor());
             break;
         }
+        if (t.cut) {
+            // Whatever it was, it is not whole; the items before it stand.
+            LogWarn("R3D file {}: the atom \"{}\" at {} is cut short by the end of the file", path, TagText(t.tag),
+                    t.position);
+            lastVideoTrack = -1;
+            break;
+        }
         if (IsVideoFrameToken(t)) {
             int track = 0;
             if (t.tag != kTagREDV) {
@@ -176,19 +183,10 @@ RedFileParser::State RedFileParser::FindFrames() {
                 }
                 track = t.TrackByte() - 1;
             }
-            if (t.cut) {
-                LogWarn("R3D file {}: the frame at {} is cut short by the end of the file", path, t.position);
-                lastVideoTrack = -1;
-                break;
-            }
             video[track].Add(t.position, int64_t(t.size), int64_t(t.size));
             lastVideoTrack = track;
         } else if (IsAudioBlockToken(t)) {
             lastVideoTrack = -1;
-            if (t.cut) {
-                LogWarn("R3D file {}: the audio block at {} is cut short by the end of the file", path, t.position);
-                break;
-            }
             audio.Add(t.position, int64_t(t.size), int64_t(t.size));
         } else {
             lastVideoTrack = -1;
