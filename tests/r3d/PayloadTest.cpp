@@ -1,0 +1,150 @@
+#include "r3d/ImagePayload.h"
+#include "r3d/TestPattern.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace ombrel::r3d {
+namespace {
+
+std::vector<uint16_t> Noise(uint32_t w, uint32_t h, uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::vector<uint16_t> v(size_t(w) * h * 3);
+    for (auto& s : v) s = uint16_t(rng());
+    return v;
+}
+
+// The mean of each divisor x divisor block, worked out plainly.
+std::vector<uint16_t> BoxMean(const std::vector<uint16_t>& rgb, uint32_t w, uint32_t h, int d) {
+    const uint32_t ow = w / uint32_t(d), oh = h / uint32_t(d);
+    std::vector<uint16_t> out(size_t(ow) * oh * 3);
+    for (uint32_t y = 0; y < oh; ++y)
+        for (uint32_t x = 0; x < ow; ++x)
+            for (int c = 0; c < 3; ++c) {
+                uint64_t sum = 0;
+                for (int j = 0; j < d; ++j)
+                    for (int i = 0; i < d; ++i) sum += rgb[((size_t(y) * d + j) * w + size_t(x) * d + i) * 3 + c];
+                out[(size_t(y) * ow + x) * 3 + c] = uint16_t((sum + uint64_t(d * d) / 2) / uint64_t(d * d));
+            }
+    return out;
+}
+
+TEST(R3DImagePayload, LosslessForEveryStorageChoice) {
+    const uint32_t w = 37, h = 23;
+    const auto pic = Noise(w, h, 1);
+    for (auto compression : {PayloadCompression::kNone, PayloadCompression::kDeflate})
+        for (bool predictor : {false, true})
+            for (uint32_t rows : {1u, 7u, 64u}) {
+                ImagePayloadOptions o;
+                o.compression = compression;
+                o.predictor = predictor;
+                o.rowsPerStripe = rows;
+                std::vector<uint8_t> payload;
+                ASSERT_TRUE(EncodeImagePayload(pic.data(), w, h, 0, o, &payload));
+                ImagePayloadInfo info;
+                ASSERT_EQ(InspectImagePayload(payload.data(), payload.size(), &info), ImagePayloadStatus::kOk);
+                EXPECT_EQ(info.width, w);
+                EXPECT_EQ(info.stripeCount, (h + rows - 1) / rows);
+                std::vector<uint16_t> out(pic.size());
+                ASSERT_EQ(DecodeImagePayload(payload.data(), payload.size(), 1, out.data(), out.size() * 2),
+                          ImagePayloadStatus::kOk);
+                EXPECT_EQ(out, pic) << int(compression) << predictor << rows;
+            }
+}
+
+TEST(R3DImagePayload, ReducedDecodesAreBlockMeansInAnyThreadCount) {
+    const uint32_t w = 70, h = 45;
+    const auto pic = Noise(w, h, 2);
+    std::vector<uint8_t> payload;
+    ImagePayloadOptions o;
+    o.rowsPerStripe = 5;  // stripes that do not line up with the blocks
+    ASSERT_TRUE(EncodeImagePayload(pic.data(), w, h, 0, o, &payload));
+    for (int d : {2, 4, 8, 16}) {
+        uint32_t ow, oh;
+        ScaledSize(w, h, d, &ow, &oh);
+        ASSERT_EQ(ow, w / uint32_t(d));
+        for (int threads : {1, 3}) {
+            // Rows with room to spare: the spare bytes stay as they were.
+            const size_t rowBytes = size_t(ow) * 6 + 10;
+            std::vector<uint16_t> out(rowBytes / 2 * oh, 0xABCD);
+            ASSERT_EQ(DecodeImagePayload(payload.data(), payload.size(), d, out.data(), out.size() * 2, rowBytes,
+                                         threads),
+                      ImagePayloadStatus::kOk);
+            const auto expected = BoxMean(pic, w, h, d);
+            for (uint32_t y = 0; y < oh; ++y) {
+                const uint16_t* row = out.data() + y * rowBytes / 2;
+                ASSERT_TRUE(std::equal(row, row + size_t(ow) * 3, expected.begin() + size_t(y) * ow * 3))
+                    << "divisor " << d << " threads " << threads << " row " << y;
+                EXPECT_EQ(row[ow * 3], 0xABCD);
+            }
+        }
+    }
+}
+
+TEST(R3DImagePayload, OtherDataIsNotOursAndDamageIsCaught) {
+    const uint32_t w = 16, h = 8;
+    const auto pic = Noise(w, h, 3);
+    std::vector<uint8_t> payload;
+    ASSERT_TRUE(EncodeImagePayload(pic.data(), w, h, 0, {}, &payload));
+    std::vector<uint16_t> out(size_t(w) * h * 3);
+    auto decode = [&](const std::vector<uint8_t>& bytes) {
+        return DecodeImagePayload(bytes.data(), bytes.size(), 1, out.data(), out.size() * 2);
+    };
+    // A codestream of the camera maker: start, size and coding style markers.
+    std::vector<uint8_t> maker = CodestreamSizeHeader(w, h);
+    maker.insert(maker.end(), {0xFF, 0x52, 0x00, 0x0C, 0x00, 0x00, 0x00, 0x01, 0x01, 0x05, 0x04, 0x04, 0x00, 0x00});
+    EXPECT_EQ(decode(maker), ImagePayloadStatus::kNotOurs);
+    EXPECT_EQ(decode(std::vector<uint8_t>(200, 0x5A)), ImagePayloadStatus::kNotOurs);
+    EXPECT_EQ(decode({}), ImagePayloadStatus::kNotOurs);
+    EXPECT_NE(std::string(ImagePayloadStatusText(ImagePayloadStatus::kNotOurs)).find("camera maker's decoder"),
+              std::string::npos);
+
+    // Our payload behind a codestream size header, as a version 3 frame holds it.
+    std::vector<uint8_t> v3 = CodestreamSizeHeader(w, h);
+    v3.insert(v3.end(), payload.begin(), payload.end());
+    ImagePayloadInfo info;
+    ASSERT_EQ(InspectImagePayload(v3.data(), v3.size(), &info), ImagePayloadStatus::kOk);
+    EXPECT_EQ(info.offset, 51u);
+    ASSERT_EQ(decode(v3), ImagePayloadStatus::kOk);
+    EXPECT_EQ(out, pic);
+
+    auto cut = payload;
+    cut.resize(cut.size() - 3);
+    EXPECT_EQ(decode(cut), ImagePayloadStatus::kCorrupt);
+    auto flipped = payload;
+    flipped[flipped.size() - 6] ^= 0x40;
+    EXPECT_EQ(decode(flipped), ImagePayloadStatus::kCorrupt);
+    auto badCount = payload;
+    badCount[28] += 1;
+    EXPECT_EQ(decode(badCount), ImagePayloadStatus::kCorrupt);
+    auto huge = payload;
+    huge[15] = 0x7F;
+    EXPECT_EQ(decode(huge), ImagePayloadStatus::kCorrupt);
+    EXPECT_EQ(DecodeImagePayload(payload.data(), payload.size(), 3, out.data(), out.size() * 2),
+              ImagePayloadStatus::kBadArgument);
+    EXPECT_EQ(DecodeImagePayload(payload.data(), payload.size(), 1, out.data(), out.size() * 2 - 1),
+              ImagePayloadStatus::kBadArgument);
+    EXPECT_FALSE(EncodeImagePayload(pic.data(), 0, h, 0, {}, &payload));
+}
+
+TEST(R3DImagePayload, TestPatternIsDeterministicMovesAndDeflatesWell) {
+    std::vector<uint16_t> a, b, c;
+    RenderTestPattern(320, 180, 10, &a);
+    RenderTestPattern(320, 180, 10, &b);
+    RenderTestPattern(320, 180, 11, &c);
+    EXPECT_EQ(a, b);
+    EXPECT_NE(a, c);
+    std::vector<uint8_t> payload;
+    ASSERT_TRUE(EncodeImagePayload(a.data(), 320, 180, 0, {}, &payload));
+    EXPECT_LT(payload.size(), a.size() * 2 / 4);
+    std::vector<int32_t> tone;
+    RenderToneBlock(0, 48, 2, 48000, &tone);
+    ASSERT_EQ(tone.size(), 96u);
+    EXPECT_EQ(tone[0], 0);
+    EXPECT_GT(tone[2 * 12], 0) << "a quarter period of 1 kHz";
+    EXPECT_EQ(tone[2 * 12] & 0xFF, 0) << "24-bit samples in the top of the word";
+}
+
+}  // namespace
+}  // namespace ombrel::r3d
