@@ -1,0 +1,305 @@
+#include "model/ProjectFile.h"
+
+#include <pugixml.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "core/AtomicFile.h"
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "datafile/Resource.h"
+
+namespace ombrel {
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kAutosaveResource = "Resources/temp_save.xml";
+
+int LineAt(std::string_view text, ptrdiff_t offset) {
+    if (offset < 0) return 1;
+    const size_t end = std::min(text.size(), static_cast<size_t>(offset));
+    return 1 + static_cast<int>(std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(end), '\n'));
+}
+
+std::string Trimmed(const char* s) {
+    std::string t = s ? s : "";
+    auto notSpace = [](unsigned char c) { return !std::isspace(c); };
+    t.erase(t.begin(), std::find_if(t.begin(), t.end(), notSpace));
+    t.erase(std::find_if(t.rbegin(), t.rend(), notSpace).base(), t.end());
+    return t;
+}
+
+// The first element that a property-list reader cannot take, with why; libplist says
+// only that it failed, so this walk finds the place to show the user.
+struct Fault {
+    pugi::xml_node node;
+    std::string why;
+};
+
+bool CheckValue(const pugi::xml_node& node, Fault* fault);
+
+bool Fail(const pugi::xml_node& node, std::string why, Fault* fault) {
+    fault->node = node;
+    fault->why = std::move(why);
+    return false;
+}
+
+bool CheckDict(const pugi::xml_node& dict, Fault* fault) {
+    pugi::xml_node pendingKey;
+    for (pugi::xml_node child = dict.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_element) continue;
+        if (!pendingKey) {
+            if (std::strcmp(child.name(), "key") != 0)
+                return Fail(child, std::string("<") + child.name() + "> where a <key> belongs", fault);
+            pendingKey = child;
+            continue;
+        }
+        if (std::strcmp(child.name(), "key") == 0)
+            return Fail(pendingKey, std::string("key \"") + pendingKey.child_value() + "\" has no value", fault);
+        if (!CheckValue(child, fault)) return false;
+        pendingKey = pugi::xml_node();
+    }
+    if (pendingKey) return Fail(pendingKey, std::string("key \"") + pendingKey.child_value() + "\" has no value", fault);
+    return true;
+}
+
+bool CheckValue(const pugi::xml_node& node, Fault* fault) {
+    const std::string name = node.name();
+    const std::string text = Trimmed(node.child_value());
+    if (name == "dict") return CheckDict(node, fault);
+    if (name == "array") {
+        for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
+            if (child.type() == pugi::node_element && !CheckValue(child, fault)) return false;
+        return true;
+    }
+    if (name == "string" || name == "true" || name == "false" || name == "date" || name == "data") return true;
+    if (name == "integer") {
+        size_t i = (!text.empty() && (text[0] == '-' || text[0] == '+')) ? 1 : 0;
+        const bool digits = i < text.size() && std::all_of(text.begin() + static_cast<ptrdiff_t>(i), text.end(),
+                                                           [](unsigned char c) { return std::isdigit(c); });
+        return digits ? true : Fail(node, "\"" + text + "\" is not an integer", fault);
+    }
+    if (name == "real") {
+        char* end = nullptr;
+        errno = 0;
+        std::strtod(text.c_str(), &end);
+        const bool ok = !text.empty() && end && *end == '\0';
+        return ok ? true : Fail(node, "\"" + text + "\" is not a number", fault);
+    }
+    if (name == "key") return Fail(node, "a <key> outside a <dict>", fault);
+    return Fail(node, "<" + name + "> is not a property-list element", fault);
+}
+
+// Why a text that libplist refused is not a property list, and on which line.
+std::string LocateFault(const std::string& text) {
+    pugi::xml_document doc;
+    // Without end-of-line conversion offsets stay those of the file.
+    const unsigned options = pugi::parse_default & ~pugi::parse_eol;
+    pugi::xml_parse_result parsed = doc.load_buffer(text.data(), text.size(), options);
+    if (!parsed)
+        return "line " + std::to_string(LineAt(text, parsed.offset)) + ": " + parsed.description();
+    pugi::xml_node root = doc.document_element();
+    if (std::strcmp(root.name(), "plist") != 0)
+        return "line " + std::to_string(LineAt(text, root.offset_debug())) + ": the document is <" + root.name() +
+               ">, not <plist>";
+    pugi::xml_node value;
+    for (pugi::xml_node child = root.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_element) continue;
+        if (value)
+            return "line " + std::to_string(LineAt(text, child.offset_debug())) + ": a second value in <plist>";
+        value = child;
+    }
+    if (!value) return "line " + std::to_string(LineAt(text, root.offset_debug())) + ": <plist> holds no value";
+    Fault fault;
+    if (!CheckValue(value, &fault))
+        return "line " + std::to_string(LineAt(text, fault.node.offset_debug())) + ": " + fault.why;
+    return "line " + std::to_string(LineAt(text, root.offset_debug())) + ": not a property list";
+}
+
+std::string PercentDecoded(const std::string& s) {
+    std::string out;
+    out.reserve(s.size());
+    for (size_t i = 0; i < s.size(); ++i) {
+        if (s[i] == '%' && i + 2 < s.size() && std::isxdigit(static_cast<unsigned char>(s[i + 1])) &&
+            std::isxdigit(static_cast<unsigned char>(s[i + 2]))) {
+            out.push_back(static_cast<char>(std::strtol(s.substr(i + 1, 2).c_str(), nullptr, 16)));
+            i += 2;
+        } else {
+            out.push_back(s[i]);
+        }
+    }
+    return out;
+}
+
+// A file's "sourcePath" as the shot list reads it: escapes decoded, a file URL made a path.
+std::string SourcePathOf(const PlistValue& file) {
+    std::string p = PercentDecoded(PercentDecoded(file["sourcePath"].asString()));
+    if (p.rfind("file://localhost/", 0) == 0) p = p.substr(16);
+    if (p.rfind("file://", 0) == 0) p = p.substr(7);
+    return p;
+}
+
+}  // namespace
+
+PlistValue ProjectFile::ReadPropertyList(const std::string& path, std::string* error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        if (error) *error = path + ": " + std::strerror(errno);
+        return {};
+    }
+    std::ostringstream ss;
+    ss << in.rdbuf();
+    const std::string text = ss.str();
+    PlistValue value = text.empty() ? PlistValue{} : PlistValue::FromXml(text);
+    if (!value.isNull()) return value;
+    if (error) {
+        const bool binary = text.rfind("bplist", 0) == 0;
+        *error = path + (binary ? ": not a readable binary property list" : ", " + LocateFault(text));
+    }
+    return {};
+}
+
+bool ProjectFile::WritePropertyList(const PlistValue& dict, const std::string& path, std::string* error,
+                                    const Writer& writer) {
+    const std::string xml = dict.ToXml();
+    if (xml.empty()) {
+        const std::string why = "Cannot turn the project into a property list; nothing written to " + path;
+        LogWarn("{}", why);
+        if (error) *error = why;
+        return false;
+    }
+    std::string why;
+    const bool ok = writer ? writer(path, xml, &why) : WriteFileAtomically(path, xml, &why);
+    if (!ok) {
+        LogWarn("Error writing to {}", path);
+        if (!why.empty()) LogWarn("{}", why);
+        if (error) *error = why.empty() ? "Error writing to " + path : why;
+    }
+    return ok;
+}
+
+PlistValue ProjectFile::ProjectDictionary(const ProjectState& state) {
+    PlistValue dict = SettingsManager::Instance().GetProjectDictionary();
+    dict.set("outputSettings", state.outputSettings.propertyList());
+    if (state.currentOpenFile && !state.currentOpenFile->empty()) dict.set("CurrentOpenFile", *state.currentOpenFile);
+    dict.set("SnippetList", state.snippetList.isDict() ? state.snippetList : PlistValue::MakeDict());
+    dict.set("AppVersion", state.appVersion);
+    return dict;
+}
+
+bool ProjectFile::SaveProjectToPath(const std::string& path, const ProjectState& state, std::string* error,
+                                    const Writer& writer) {
+    return WritePropertyList(ProjectDictionary(state), path, error, writer);
+}
+
+bool ProjectFile::LoadProjectAtPath(const std::string& path, ProjectState* state, std::string* error,
+                                    SettingsManager::Migration migration) {
+    std::string why;
+    PlistValue dict = ReadPropertyList(path, &why);
+    if (!dict.isNull() && !dict.isDict()) why = path + ": not a project file (its top level is not a dictionary)";
+    if (!dict.isDict()) {
+        LogWarn("Cannot load the project {}", why);
+        if (error) *error = why;
+        return false;
+    }
+    auto& sm = SettingsManager::Instance();
+    ProjectState loaded;
+    loaded.hasPaths = dict.contains("Paths");
+    if (loaded.hasPaths) {
+        sm.ClearSettingsManager();
+        for (const auto& p : dict["Paths"].asArray()) {
+            const std::string clip = p.asString();
+            if (clip.empty()) continue;
+            sm.RegisterPath(clip);
+            if (std::find(loaded.paths.begin(), loaded.paths.end(), clip) == loaded.paths.end())
+                loaded.paths.push_back(clip);
+        }
+    }
+    loaded.snippetList = dict["SnippetList"];
+    loaded.outputSettings.LoadFromDictionary(dict["outputSettings"]);
+    loaded.libraryName = LibraryNameForProjectPath(path);
+    sm.LoadProjectFileNamedAtPath(dict, loaded.libraryName, path, migration);
+    if (const std::string open = dict["CurrentOpenFile"].asString(); !open.empty()) loaded.currentOpenFile = open;
+    loaded.appVersion = dict["AppVersion"].asString();
+    if (state) *state = std::move(loaded);
+    return true;
+}
+
+std::string ProjectFile::LibraryNameForProjectPath(const std::string& path) {
+    const std::string name = DeletingPathExtension(LastPathComponent(path));
+    return name == kAutosaveName ? SettingsManager::kDefaultPresetLibrary : name;
+}
+
+std::string ProjectFile::PathWithProjectExtension(const std::string& path) {
+    if (path.empty() || !PathExtension(path).empty()) return path;
+    return path + "." + kExtension;
+}
+
+std::string ProjectFile::AutosavePath() {
+    const std::string folder = AutosaveFolder();
+    std::error_code ec;
+    fs::create_directories(folder, ec);
+    const std::string path = AppendingPathComponent(folder, std::string(kAutosaveName) + "." + kExtension);
+    if (fs::exists(path, ec)) return path;
+    std::string why;
+    const std::string resource = FindResource(kAutosaveResource, &why);
+    if (resource.empty()) {
+        LogWarn("{}", why);
+        return path;
+    }
+    std::ifstream in(resource, std::ios::binary);
+    std::ostringstream ss;
+    ss << in.rdbuf();
+    std::string error;
+    if (!in || !WriteFileAtomically(path, ss.str(), &error)) LogWarn("Cannot make the autosave file: {}", error);
+    return path;
+}
+
+PlistValue ProjectFile::SnippetsForPath(const PlistValue& snippetList, const std::string& path) {
+    for (const auto& [key, file] : snippetList.asDict()) {
+        if (SourcePathOf(file) == path) return file["KVCSnippetList"];
+    }
+    return {};
+}
+
+void ProjectFile::SetSnippetsForSettingsAndPath(ClipSettings& settings, const PlistValue& snippetList,
+                                                const std::string& path) {
+    PlistValue ranges = SnippetsForPath(snippetList, path);
+    if (!ranges.isArray()) {
+        settings.SetSnippetsFromArray(PlistValue{});
+        return;
+    }
+    PlistValue partial = PlistValue::MakeDict();
+    partial.set("Handle", 0);
+    partial.set("PullType", 1);
+    partial.set("SnippetList", ranges);
+    settings.setPartialClipDictionary(std::move(partial));
+    settings.SetSnippetsFromArray(ranges);
+}
+
+int ProjectFile::ReplacePathInSnippetList(PlistValue& snippetList, const std::string& oldPath,
+                                          const std::string& newPath) {
+    if (!snippetList.isDict()) return 0;
+    int changed = 0;
+    PlistValue updated = snippetList;
+    for (const auto& [key, file] : snippetList.asDict()) {
+        if (SourcePathOf(file) != oldPath) continue;
+        PlistValue moved = file;
+        moved.set("sourcePath", newPath);
+        moved.set("name", LastPathComponent(newPath));
+        updated.set(key, std::move(moved));
+        ++changed;
+    }
+    snippetList = std::move(updated);
+    return changed;
+}
+
+}  // namespace ombrel
