@@ -1,0 +1,270 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <thread>
+
+#include "core/MainQueue.h"
+#include "sources/DecodeSlotRing.h"
+#include "sources/FramePlacement.h"
+#include "sources/RenderSource.h"
+#include "sources/SourceFactory.h"
+#include "sources/testing/TestPatternSource.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using test::TestPatternConfig;
+using test::TestPatternSource;
+
+// A source whose image size the test sets by hand.
+class SizedSource : public RenderSource {
+public:
+    void SetSize(uint32_t w, uint32_t h) { setImageSize(w, h); }
+    void DecodeSetup() override {}
+    bool DecodeFrame(int32_t) override { return false; }
+    uint32_t FramesInClip() const override { return 0; }
+    uint32_t MetadataKelvin() const override { return 5600; }
+    const BitmapImage* ImageRep() const override { return nullptr; }
+    uint8_t* RawBuffer() override { return nullptr; }
+    uint8_t* ResizeBuffer() override { return nullptr; }
+    uint8_t* ProcessedBuffer() override { return nullptr; }
+    void SetExposureKelvin(float, float) override {}
+    bool ExtractAudio(const std::string&) override { return true; }
+    float FramesPerSecond() const override { return 0.0f; }
+    TimecodeValues Timecode(int32_t) const override { return {}; }
+    std::string TimecodeString() const override { return {}; }
+    std::string TimecodeString(int32_t) const override { return {}; }
+    std::string EdgecodeString(int32_t) const override { return {}; }
+    void SetPlanar(bool) override {}
+    std::string SourceType() const override { return "5D"; }
+    bool PreFectchFrame(int32_t) override { return false; }
+    int32_t RetrieveBufferForFrame(int32_t) override { return kFrameNotReady; }
+    bool DiscardFrame(int32_t) override { return false; }
+};
+
+bool AllZero(const uint8_t* p, size_t n) { return std::all_of(p, p + n, [](uint8_t b) { return b == 0; }); }
+
+TEST(RenderSourceTest, FitAndSizeFollowTheWorkedExamples) {
+    SizedSource s;
+    EXPECT_EQ(s.FilePath(), "");
+    EXPECT_FALSE(s.HasOpenFile());
+    // Unknown image size: refused, nothing changes.
+    EXPECT_FALSE(s.SetOutputWidthHeightFit(1000, 1000, 0));
+    EXPECT_EQ(s.OutputWidth(), 0u);
+
+    s.SetSize(2000, 1000);  // 2:1
+    struct Case {
+        int fit;
+        uint32_t aw, ah;
+    } cases[] = {{0, 1000, 500}, {1, 2000, 1000}, {2, 1000, 1000}, {7, 1000, 1000}};
+    for (const auto& c : cases) {
+        ASSERT_TRUE(s.SetOutputWidthHeightFit(1000, 1000, c.fit)) << c.fit;
+        EXPECT_TRUE(s.needsResize());
+        EXPECT_EQ(s.OutputWidth(), 1000u);
+        EXPECT_EQ(s.OutputHeight(), 1000u);
+        EXPECT_EQ(s.AspectWidth(), c.aw) << "fit " << c.fit;
+        EXPECT_EQ(s.AspectHeight(), c.ah) << "fit " << c.fit;
+    }
+    // Output equal to the image: no resize and the aspect is the output, whatever the fit.
+    for (int fit : {0, 1, 2}) {
+        ASSERT_TRUE(s.SetOutputWidthHeightFit(2000, 1000, fit));
+        EXPECT_FALSE(s.needsResize());
+        EXPECT_EQ(s.AspectWidth(), 2000u);
+        EXPECT_EQ(s.AspectHeight(), 1000u);
+    }
+    // A second set-up leaves one buffer of the new size, zero-filled; truncation of odd ratios.
+    s.SetSize(1920, 1080);
+    ASSERT_TRUE(s.SetOutputWidthHeightFit(1000, 1000, 0));
+    EXPECT_EQ(s.AspectHeight(), 562u);  // 1000 / (16/9) = 562.5
+    ASSERT_TRUE(s.SetOutputWidthHeightFit(640, 360, 1));
+    EXPECT_EQ(s.resizeBufferSize(), 640u * 360u * 8u);
+    EXPECT_TRUE(AllZero(s.resizeBufferData(), s.resizeBufferSize()));
+    EXPECT_EQ(s.AspectWidth(), 640u);
+    EXPECT_FALSE(s.SetOutputWidthHeightFit(0, 360, 0));
+
+    s.setBlurRadius(2.5);
+    EXPECT_DOUBLE_EQ(s.blurRadius(), 2.5);
+    s.SetFilePath("/clips/a.mov");
+    EXPECT_EQ(s.FilePath(), "/clips/a.mov");
+}
+
+TEST(RenderSourceTest, PlacementCentresThePictureInItsBoxAndFillsAtFit2) {
+    // 4 x 2 picture, samples numbered by pixel.
+    std::vector<uint16_t> src(4 * 2 * 3);
+    for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint16_t>(i + 1);
+    // Fit 0 into 4 x 4: aspect 4 x 2, one black row above and below.
+    std::vector<uint16_t> out(4 * 4 * 4, 0x7777);
+    ASSERT_TRUE(PlaceFrame(src.data(), {4, 2, 4, 4, 0, 4, 2}, out.data(), true));
+    for (uint32_t y = 0; y < 4; ++y)
+        for (uint32_t x = 0; x < 4; ++x) {
+            const uint16_t* o = &out[(y * 4 + x) * 4];
+            EXPECT_EQ(o[3], 0xFFFF);
+            if (y == 0 || y == 3) {
+                EXPECT_EQ(o[0] | o[1] | o[2], 0) << x << "," << y;
+            } else {
+                const uint16_t* s = &src[((y - 1) * 4 + x) * 3];
+                EXPECT_EQ(o[0], s[0]);
+                EXPECT_EQ(o[2], s[2]);
+            }
+        }
+    // Fit 2 stretches: each source row covers two output rows; packed RGB output.
+    std::vector<uint16_t> packed(4 * 4 * 3);
+    ASSERT_TRUE(PlaceFrame(src.data(), {4, 2, 4, 4, 2, 4, 2}, packed.data(), false));
+    for (uint32_t y = 0; y < 4; ++y)
+        EXPECT_EQ(packed[(y * 4 + 1) * 3], src[((y / 2) * 4 + 1) * 3]) << y;
+    // Fit 1 into 2 x 2 makes a 4 x 2 box: the middle two columns show.
+    std::vector<uint16_t> crop(2 * 2 * 3);
+    ASSERT_TRUE(PlaceFrame(src.data(), {4, 2, 2, 2, 1, 4, 2}, crop.data(), false));
+    EXPECT_EQ(crop[0], src[1 * 3]);
+    EXPECT_EQ(crop[3], src[2 * 3]);
+    EXPECT_FALSE(PlaceFrame(nullptr, {4, 2, 2, 2, 1, 4, 2}, crop.data(), false));
+}
+
+TEST(DecodeSlotRingTest, SlotsMoveThroughFreeFillingReadyLockedAndBack) {
+    DecodeSlotRing ring(2, 64);
+    ASSERT_EQ(ring.count(), 2);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(ring.Data(1)) % 16, 0u);
+    const int a = ring.Claim(10);
+    const int b = ring.Claim(11);
+    EXPECT_EQ(ring.Claim(12), -1);  // full
+    uint8_t* data = nullptr;
+    EXPECT_EQ(ring.Retrieve(10, &data), 0);  // still filling
+    std::memset(ring.Data(a), 0xAB, 64);
+    ring.MarkReady(a);
+    ring.MarkFailed(b);
+    EXPECT_EQ(ring.Retrieve(10, &data), 2);
+    EXPECT_EQ(data, ring.Data(a));
+    EXPECT_EQ(data[63], 0xAB);
+    EXPECT_EQ(ring.Retrieve(11, &data), -1);
+    EXPECT_EQ(ring.Retrieve(99, &data), 0);
+    EXPECT_FALSE(ring.Discard(99));
+    EXPECT_TRUE(ring.Discard(10));
+    EXPECT_EQ(ring.InFlight(), 1);
+    // A discarded frame can be taken again until its slot is claimed anew.
+    EXPECT_EQ(ring.Retrieve(10, &data), 2);
+    EXPECT_EQ(ring.Claim(12), a);
+    EXPECT_EQ(ring.Retrieve(12, &data), 0);
+    EXPECT_EQ(ring.Retrieve(10, &data), 0);
+    ring.Unclaim(a);
+    EXPECT_EQ(ring.InFlight(), 1);
+    EXPECT_TRUE(ring.Discard(11));
+    EXPECT_EQ(ring.InFlight(), 0);
+}
+
+TEST(DecodeSlotRingTest, OneProducerAndOneConsumerPassEveryFrameIntactAndInOrder) {
+    constexpr int kFrames = 2000;
+    constexpr size_t kBytes = 256;
+    DecodeSlotRing ring(3, kBytes);
+    std::thread producer([&] {
+        for (int f = 0; f < kFrames; ++f) {
+            int slot;
+            while ((slot = ring.Claim(f)) < 0) std::this_thread::yield();
+            std::memset(ring.Data(slot), f & 0xFF, kBytes);
+            ring.MarkReady(slot);
+        }
+    });
+    int bad = 0;
+    for (int f = 0; f < kFrames; ++f) {
+        uint8_t* data = nullptr;
+        while (ring.Retrieve(f, &data) != 2) std::this_thread::yield();
+        for (size_t i = 0; i < kBytes; ++i) bad += data[i] != (f & 0xFF);
+        ASSERT_TRUE(ring.Discard(f));
+    }
+    producer.join();
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(ring.InFlight(), 0);
+}
+
+TEST(SourceFactoryTest, R3DClipsAndMoviesGoToTheirOwnMakersAndAMissingOneSaysSo) {
+    // Nothing registered for either kind in this suite outside the scopes below.
+    auto none = MakeRenderSourceForPath("/clips/A001_C001_0101AB_001.R3D");
+    EXPECT_EQ(none.source, nullptr);
+    EXPECT_NE(none.error.find("R3D clips"), std::string::npos) << none.error;
+    EXPECT_NE(MakeRenderSourceForPath("/clips/a.mov").error.find("movie files"), std::string::npos);
+    EXPECT_EQ(SourceKindForPath("/clips/x_001.r3d"), SourceKind::R3D);
+    EXPECT_EQ(SourceKindForPath("/clips/x_001.mov"), SourceKind::Movie);
+    {
+        TestPatternConfig tall;
+        tall.height = 99;
+        ScopedRenderSourceMaker r3d(SourceKind::R3D,
+                                    [&](const std::string&) { return std::make_unique<TestPatternSource>(tall); });
+        auto made = MakeRenderSourceForPath("/clips/A001_C001_0101AB_001.R3D");
+        ASSERT_NE(made.source, nullptr);
+        EXPECT_TRUE(made.error.empty());
+        EXPECT_EQ(MakeRenderSourceForPath("/clips/a.mov").source, nullptr);
+        {
+            ScopedRenderSourceMaker refuse(SourceKind::R3D, [](const std::string&) { return nullptr; });
+            auto refused = MakeRenderSourceForPath("/clips/b.R3D");
+            EXPECT_EQ(refused.source, nullptr);
+            EXPECT_NE(refused.error.find("/clips/b.R3D"), std::string::npos);
+        }
+        EXPECT_NE(MakeRenderSourceForPath("/clips/b.R3D").source, nullptr);  // restored
+    }
+    EXPECT_EQ(MakeRenderSourceForPath("/clips/b.R3D").source, nullptr);
+}
+
+TEST(TestPatternSourceTest, FramesTimecodeAndSoundAreWhatTheConfigSays) {
+    test::TempDir dir;
+    TestPatternConfig c;
+    c.width = 5;
+    c.height = 3;
+    c.fps = 29.97f;
+    c.frames = 10;
+    c.startTimecode = {23, 59, 59, 28};
+    c.audioChannels = 2;
+    c.audioSampleRate = 8000;
+    auto log = std::make_shared<test::TestPatternLog>();
+    {
+        TestPatternSource s(c, log);
+        EXPECT_EQ(s.FramesPerSecond(), 0.0f);  // nothing open yet
+        EXPECT_EQ(s.Timecode(0), TimecodeValues{});
+        ASSERT_TRUE(s.OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur("/x/a.mov", true, 2, false, true));
+        EXPECT_EQ(s.SourceType(), "5D");
+        EXPECT_EQ(s.Width(), 5u);
+        EXPECT_EQ(s.Timecode(1), (TimecodeValues{23, 59, 59, 29}));
+        EXPECT_EQ(s.Timecode(2), (TimecodeValues{0, 0, 0, 0}));  // the day wraps at a base of 30
+        EXPECT_EQ(s.TimecodeString(3), "00:00:00:01");
+
+        // Two slots: a third frame waits until one is given back.
+        EXPECT_TRUE(s.PreFectchFrame(4));
+        EXPECT_TRUE(s.PreFectchFrame(5));
+        EXPECT_FALSE(s.PreFectchFrame(6));
+        EXPECT_EQ(s.RetrieveBufferForFrame(5), kFrameReady);
+        const auto* px = reinterpret_cast<const uint16_t*>(s.RawBuffer());
+        EXPECT_EQ(px[(2 * 5 + 4) * 3 + 0], 65535);  // right edge
+        EXPECT_EQ(px[(2 * 5 + 4) * 3 + 1], 65535);  // bottom edge
+        EXPECT_EQ(px[(2 * 5 + 4) * 3 + 2], TestPatternSource::SampleAt(5, 4, 2, 2, 5, 3));
+        EXPECT_NE(TestPatternSource::SampleAt(5, 0, 0, 2, 5, 3), TestPatternSource::SampleAt(6, 0, 0, 2, 5, 3));
+        EXPECT_TRUE(s.DiscardFrame(5));
+        EXPECT_TRUE(s.PreFectchFrame(6));
+        EXPECT_TRUE(s.PreFectchFrame(6) == false);
+        // Frames beyond the clip never decode: settled as failed, not left waiting.
+        EXPECT_TRUE(s.DiscardFrame(4));
+        EXPECT_TRUE(s.PreFectchFrame(10));
+        EXPECT_EQ(s.RetrieveBufferForFrame(10), kFrameFailed);
+
+        const std::string au = dir / "a.au";
+        ASSERT_TRUE(s.ExtractAudio(au));
+        const std::string bytes = test::ReadWholeFile(au);
+        ASSERT_GE(bytes.size(), 24u);
+        EXPECT_EQ(bytes.substr(0, 4), ".snd");
+        const uint32_t samples = static_cast<uint32_t>(std::llround(10 / 29.97 * 8000));
+        EXPECT_EQ(bytes.size(), 24u + samples * 2 * 2);
+        EXPECT_EQ(static_cast<uint8_t>(bytes[23]), 2);  // channels
+    }
+    EXPECT_EQ(log->bufferCount, 2);
+    EXPECT_TRUE(log->willBlur);
+    EXPECT_EQ(log->sourcesDestroyed, 1);
+
+    TestPatternConfig broken;
+    broken.failOpen = true;
+    TestPatternSource refuses(broken);
+    EXPECT_FALSE(refuses.OpenFileForOutputSize("/x/b.R3D", true));
+    EXPECT_FALSE(refuses.lastError().empty());
+}
+
+}  // namespace
+}  // namespace ombrel
