@@ -546,8 +546,12 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
             FailItem("Frame " + std::to_string(f) + " of " + sourcePath_ + " came without pixels");
             return false;
         }
+        // A cancel also sets the item's error state, so the message tells a writer's failure.
+        const bool failedBefore = !item.errorMessage().empty();
         WriteFrame(setup, f, buffer);
         if (movie) source.DiscardFrame(f);
+        // A writer that failed the item ends the clip; the frame does not count.
+        if (!failedBefore && !item.errorMessage().empty()) return false;
         clip.setFramesRendered(static_cast<float>(f + 1));
         item.setFramesRendered(f + 1);
         PostFramesRendered(f);

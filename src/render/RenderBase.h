@@ -156,7 +156,8 @@ protected:
     // Once per frame that has files, before the first of them.
     virtual void PrepareFrameForWriting(const RenderSetup& setup, int frame, uint8_t* buffer);
     // Writes one file. False when the file could not be written: the frame still counts
-    // as done, and only a written file counts in its job's framesWritten.
+    // as done, and only a written file counts in its job's framesWritten. A hook that also
+    // fails the item (FailItem) ends the clip after this frame's files.
     virtual bool WriteFrameToPath(const RenderSetup& setup, int frame, uint8_t* buffer, const std::string& path);
     // Once per clip after the loop; `completed` is false after a cancel or a failure.
     virtual void EndFrameSequence(const RenderSetup& setup, bool completed);
