@@ -4,6 +4,8 @@
 #include <mutex>
 
 #include "render/RenderManager.h"
+#include "render/dpx/DpxRenderer.h"
+#include "render/tiff/TiffRenderer.h"
 
 namespace ombrel {
 
@@ -43,8 +45,9 @@ std::unique_ptr<Renderer> MakeRendererForFormat(int format) {
 }
 
 void RegisterDefaultRenderers() {
-    // The format renderers of this build register here, one line each:
-    //   RegisterRendererMaker(kFormatTiff, [] { return std::make_unique<TiffRenderer>(); });
+    // The format renderers of this build register here, one line each.
+    RegisterRendererMaker(kFormatTiff, [] { return std::make_unique<TiffRenderer>(); });
+    RegisterRendererMaker(kFormatDpx, [] { return std::make_unique<DpxRenderer>(); });
     RenderManager::Instance().setRendererFactory([](int format) { return MakeRendererForFormat(format); });
 }
 

@@ -10,7 +10,6 @@
 #include "core/MainQueue.h"
 #include "library/FileParser.h"
 #include "model/SettingsManager.h"
-#include "platform/sysinfo/SystemFacts.h"
 
 namespace ombrel {
 namespace {
@@ -289,7 +288,8 @@ std::string RenderManager::DestPathForPath(const std::string& sourcePath) const 
 void RenderManager::SendReport(const RenderManagerItem& item) const {
     UsageEventSink sink = usageEventSink();
     if (!sink) return;
-    const SystemFacts facts = ReadSystemFacts();
+    int32_t osMajor = 0, osMinor = 0;
+    FileParser::getSystemVersionMajorminor(&osMajor, &osMinor);
     const auto queue = renderQueue();
     const std::string outputList =
         queue.empty() || !queue.front()->outputSettings() ? "(null)"
@@ -299,8 +299,8 @@ void RenderManager::SendReport(const RenderManagerItem& item) const {
         "{}\r\n {}\r\n{}{} FPS {}\r\nElapsed {}\r\nMac OS {}.{}\r\n{} cores\r\n{} MB Ram\r\ncpu {}MHz\r\nFrames Rendered "
         "{}\r\n:\r\n Output Settings: {}",
         ShouldCancel() ? "CANCELLED:" : "FINISHED:", FileParser::IsR3DFile(item.filePath()) ? "R3D" : "QT", "",
-        snippets ? " USING EDL/XML\r\n" : "", FPSString(), ElapsedString(), facts.osMajor, facts.osMinor,
-        facts.processors, facts.ramMegabytes, facts.cpuMegahertz,
+        snippets ? " USING EDL/XML\r\n" : "", FPSString(), ElapsedString(), osMajor, osMinor,
+        std::thread::hardware_concurrency(), FileParser::RamInMegs(), FileParser::ClockSpeedInMHz(),
         fmt::format("{} of {}", item.framesRendered(), item.frames()), outputList);
     sink("COMPLETE", data);
 }
