@@ -83,8 +83,12 @@ bool CheckValue(const pugi::xml_node& node, Fault* fault) {
     if (name == "string" || name == "true" || name == "false" || name == "date" || name == "data") return true;
     if (name == "integer") {
         size_t i = (!text.empty() && (text[0] == '-' || text[0] == '+')) ? 1 : 0;
+        const bool hex = text.compare(i, 2, "0x") == 0 || text.compare(i, 2, "0X") == 0;
+        if (hex) i += 2;
         const bool digits = i < text.size() && std::all_of(text.begin() + static_cast<ptrdiff_t>(i), text.end(),
-                                                           [](unsigned char c) { return std::isdigit(c); });
+                                                           [hex](unsigned char c) {
+                                                               return hex ? std::isxdigit(c) : std::isdigit(c);
+                                                           });
         return digits ? true : Fail(node, "\"" + text + "\" is not an integer", fault);
     }
     if (name == "real") {
@@ -98,12 +102,15 @@ bool CheckValue(const pugi::xml_node& node, Fault* fault) {
     return Fail(node, "<" + name + "> is not a property-list element", fault);
 }
 
-// Why a text that libplist refused is not a property list, and on which line.
+// Why an XML text is not a property list, and on which line; empty when it is one.
+// libplist takes much that is not (a key without a value, an integer of letters) and
+// names no line when it refuses, so this walk comes first.
 std::string LocateFault(const std::string& text) {
     pugi::xml_document doc;
     // Without end-of-line conversion offsets stay those of the file.
     const unsigned options = pugi::parse_default & ~pugi::parse_eol;
     pugi::xml_parse_result parsed = doc.load_buffer(text.data(), text.size(), options);
+    if (parsed.status == pugi::status_no_document_element) return "line 1: no XML element in the file";
     if (!parsed)
         return "line " + std::to_string(LineAt(text, parsed.offset)) + ": " + parsed.description();
     pugi::xml_node root = doc.document_element();
@@ -121,7 +128,7 @@ std::string LocateFault(const std::string& text) {
     Fault fault;
     if (!CheckValue(value, &fault))
         return "line " + std::to_string(LineAt(text, fault.node.offset_debug())) + ": " + fault.why;
-    return "line " + std::to_string(LineAt(text, root.offset_debug())) + ": not a property list";
+    return {};
 }
 
 std::string PercentDecoded(const std::string& s) {
@@ -158,13 +165,17 @@ PlistValue ProjectFile::ReadPropertyList(const std::string& path, std::string* e
     std::ostringstream ss;
     ss << in.rdbuf();
     const std::string text = ss.str();
-    PlistValue value = text.empty() ? PlistValue{} : PlistValue::FromXml(text);
-    if (!value.isNull()) return value;
-    if (error) {
-        const bool binary = text.rfind("bplist", 0) == 0;
-        *error = path + (binary ? ": not a readable binary property list" : ", " + LocateFault(text));
+    const bool binary = text.rfind("bplist", 0) == 0;
+    if (!binary) {
+        if (std::string fault = LocateFault(text); !fault.empty()) {
+            if (error) *error = path + ", " + fault;
+            return {};
+        }
     }
-    return {};
+    PlistValue value = PlistValue::FromXml(text);
+    if (value.isNull() && error)
+        *error = path + (binary ? ": not a readable binary property list" : ": not a property list");
+    return value;
 }
 
 bool ProjectFile::WritePropertyList(const PlistValue& dict, const std::string& path, std::string* error,

@@ -1,0 +1,452 @@
+// The settings store as the main window and the render worker use it: stacks, presets
+// on clips, registered paths, preset libraries on disk and the custom codec list.
+#include "model/SettingsManager.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "core/Paths.h"
+#include "datafile/Resource.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+namespace fs = std::filesystem;
+
+// The manager is one per process: every test starts from an empty store and no files.
+class SettingsStore : public ::testing::Test {
+protected:
+    void SetUp() override { Reset(); }
+    void TearDown() override { Reset(); }
+    static void Reset() {
+        auto& sm = SettingsManager::Instance();
+        sm.setGui(nullptr);
+        sm.ClearSettingsManager();
+        std::error_code ec;
+        fs::remove_all(DocumentsFolder(), ec);
+        sm.setCurrentPresetLibrary("");
+        sm.LoadFactoryPresets();
+        sm.LoadCustomCodecList();
+    }
+    SettingsManager& sm = SettingsManager::Instance();
+};
+
+// A record that can equal another: IsTheSameAs treats null camera texts as different.
+void GiveCamera(ClipSettings& s, const std::string& camera) {
+    s.setSourceCameraChosen(camera);
+    s.setDisplayMake("Make " + camera);
+    s.setDisplayModel("Model " + camera);
+    s.setDisplayPictureStyle("Style " + camera);
+}
+
+ImagePtr Swatch(uint8_t red) {
+    auto img = std::make_shared<Image>(6, 4);
+    for (int y = 0; y < 4; ++y)
+        for (int x = 0; x < 6; ++x) {
+            uint8_t* p = img->pixel(x, y);
+            p[0] = red;
+            p[1] = static_cast<uint8_t>(x * 40);
+            p[2] = static_cast<uint8_t>(y * 60);
+            p[3] = 255;
+        }
+    return img;
+}
+
+bool Exists(const std::string& path) {
+    std::error_code ec;
+    return fs::exists(path, ec);
+}
+
+TEST_F(SettingsStore, StacksKeepTheLastFiveAndANullCameraTextNeverMatches) {
+    const std::string clip = "/footage/A001_C002_0101AB_001.R3D";
+    ClipSettings s;
+    GiveCamera(s, "EpicM");
+    for (int i = 1; i <= 6; ++i) {
+        s.setExposure(static_cast<float>(i));
+        sm.PushSettingsForClip(s, clip);
+    }
+    auto stack = sm.GetStackForClip(clip);  // trimmed to four, so that a push makes five
+    ASSERT_EQ(stack.size(), 4u);
+    EXPECT_EQ(stack.front()->exposure(), 3.0f);
+    EXPECT_EQ(sm.SettingsForClip(clip)->exposure(), 6.0f);
+    sm.PushSettingsForClip(s, clip);  // identical to the top
+    EXPECT_EQ(sm.GetStackForClip(clip).size(), 4u);
+
+    // Six different pushes from empty: the first falls off.
+    const std::string other = "/footage/B.mov";
+    for (int i = 1; i <= 6; ++i) {
+        s.setKelvin(3000.0f + static_cast<float>(i));
+        sm.PushSettingsForClip(s, other);
+    }
+    sm.PopSettingsForClip(other);
+    std::vector<float> kelvins;
+    while (auto top = sm.PopSettingsForClip(other)) kelvins.push_back(top->kelvin());
+    EXPECT_EQ(kelvins, (std::vector<float>{3005, 3004, 3003, 3002}));
+    EXPECT_FALSE(sm.HasUndoForClip(other));
+    EXPECT_EQ(sm.PopSettingsForClip(other), nullptr);
+
+    // A record without a display make differs even from its own copy.
+    ClipSettings plain;
+    const std::string movie = "/footage/C.mov";
+    sm.PushSettingsForClip(plain, movie);
+    sm.PushSettingsForClip(plain, movie);
+    EXPECT_EQ(sm.GetStackForClip(movie).size(), 2u);
+    EXPECT_TRUE(sm.HasUndoForClip(movie));
+}
+
+TEST_F(SettingsStore, PresetsOnClipsKeepTheClipsCameraAndFrame) {
+    const std::string clip = "/footage/D.mov";
+    ClipSettings current;
+    GiveCamera(current, "5D");
+    current.setLastFrameShown(42);
+    sm.PushSettingsForClip(current, clip);
+
+    auto preset = RenderPreset::Make();
+    preset->Settings()->setStockName("5219");
+    preset->Settings()->setIsDefault(true);
+    GiveCamera(*preset->Settings(), "Other");
+    preset->Settings()->setLastFrameShown(7);
+    preset->setPresetName("Dusk");
+    preset->setPresetNumber(4);
+    sm.PushPresetForClip(*preset, clip);
+    auto top = sm.SettingsForClip(clip);
+    EXPECT_EQ(top->stockName(), "5219");
+    EXPECT_EQ(top->presetID(), preset->presetID());
+    EXPECT_EQ(top->presetName(), "Dusk");
+    EXPECT_EQ(top->presetNumber(), 4);
+    EXPECT_EQ(top->lastFrameShown(), 42);
+    EXPECT_EQ(top->sourceCameraChosen(), "5D");
+    EXPECT_EQ(top->displayMake(), "Make 5D");
+    EXPECT_EQ(top->displayPictureStyle(), "Style 5D");
+    EXPECT_FALSE(preset->Settings()->isDefault());  // the preset's own record is marked
+    EXPECT_EQ(preset->Settings()->presetID(), preset->presetID());
+    // From a preset the push does not compare: the same preset twice makes two records.
+    sm.PushPresetForClip(*preset, clip);
+    EXPECT_EQ(sm.GetStackForClip(clip).size(), 3u);
+
+    // A clip without settings starts at frame 0 and takes the preset's camera texts.
+    const std::string fresh = "/footage/E.mov";
+    sm.PushSettingsFromPresetForClip(*preset->Settings(), fresh);
+    EXPECT_EQ(sm.SettingsForClip(fresh)->lastFrameShown(), 0);
+    EXPECT_EQ(sm.SettingsForClip(fresh)->sourceCameraChosen(), "Other");
+
+    // Mapping notes the preset in place on a clip with settings, and pushes on one without.
+    auto other = RenderPreset::Make();
+    other->setPresetName("Noon");
+    other->setPresetNumber(9);
+    const size_t depth = sm.GetStackForClip(clip).size();
+    sm.MapPresetToPath(*other, clip);
+    EXPECT_EQ(sm.GetStackForClip(clip).size(), depth);
+    EXPECT_EQ(sm.SettingsForClip(clip)->presetName(), "Noon");
+    EXPECT_EQ(sm.SettingsForClip(clip)->stockName(), "5219");  // the look stays
+    const std::string unseen = "/footage/F.mov";
+    sm.MapPresetToPath(*other, unseen);
+    EXPECT_EQ(sm.SettingsForClip(unseen)->presetNumber(), 9);
+
+    // The camera of a movie is set in place; an R3D clip takes it from its file.
+    ClipSettings camera;
+    GiveCamera(camera, "GH5");
+    SettingsManager::PushCameraSourceForClip(camera, clip);
+    EXPECT_EQ(sm.GetStackForClip(clip).size(), depth);
+    EXPECT_EQ(sm.SettingsForClip(clip)->displayModel(), "Model GH5");
+    const std::string bare = "/footage/G.mov";
+    SettingsManager::PushCameraSourceForClip(camera, bare);
+    ASSERT_NE(sm.SettingsForClip(bare), nullptr);
+    EXPECT_EQ(sm.SettingsForClip(bare)->sourceCameraChosen(), "GH5");
+    EXPECT_EQ(sm.SettingsForClip(bare)->stockName(), "5207");  // a default record under it
+    const std::string r3d = "/footage/A001_C003_0101AB_001.R3D";
+    SettingsManager::PushCameraSourceForClip(camera, r3d);
+    EXPECT_EQ(sm.SettingsForClip(r3d), nullptr);
+}
+
+TEST_F(SettingsStore, RegisteredPathsAndReplacingAMovedClip) {
+    sm.RegisterPath("/a.mov");
+    sm.RegisterPath("/b.mov");
+    sm.RegisterPath("/a.mov");
+    sm.RegisterPath("");
+    sm.RegisterPath("/c.mov");
+    EXPECT_EQ(sm.registeredPaths(), (std::vector<std::string>{"/a.mov", "/b.mov", "/c.mov"}));
+    ClipSettings s;
+    s.setExposure(1.5f);
+    sm.PushSettingsForClip(s, "/a.mov");
+    sm.PushSettingsForClip(s, "/c.mov");
+
+    sm.ReplacePathWithPath("/a.mov", "/moved/a.mov");
+    EXPECT_EQ(sm.registeredPaths(), (std::vector<std::string>{"/b.mov", "/c.mov", "/moved/a.mov"}));
+    EXPECT_EQ(sm.SettingsForClip("/a.mov"), nullptr);
+    ASSERT_NE(sm.SettingsForClip("/moved/a.mov"), nullptr);
+    EXPECT_EQ(sm.SettingsForClip("/moved/a.mov")->exposure(), 1.5f);
+
+    // Onto a path that is there already: still registered once.
+    sm.ReplacePathWithPath("/c.mov", "/b.mov");
+    EXPECT_EQ(sm.registeredPaths(), (std::vector<std::string>{"/b.mov", "/moved/a.mov"}));
+    EXPECT_EQ(sm.SettingsForClip("/b.mov")->exposure(), 1.5f);
+
+    sm.UnRegisterPath("/b.mov");
+    EXPECT_EQ(sm.SettingsForClip("/b.mov"), nullptr);
+    EXPECT_EQ(sm.registeredPaths(), (std::vector<std::string>{"/moved/a.mov"}));
+    sm.RemoveAllClips();
+    EXPECT_TRUE(sm.registeredPaths().empty());
+    EXPECT_EQ(sm.SettingsForClip("/moved/a.mov"), nullptr);
+}
+
+TEST_F(SettingsStore, LibrariesAreListedWithMyPresetsFirstAndWithoutTrash) {
+    EXPECT_TRUE(SettingsManager::PresetLibraryNames().empty());  // no root yet
+    for (const char* name : {"Zed", "Trash", "Alpha", "My Presets"}) EXPECT_TRUE(sm.CreateLibraryShell(name));
+    fs::create_directories(SettingsManager::PresetLibraryPathForName("No List"));
+    test::WriteWholeFile(SettingsManager::PresetLibraryPathForName("Wrong") + "/Other.plist", "x");
+    EXPECT_EQ(SettingsManager::PresetLibraryNames(), (std::vector<std::string>{"My Presets", "Alpha", "Zed"}));
+
+    const std::string list = SettingsManager::PresetLibraryPlistPathForName("Alpha");
+    EXPECT_EQ(list, HomeFolder() + "/Documents/Ombrel/Data/.presets/Alpha/Alpha.plist");
+    const std::string templ = FindResource("Resources/PresetTemplate.plist");
+    ASSERT_FALSE(templ.empty()) << "the build's data root lacks the preset template";
+    EXPECT_EQ(PlistValue::ReadFromFile(list), PlistValue::ReadFromFile(templ));
+    // An existing list file is left alone.
+    PlistValue kept = PlistValue::ReadFromFile(list);
+    PlistValue presets = kept["Presets"];
+    presets.set("X", PlistValue::MakeDict());
+    kept.set("Presets", presets);
+    ASSERT_TRUE(kept.WriteToFile(list));
+    EXPECT_TRUE(sm.CreateLibraryShell("Alpha"));
+    EXPECT_TRUE(PlistValue::ReadFromFile(list)["Presets"].contains("X"));
+}
+
+TEST_F(SettingsStore, PresetsAreAddedToTheCurrentLibraryAndDeletedWithTheirThumbnails) {
+    sm.setCurrentPresetLibrary("Looks");
+    ClipSettings look;
+    look.setStockName("5213");
+    EXPECT_EQ(SettingsManager::AddPresetWithSettings(look), nullptr);  // no list file to write to
+
+    ASSERT_TRUE(sm.CreateLibraryShell("Looks"));
+    sm.LoadFactoryPresets();
+    EXPECT_EQ(sm.presetCounter(), 1u);
+    auto first = SettingsManager::AddPresetWithSettings(look);
+    look.setStockName("5219");
+    auto second = SettingsManager::AddPresetWithSettings(look);
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->presetNumber(), 1u);
+    EXPECT_EQ(second->presetNumber(), 2u);
+    EXPECT_EQ(sm.presetCounter(), 3u);
+    const PlistValue onDisk = PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("Looks"));
+    EXPECT_EQ(onDisk["Presets"].size(), 2u);
+    EXPECT_EQ(onDisk["Presets"][second->presetID()]["theSettings"]["stockName"].asString(), "5219");
+    EXPECT_EQ(sm.GetFactoryPresetWithGuid(first->presetID()), first);
+
+    // A clip uses the first preset; both of its thumbnails exist.
+    sm.RegisterPath("/clip.mov");
+    sm.MapPresetToPath(*first, "/clip.mov");
+    first->setIcon(Swatch(10));
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(10), first->IconPathLibrary("Looks")));
+    ASSERT_TRUE(Exists(first->IconPathLegacy()));
+
+    sm.LoadFactoryPresets();
+    auto& bar = sm.factoryPresetList();
+    ASSERT_EQ(bar.count(), 2u);
+    EXPECT_EQ(bar.presetList()[0]->presetID(), first->presetID());
+    bar.Delete({0, 7});  // the window's delete: the selection, then the lookup is reformed
+    EXPECT_EQ(bar.count(), 1u);
+    EXPECT_EQ(sm.GetFactoryPresetWithGuid(first->presetID()), nullptr);
+    const PlistValue after = PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("Looks"));
+    EXPECT_FALSE(after["Presets"].contains(first->presetID()));
+    EXPECT_TRUE(after["Presets"].contains(second->presetID()));
+    EXPECT_FALSE(Exists(first->IconPathLegacy()));
+    EXPECT_FALSE(Exists(first->IconPathLibrary("Looks")));
+    auto top = sm.SettingsForClip("/clip.mov");
+    EXPECT_EQ(top->presetNumber(), 0);
+    EXPECT_EQ(top->presetID(), "");
+    EXPECT_EQ(top->presetName(), "");
+    EXPECT_EQ(sm.presetCounter(), 3u);  // the highest left is 2
+}
+
+TEST_F(SettingsStore, LoadingALibraryCountsOnAndFindsThumbnailsAtBothPaths) {
+    ASSERT_TRUE(sm.CreateLibraryShell("My Presets"));
+    const std::string listPath = SettingsManager::PresetLibraryPlistPathForName("My Presets");
+    PlistValue list = PlistValue::ReadFromFile(listPath);
+    PlistValue presets = list["Presets"];
+    std::vector<RenderPresetPtr> made;
+    for (uint32_t number : {7u, 1u, 2u}) {
+        auto p = RenderPreset::Make();
+        p->setPresetNumber(number);
+        p->setPresetName("P" + std::to_string(number));
+        presets.set(p->presetID(), p->PropertyList());
+        made.push_back(p);
+    }
+    list.set("Presets", presets);
+    ASSERT_TRUE(list.WriteToFile(listPath));
+    // Number 7 has its thumbnail in the library, number 1 only at the legacy path.
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(77), made[0]->IconPathLibrary("My Presets")));
+    fs::create_directories(fs::path(made[1]->IconPathLegacy()).parent_path());
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(11), made[1]->IconPathLegacy()));
+
+    sm.setCurrentPresetLibrary("");
+    sm.LoadFactoryPresets();
+    EXPECT_EQ(sm.currentPresetLibrary(), "My Presets");
+    EXPECT_EQ(sm.presetCounter(), 8u);
+    const auto& bar = sm.factoryPresetList().presetList();
+    ASSERT_EQ(bar.size(), 3u);
+    EXPECT_EQ(bar[0]->presetNumber(), 1u);
+    EXPECT_EQ(bar[1]->presetNumber(), 2u);
+    EXPECT_EQ(bar[2]->presetNumber(), 7u);
+    EXPECT_TRUE(bar[2]->isFactory());
+    ASSERT_NE(bar[2]->icon(), nullptr);
+    EXPECT_EQ(bar[2]->icon()->pixel(0, 0)[0], 77);
+    EXPECT_TRUE(Exists(made[0]->IconPathLegacy()));  // loading leaves a copy at the legacy path
+    EXPECT_EQ(bar[0]->icon(), nullptr);              // a library preset looks in the library only
+
+    // A preset of the older kind reads its thumbnail from the legacy path, and moving it
+    // into a library leaves it there only.
+    RenderPreset legacy;
+    legacy.LoadFromDictionary(made[1]->PropertyList());
+    ASSERT_NE(legacy.icon(), nullptr);
+    EXPECT_EQ(legacy.icon()->pixel(0, 0)[0], 11);
+    sm.MoveThumbnailForPresetToLib(legacy, "My Presets");
+    EXPECT_FALSE(Exists(legacy.IconPathLegacy()));
+    EXPECT_TRUE(Exists(legacy.IconPathLibrary("My Presets")));
+    sm.LoadFactoryPresets();
+    EXPECT_NE(sm.factoryPresetList().presetList()[0]->icon(), nullptr);
+
+    // Adding presets to another library moves their thumbnails with them.
+    ASSERT_TRUE(sm.CreateLibraryShell("Night"));
+    auto moved = RenderPreset::Make();
+    moved->setIcon(Swatch(99));
+    EXPECT_TRUE(sm.AddPresetsToLibrary({moved}, "Night"));
+    EXPECT_TRUE(Exists(moved->IconPathLibrary("Night")));
+    EXPECT_FALSE(Exists(moved->IconPathLegacy()));
+    EXPECT_FALSE(sm.AddPresetsToLibrary({moved}, "Absent"));
+}
+
+class RecordingGui : public PresetLoadTarget {
+public:
+    void LoadPreset(const RenderPresetPtr& preset) override { loaded.push_back(preset); }
+    std::vector<RenderPresetPtr> loaded;
+};
+
+TEST_F(SettingsStore, RenamedPresetsReachTheirClipsAndLoadsReachTheWindow) {
+    ASSERT_TRUE(sm.CreateLibraryShell("My Presets"));
+    sm.LoadFactoryPresets();
+    ClipSettings look;
+    look.setGain(1.25f);
+    auto preset = SettingsManager::AddPresetWithSettings(look);
+    ASSERT_NE(preset, nullptr);
+    for (const char* clip : {"/one.mov", "/two.mov", "/three.mov"}) sm.RegisterPath(clip);
+    sm.MapPresetToPath(*preset, "/one.mov");
+    sm.MapPresetToPath(*preset, "/two.mov");
+    sm.PushSettingsForClip(ClipSettings(), "/two.mov");  // the clip moved on from the preset
+    ClipSettings unrelated;
+    sm.PushSettingsForClip(unrelated, "/three.mov");
+
+    preset->setPresetName("Renamed");
+    sm.PresetRenamed(*preset);
+    EXPECT_EQ(sm.SettingsForClip("/one.mov")->presetName(), "Renamed");
+    EXPECT_EQ(sm.SettingsForClip("/one.mov")->gain(), 1.25f);
+    EXPECT_EQ(sm.GetStackForClip("/one.mov").size(), 2u);
+    EXPECT_EQ(sm.SettingsForClip("/two.mov")->presetName(), "");
+    EXPECT_EQ(sm.GetStackForClip("/three.mov").size(), 1u);
+
+    RecordingGui gui;
+    sm.setGui(&gui);
+    sm.LoadFactoryPresetWithGuid(preset->presetID());
+    sm.LoadFactoryPresetWithGuid("no such guid");
+    sm.LoadPresetWithGuid(preset->presetID());  // not a preset of the project
+    ASSERT_EQ(gui.loaded.size(), 1u);
+    EXPECT_EQ(gui.loaded[0], preset);
+    sm.setGui(nullptr);
+}
+
+TEST_F(SettingsStore, PresetBarsSortByNumberAndEmpty) {
+    PresetDataSource bar;
+    FactoryPresetDataSource factory;
+    for (uint32_t n : {5u, 2u, 9u, 2u}) {
+        auto p = RenderPreset::Make();
+        p->setPresetNumber(n);
+        bar.AddPreset(p);
+        factory.AddPreset(p);
+    }
+    auto numbers = [](const PresetListModel& list) {
+        std::vector<uint32_t> out;
+        for (const auto& p : list.presetList()) out.push_back(p->presetNumber());
+        return out;
+    };
+    EXPECT_EQ(numbers(bar), (std::vector<uint32_t>{5, 2, 9, 2}));  // as added until rearranged
+    EXPECT_EQ(numbers(factory), (std::vector<uint32_t>{2, 2, 5, 9}));
+    const std::string firstTwo = bar.presetList()[1]->presetID();
+    bar.Rearrange();
+    EXPECT_EQ(numbers(bar), (std::vector<uint32_t>{2, 2, 5, 9}));
+    EXPECT_EQ(bar.presetList()[0]->presetID(), firstTwo);  // equal numbers keep their order
+    EXPECT_TRUE(bar.ContainsPresetWithID(firstTwo));
+    bar.DeleteAll();
+    EXPECT_EQ(bar.count(), 0u);
+    EXPECT_FALSE(bar.ContainsPresetWithID(firstTwo));
+}
+
+TEST_F(SettingsStore, ANinthCustomCodecTakesTheSlotOfTheOldest) {
+    for (int i = 0; i < 8; ++i) {
+        CustomCodec c = sm.AddCustomCodec("Codec " + std::to_string(i));
+        EXPECT_EQ(c.slot(), i);
+        EXPECT_EQ(c.popupTag(), 100 + i);
+        EXPECT_EQ(c.path(), DataFolder() + "/Codecs/cust_" + std::to_string(i) + ".dat");
+    }
+    // Give them distinct ages, slot 5 the oldest, and read them back from the list file.
+    PlistValue file = PlistValue::ReadFromFile(SettingsManager::CustomCodecListPath());
+    ASSERT_EQ(file["codecList"].size(), 8u);
+    PlistValue aged = PlistValue::MakeArray();
+    for (const auto& entry : file["codecList"].asArray()) {
+        PlistValue e = entry;
+        const int slot = static_cast<int>(e["slot"].asInt());
+        e.set("dateCreated", slot == 5 ? 1000 : 2000 + slot);
+        aged.append(e);
+    }
+    file.set("codecList", aged);
+    ASSERT_TRUE(file.WriteToFile(SettingsManager::CustomCodecListPath()));
+    sm.LoadCustomCodecList();
+    auto codecs = sm.customCodecs();
+    ASSERT_EQ(codecs.size(), 8u);
+    EXPECT_EQ(codecs.front().slot(), 7);  // newest first
+    EXPECT_EQ(codecs.back().slot(), 5);
+
+    CustomCodec ninth = sm.AddCustomCodec("Ninth");
+    EXPECT_EQ(ninth.slot(), 5);
+    EXPECT_EQ(ninth.popupTag(), 105);
+    codecs = sm.customCodecs();
+    ASSERT_EQ(codecs.size(), 8u);
+    EXPECT_EQ(codecs.front().name(), "Ninth");
+    EXPECT_EQ(std::count_if(codecs.begin(), codecs.end(), [](const CustomCodec& c) { return c.name() == "Codec 5"; }),
+              0);
+    // What was saved is what loads.
+    sm.LoadCustomCodecList();
+    EXPECT_EQ(sm.customCodecs(), codecs);
+}
+
+TEST_F(SettingsStore, TheRenderWorkerReadsTopsWhileTheMainThreadPushes) {
+    const std::string clip = "/footage/worker.mov";
+    ClipSettings s;
+    GiveCamera(s, "5D");
+    sm.PushSettingsForClip(s, clip);
+    std::atomic<bool> stop{false};
+    std::atomic<int> bad{0};
+    std::thread worker([&] {
+        while (!stop) {
+            auto top = sm.SettingsForClip(clip);
+            if (!top || top->exposure() < 0.0f || top->exposure() > 500.0f) ++bad;
+            else top->setFramesRendered(top->exposure());
+        }
+    });
+    for (int i = 0; i < 500; ++i) {
+        s.setExposure(static_cast<float>(i));
+        sm.PushSettingsForClip(s, clip);
+        if (i % 7 == 0) sm.GetStackForClip(clip);
+    }
+    stop = true;
+    worker.join();
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(sm.SettingsForClip(clip)->exposure(), 499.0f);
+    EXPECT_LE(sm.GetStackForClip(clip).size(), SettingsManager::kMaxStackDepth);
+}
+
+}  // namespace
+}  // namespace ombrel
