@@ -262,11 +262,15 @@ uint64_t ClipLoader::GetVideoFrameData(uint64_t clipFrame, std::vector<uint8_t>*
 bool ClipLoader::ReadVideoFrame(uint64_t clipFrame, std::vector<uint8_t>* buffer, RedFileVideoFrame* frame,
                                 std::string* why, int track) {
     if (!buffer || !frame) return false;
+    std::string reason;
     if (GetVideoFrameData(clipFrame, buffer, track) == 0) {
-        if (why) *why = clipFrame < info_.videoFrames ? "the frame cannot be read" : "no such frame";
-        return false;
+        reason = clipFrame < info_.videoFrames ? "the frame cannot be read" : "no such frame";
+    } else if (frame->Parse(buffer->data(), buffer->size(), &reason)) {
+        return true;
     }
-    return frame->Parse(buffer->data(), buffer->size(), why);
+    LogWarn("R3D clip {}: frame {}: {}", chunks_.empty() ? std::string() : chunks_.front().path, clipFrame, reason);
+    if (why) *why = reason;
+    return false;
 }
 
 bool ClipLoader::ReadVideoImage(uint64_t clipFrame, std::vector<uint8_t>* image, RedFileVideoFrame* frame,

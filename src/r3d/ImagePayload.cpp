@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <new>
 #include <thread>
 #include <zlib.h>
 
@@ -79,6 +80,10 @@ ImagePayloadStatus ReadLayout(const uint8_t* data, size_t size, Layout* layout) 
         const uint64_t rows = std::min<uint64_t>(info.rowsPerStripe, info.height - i * info.rowsPerStripe);
         if (info.compression == PayloadCompression::kNone && stored != rows * rowBytes)
             return ImagePayloadStatus::kCorrupt;
+        // Deflate packs at most about 1032 to 1: a stripe claiming more than that is a lie, and
+        // believing it would cost the memory it claims.
+        if (info.compression == PayloadCompression::kDeflate && rows * rowBytes > 1040ull * stored + 64)
+            return ImagePayloadStatus::kCorrupt;
         if (stored > n - offset) return ImagePayloadStatus::kCorrupt;
         layout->stripeOffsets[i] = static_cast<size_t>(at + offset);
         layout->stripeSizes[i] = stored;
@@ -88,7 +93,7 @@ ImagePayloadStatus ReadLayout(const uint8_t* data, size_t size, Layout* layout) 
 }
 
 // Decodes the source rows [rowBegin, rowEnd) (a whole number of output rows) into the destination.
-bool DecodeRows(const uint8_t* data, const Layout& layout, int divisor, uint32_t outWidth, uint32_t rowBegin,
+bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor, uint32_t outWidth, uint32_t rowBegin,
                 uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
     const ImagePayloadInfo& info = layout.info;
     const size_t rowSamples = size_t(info.width) * 3;
@@ -143,6 +148,15 @@ bool DecodeRows(const uint8_t* data, const Layout& layout, int divisor, uint32_t
     return true;
 }
 
+bool DecodeRows(const uint8_t* data, const Layout& layout, int divisor, uint32_t outWidth, uint32_t rowBegin,
+                uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
+    try {
+        return DecodeRowsUnguarded(data, layout, divisor, outWidth, rowBegin, rowEnd, dst, dstRowBytes);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 const char* ImagePayloadStatusText(ImagePayloadStatus status) {
@@ -175,8 +189,9 @@ std::vector<uint8_t> CodestreamSizeHeader(uint32_t width, uint32_t height) {
     return h;
 }
 
-bool EncodeImagePayload(const uint16_t* rgb, uint32_t width, uint32_t height, size_t rowStride,
-                        const ImagePayloadOptions& options, std::vector<uint8_t>* out) {
+namespace {
+bool EncodeUnguarded(const uint16_t* rgb, uint32_t width, uint32_t height, size_t rowStride,
+                     const ImagePayloadOptions& options, std::vector<uint8_t>* out) {
     if (!rgb || !out || width == 0 || height == 0 || width > kImagePayloadMaxDimension ||
         height > kImagePayloadMaxDimension)
         return false;
@@ -231,6 +246,18 @@ bool EncodeImagePayload(const uint16_t* rgb, uint32_t width, uint32_t height, si
         out->insert(out->end(), stored, stored + storedSize);
     }
     return true;
+}
+}  // namespace
+
+bool EncodeImagePayload(const uint16_t* rgb, uint32_t width, uint32_t height, size_t rowStride,
+                        const ImagePayloadOptions& options, std::vector<uint8_t>* out) {
+    const size_t start = out ? out->size() : 0;
+    try {
+        return EncodeUnguarded(rgb, width, height, rowStride, options, out);
+    } catch (const std::bad_alloc&) {
+        out->resize(start);
+        return false;
+    }
 }
 
 ImagePayloadStatus InspectImagePayload(const uint8_t* data, size_t size, ImagePayloadInfo* info) {

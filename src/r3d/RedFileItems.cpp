@@ -193,7 +193,11 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
     MemoryTokenStream stream(payload, size);
     RedMetadataTokenizer tokens(stream, b.Position(), size);
     MetadataTokenView t;
-    for (size_t guard = 0; guard < size && tokens.NextToken(&t) == TokenResult::kToken; ++guard) {
+    for (size_t guard = 0; guard < size; ++guard) {
+        const TokenResult r = tokens.NextToken(&t);
+        if (r == TokenResult::kMalformed) damage = "its metadata breaks off";
+        if (r != TokenResult::kToken) break;
+        if (t.cut) damage = "its last metadata token is cut short";
         if (t.Item() == kHeaderIdFileName) {
             fileName = t.payloadSize == 0 ? std::string("n\\a") : ZeroEnded(t.payload, std::min<size_t>(t.payloadSize, 255));
         } else if (t.Item() == kHeaderIdRevision && t.payloadSize == 4) {
@@ -368,10 +372,41 @@ bool ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTa
     return true;
 }
 
+// Every counted entry must lie behind the header and inside the file; a negative size marks a
+// dropped item and needs no place.
+bool TableFits(const IndexStore::Table& table, uint32_t wanted, uint64_t headerEnd, uint64_t fileSize,
+               const char* what, std::string* why) {
+    if (wanted > table.entries.size()) {
+        SetWhy(why, fmt::format("the footer counts {} {} but the index holds {}", wanted, what, table.entries.size()));
+        return false;
+    }
+    for (size_t i = 0; i < table.count && i < table.entries.size(); ++i) {
+        const IndexEntry& e = table.entries[i];
+        if (e.size < 0) continue;
+        if (e.size < 8 || e.position < headerEnd || e.position > fileSize || uint64_t(e.size) > fileSize - e.position) {
+            SetWhy(why, fmt::format("{} {} of the index lies outside the file", what, i + 1));
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 bool RedFileIndex::Parse(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef,
-                         bool primary, IndexStore* store, std::string* why) {
+                         bool primary, uint64_t headerEnd, IndexStore* store, std::string* why) {
+    const uint64_t fileSize = tk.Size();
+    const uint32_t videoWanted = store->video.count;
+    const uint32_t audioWanted = primary ? store->audio.count : 0;
+    const uint32_t auxWanted = primary ? store->aux.count : 0;
+    if (!ParseTables(tk, footer, videoRef, primary, store, why)) return false;
+    return TableFits(store->video, videoWanted, headerEnd, fileSize, "frame", why) &&
+           TableFits(store->audio, audioWanted, headerEnd, fileSize, "audio block", why) &&
+           TableFits(store->aux, auxWanted, headerEnd, fileSize, "auxiliary block", why);
+}
+
+bool RedFileIndex::ParseTables(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef,
+                               bool primary, IndexStore* store, std::string* why) {
     if (!footer.generation5) {
         if (!ReadLegacyPair(tk, footer.videoOffsetsPosition, footer.videoSizesPosition, kTagRDVO, kTagRDVS,
                             &store->video, why))
@@ -389,6 +424,14 @@ bool RedFileIndex::Parse(RedFileTokenizer& tk, const RedFileFooter& footer, cons
     }
     if (!ReadIndex2(tk, videoRef, kTagRII, false, &store->video, why)) return false;
     if (!primary) return true;
+    if (store->audio.count > 0 && footer.audio.position == 0) {
+        SetWhy(why, "the footer counts audio blocks but has no audio index");
+        return false;
+    }
+    if (store->aux.count > 0 && footer.aux.position == 0) {
+        SetWhy(why, "the footer counts auxiliary blocks but has no auxiliary index");
+        return false;
+    }
     if (footer.audio.position != 0 && !ReadIndex2(tk, footer.audio, kTagRIA, true, &store->audio, why)) return false;
     if (footer.aux.position != 0 && !ReadIndex2(tk, footer.aux, kTagRIX, true, &store->aux, why)) return false;
     return true;

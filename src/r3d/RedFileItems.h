@@ -104,6 +104,8 @@ public:
     std::string fileName;
     uint32_t firmwareRevision = 0xFFFFFFFFu;
     bool revisionRead = false;
+    // Set when the header was taken although part of it is damaged.
+    std::string damage;
 };
 
 // Where a version 5 footer finds a track's index.
@@ -144,8 +146,13 @@ public:
     // Reads the tables of one store: the video track given by ref (or the legacy tables) and, for
     // the primary store, audio and auxiliary data. Counts already in the store are kept as upper
     // bounds. False with a reason on any miss.
+    // Entries must lie between headerEnd and the end of the file.
     static bool Parse(RedFileTokenizer& tokenizer, const RedFileFooter& footer, const TrackIndexRef& videoRef,
-                      bool primary, IndexStore* store, std::string* why);
+                      bool primary, uint64_t headerEnd, IndexStore* store, std::string* why);
+
+private:
+    static bool ParseTables(RedFileTokenizer& tokenizer, const RedFileFooter& footer, const TrackIndexRef& videoRef,
+                            bool primary, IndexStore* store, std::string* why);
 };
 
 class RedFileVideoFrame {

@@ -84,6 +84,7 @@ RedFileParser::State RedFileParser::FindHeader() {
         LogError("R3D file {}: header refused: {}", path, why);
         return State::Failed;
     }
+    if (!header.damage.empty()) LogWarn("R3D file {}: the header is damaged: {}", path, header.damage);
     if (t.damagedHeaderSize) LogInfo("R3D file {}: the header carries the known damaged size; read as 324 bytes", path);
     tokenizer_.SetCursor(t.End());
     tokenizer_.Align(header.alignmentExponent);
@@ -103,6 +104,9 @@ RedFileParser::State RedFileParser::FindFooter() {
         if (tokenizer_.ReadPayload(t, &payload) &&
             footer.Parse(payload.data(), payload.size(), h.VersionWord(), t.End(), &why)) {
             processor_.ProcessFooter(footer);
+            if (footer.audioCount == 0 && h.audioChannels > 0)
+                LogWarn("R3D file {}: the footer counts no audio blocks, though the header names {} channels",
+                        processor_.path, h.audioChannels);
             if (footer.audioCount == 0 && footer.videoCount[0] == 0 && footer.videoCount[1] == 0) {
                 processor_.footerUsed = true;
                 return State::Done;
@@ -127,14 +131,23 @@ RedFileParser::State RedFileParser::FindIndex() {
         LogWarn("R3D file {}: the footer has no frame index; scanning the file for frames", p.path);
         return State::FindFrames;
     }
+    // A footer record names its index; an index of another track there is a sign of damage.
+    for (int i = 0; i < 2 && f.generation5; ++i) {
+        Token t;
+        if (f.video[i].HasBoth() && (f.video[i].tag & 0xFFFFFF00u) == kTagRII &&
+            tokenizer_.TokenAt(f.video[i].position, &t) == TokenResult::kToken &&
+            (t.tag & 0xFFFFFF00u) == kTagRII && t.tag != f.video[i].tag)
+            LogWarn("R3D file {}: the footer's record for \"{}\" leads to \"{}\"", p.path, TagText(f.video[i].tag),
+                    TagText(t.tag));
+    }
     if (f.generation5 && p.header.primaryTrack == 1 && f.video[1].HasBoth()) {
         std::swap(f.video[0], f.video[1]);
         std::swap(p.stores[0].video.count, p.stores[1].video.count);
     }
     std::string why;
-    if (!RedFileIndex::Parse(tokenizer_, f, f.video[0], true, &p.stores[0], &why) ||
+    if (!RedFileIndex::Parse(tokenizer_, f, f.video[0], true, p.headerEnd, &p.stores[0], &why) ||
         (f.generation5 && f.videoTrackCount > 1 && f.video[1].HasBoth() &&
-         !RedFileIndex::Parse(tokenizer_, f, f.video[1], false, &p.stores[1], &why))) {
+         !RedFileIndex::Parse(tokenizer_, f, f.video[1], false, p.headerEnd, &p.stores[1], &why))) {
         LogWarn("R3D file {}: the index is unusable ({}); scanning the file for frames", p.path, why);
         return State::FindFrames;
     }

@@ -74,6 +74,7 @@ TokenResult RedMetadataTokenizer::NextToken(MetadataTokenView* token) {
     uint64_t size = LoadBE16(head);
     if (size == 0) size = end_ - cursor_;
     if (size < 4) return TokenResult::kMalformed;
+    token->cut = size > end_ - cursor_;
     size = std::min(size, end_ - cursor_);
     token->id = LoadBE16(head + 2);
     token->payload = stream_.Data() + cursor_ + 4;

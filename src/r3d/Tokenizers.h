@@ -72,6 +72,7 @@ struct MetadataTokenView {
     uint16_t id = 0;
     const uint8_t* payload = nullptr;
     size_t payloadSize = 0;
+    bool cut = false;  // the size claimed more than the stream holds
     uint16_t Item() const { return id & 0x0FFF; }
 };
 

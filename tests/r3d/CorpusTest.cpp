@@ -1,0 +1,292 @@
+// Damaged clips made from good ones: every one is refused or opens as far as it holds, with a
+// line in the log, and nothing crashes or hangs. Run it under the sanitizers too.
+#include "TestClips.h"
+
+#include "core/Log.h"
+#include "r3d/ClipLoader.h"
+#include "r3d/ImagePayload.h"
+#include "r3d/MetadataMapper.h"
+#include "r3d/RedFileItems.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <random>
+
+namespace ombrel::r3d::test {
+namespace {
+
+using ombrel::test::TempDir;
+
+struct AtomRef {
+    uint64_t position;
+    uint64_t size;
+    uint32_t tag;
+};
+
+std::vector<AtomRef> Atoms(const std::vector<uint8_t>& file, int alignment) {
+    MemoryTokenStream stream(file.data(), file.size());
+    RedFileTokenizer tk(stream);
+    std::vector<AtomRef> atoms;
+    Token t;
+    while (tk.NextToken(&t) == TokenResult::kToken) {
+        atoms.push_back({t.position, t.size, t.tag});
+        tk.Align(alignment);
+    }
+    return atoms;
+}
+
+// What a reader gets out of a clip: the pictures of its frames and its audio.
+struct Contents {
+    std::vector<std::vector<uint16_t>> frames;
+    std::vector<std::vector<uint8_t>> audio;
+    bool operator==(const Contents&) const = default;
+};
+
+Contents ReadAll(ClipLoader& clip) {
+    Contents c;
+    for (uint64_t f = 0; f < clip.VideoFrameCount(); ++f) {
+        std::vector<uint8_t> record;
+        RedFileVideoFrame frame;
+        std::vector<uint16_t> picture;
+        if (clip.ReadVideoFrame(f, &record, &frame)) {
+            ImagePayloadInfo info;
+            const uint8_t* image = record.data() + frame.imageOffset;
+            if (InspectImagePayload(image, frame.imageSize, &info) == ImagePayloadStatus::kOk &&
+                uint64_t(info.width) * info.height <= 1u << 20) {
+                picture.resize(size_t(info.width) * info.height * 3);
+                // Half size first, then whole, into the same buffer.
+                for (int d : {2, 1})
+                    if (DecodeImagePayload(image, frame.imageSize, d, picture.data(), picture.size() * 2) !=
+                        ImagePayloadStatus::kOk)
+                        picture.clear();
+            }
+        }
+        c.frames.push_back(std::move(picture));
+        if (clip.Info().secondTrackFrames) {
+            std::vector<uint8_t> second;
+            clip.GetVideoFrameData(f, &second, 1);
+        }
+    }
+    for (uint64_t b = 0; b < clip.AudioBlockCount(); ++b) {
+        std::vector<uint8_t> data;
+        clip.GetAudioBlockData(b, &data);
+        RedFileAudioFrame header;
+        clip.ReadAudioBlockHeader(b, &header);
+        c.audio.push_back(std::move(data));
+    }
+    return c;
+}
+
+struct Corpus {
+    std::string dir;
+    std::string name;                // the file that gets damaged
+    std::string openPath;            // the file the clip is opened from
+    std::vector<uint8_t> original;
+    Contents good;
+    int alignment = 0;
+    size_t files = 0;
+    size_t checked = 0;
+
+    // Writes the damaged bytes in place of the good file, opens the clip and judges it.
+    void Check(const std::vector<uint8_t>& bytes, const std::string& what, bool mustTell = true) {
+        WriteBytes(name, bytes);
+        LogCapture log;
+        ClipLoader clip;
+        const int r = clip.OpenClip(openPath);
+        ++checked;
+        EXPECT_TRUE(r >= 0 && r <= 3) << what << ": result " << r;
+        if (r != 0) {
+            EXPECT_FALSE(log.Lines().empty()) << what << ": refused without a word";
+            return;
+        }
+        const Contents got = ReadAll(clip);
+        if (mustTell && !(got == good)) {
+            EXPECT_FALSE(log.Lines().empty()) << what << ": a partial clip without a word";
+        }
+    }
+};
+
+Corpus Prepare(const std::string& dir, const std::string& tag, const ClipPlan& plan, size_t damagedFile) {
+    Corpus c;
+    c.dir = dir;
+    const auto paths = WriteClip(dir + "/" + tag + "_001.R3D", plan);
+    EXPECT_GT(paths.size(), damagedFile);
+    c.name = paths.at(damagedFile);
+    c.openPath = paths.at(0);
+    c.original = ReadBytes(c.name);
+    c.alignment = plan.spec.major == 5 ? plan.spec.alignmentExponent : 0;
+    ClipLoader clip;
+    EXPECT_EQ(clip.OpenClip(c.openPath), 0);
+    c.good = ReadAll(clip);
+    EXPECT_EQ(c.good.frames.size(), size_t(plan.frames));
+    for (const auto& f : c.good.frames) EXPECT_FALSE(f.empty());
+    return c;
+}
+
+void PutBE32(std::vector<uint8_t>* b, uint64_t at, uint32_t v) {
+    if (at + 4 <= b->size()) StoreBE32(b->data() + at, v);
+}
+
+void RunStructuredDamage(Corpus& c) {
+    const auto& o = c.original;
+    const auto atoms = Atoms(o, c.alignment);
+    ASSERT_GT(atoms.size(), 4u);
+    for (size_t i = 0; i < atoms.size(); ++i) {
+        const AtomRef& a = atoms[i];
+        const std::string at = TagText(a.tag) + " at " + std::to_string(a.position);
+        // Truncated at the atom's start, inside its head, in its middle and just before its end.
+        for (uint64_t cut : {a.position, a.position + 4, a.position + a.size / 2, a.position + a.size - 1}) {
+            if (cut >= o.size()) continue;
+            c.Check(std::vector<uint8_t>(o.begin(), o.begin() + std::ptrdiff_t(cut)),
+                    "cut at " + std::to_string(cut) + " in " + at);
+        }
+        // Sizes that claim too much, nothing, less than a head, one byte more.
+        for (uint32_t size : {0u, 4u, 0xFFFFFFFFu, uint32_t(a.size + 1), uint32_t(a.size - 1), uint32_t(o.size())}) {
+            auto b = o;
+            PutBE32(&b, a.position, size);
+            c.Check(b, "size " + std::to_string(size) + " for " + at);
+        }
+        // A wrong identifier.
+        auto b = o;
+        PutBE32(&b, a.position + 4, MakeTag("ZZZZ"));
+        c.Check(b, "wrong tag for " + at);
+        // Garbage between atoms: inserted, shifting all behind it, and written over the padding.
+        b = o;
+        std::vector<uint8_t> junk(13);
+        for (size_t k = 0; k < junk.size(); ++k) junk[k] = uint8_t(0xA5 ^ (k * 37));
+        b.insert(b.begin() + std::ptrdiff_t(a.position), junk.begin(), junk.end());
+        c.Check(b, "garbage in front of " + at);
+        if (i + 1 < atoms.size() && atoms[i + 1].position > a.position + a.size + 8) {
+            b = o;
+            for (uint64_t k = a.position + a.size; k < atoms[i + 1].position; ++k) b[k] = uint8_t(k * 131);
+            c.Check(b, "garbage in the padding behind " + at, false);
+        }
+    }
+    // Offsets that point back at the tables, the footer or the header, or past the end.
+    const AtomRef& last = atoms.back();
+    const bool gen5 = c.alignment > 0;
+    std::vector<uint64_t> targets = {0, last.position, o.size() + 4096, uint64_t(1) << 40};
+    for (const AtomRef& a : atoms)
+        if (a.tag == kTagRDVO || a.tag == kTagRDAO || (a.tag & 0xFFFFFF00u) == kTagRII ||
+            (a.tag & 0xFFFFFF00u) == kTagRIA)
+            targets.push_back(a.position);
+    for (uint64_t target : targets) {
+        const auto name = "offsets to " + std::to_string(target);
+        if (!gen5) {
+            for (uint64_t field = 0; field < 24; field += 4) {
+                auto b = o;
+                PutBE32(&b, last.position + 8 + field, uint32_t(target));
+                c.Check(b, "footer word " + std::to_string(field / 4) + " " + name);
+            }
+        } else {
+            for (uint64_t record = 0; record < 4; ++record) {
+                auto b = o;
+                PutBE32(&b, last.position + 8 + 72 + record * 24 + 4, uint32_t(target / 4096));
+                c.Check(b, "footer record " + std::to_string(record) + " " + name);
+            }
+        }
+        // Index entries that point at the index itself, or past the end.
+        for (const AtomRef& a : atoms) {
+            auto b = o;
+            if (a.tag == kTagRDVO) {
+                for (uint64_t e = 0; e < 3; ++e) PutBE32(&b, a.position + 8 + 4 * e, uint32_t(target));
+            } else if ((a.tag & 0xFFFFFF00u) == kTagRII) {
+                const uint32_t n = b[a.position + 8 + 56];
+                for (uint64_t e = 0; e < 3; ++e)
+                    PutBE32(&b, a.position + 8 + 60 + e * (n + 1) * 4, uint32_t(target / 4096));
+            } else if (a.tag == kTagRDVS || (a.tag & 0xFFFFFF00u) == kTagRIA) {
+                for (uint64_t e = 0; e < 3; ++e) PutBE32(&b, a.position + 8 + 64 + 4 * e, 0x7FFFFFF0u);
+            } else {
+                continue;
+            }
+            c.Check(b, "entries of " + TagText(a.tag) + " " + name);
+        }
+    }
+    // Header fields: identifier, versions, alignment and track counts.
+    for (uint64_t at : {8u, 9u, 10u, 11u, 12u, 14u, 56u, 57u, 58u}) {
+        for (uint8_t v : {uint8_t(0), uint8_t(2), uint8_t(0xFF)}) {
+            auto b = o;
+            b[at] = v;
+            c.Check(b, "header byte " + std::to_string(at) + " = " + std::to_string(v), false);
+        }
+    }
+}
+
+void RunRandomDamage(Corpus& c, uint32_t seed, int count) {
+    std::mt19937 rng(seed);
+    for (int i = 0; i < count; ++i) {
+        auto b = c.original;
+        const int flips = 1 + int(rng() % 6);
+        for (int k = 0; k < flips; ++k) b[rng() % b.size()] = uint8_t(rng());
+        c.Check(b, "random damage " + std::to_string(i), false);
+    }
+}
+
+class R3DCorpus : public ::testing::Test {
+protected:
+    void SetUp() override { SetLogToStderr(false); }
+    void TearDown() override { SetLogToStderr(true); }
+};
+
+TEST_F(R3DCorpus, FirstGenerationClipsSurviveDamage) {
+    TempDir dir;
+    for (uint8_t major : {uint8_t(3), uint8_t(4)}) {
+        ClipPlan plan = RichPlan(major);
+        plan.spec.frameMetadata.push_back(MetadataToken::String(kIdUserLocation, "On the hill"));
+        Corpus c = Prepare(dir.path(), "V" + std::to_string(major), plan, 0);
+        RunStructuredDamage(c);
+        RunRandomDamage(c, major, 150);
+        EXPECT_GT(c.checked, 300u);
+    }
+}
+
+TEST_F(R3DCorpus, SecondGenerationClipsSurviveDamage) {
+    TempDir dir;
+    ClipPlan plan = RichPlan(5);
+    plan.spec.videoTracks = 2;
+    plan.spec.hdrKind = 3;
+    plan.spec.auxTrack = true;
+    plan.spec.firmwareRevision = 42254;
+    Corpus c = Prepare(dir.path(), "V5", plan, 0);
+    RunStructuredDamage(c);
+    RunRandomDamage(c, 5, 200);
+    EXPECT_GT(c.checked, 300u);
+}
+
+TEST_F(R3DCorpus, DamageToOneFileOfAClipLeavesTheOthers) {
+    TempDir dir;
+    for (uint8_t major : {uint8_t(4), uint8_t(5)}) {
+        ClipPlan plan = RichPlan(major);
+        plan.frames = 6;
+        plan.audioBlocks.assign(6, 1001);
+        plan.spec.framesPerFile = 2;
+        Corpus c = Prepare(dir.path(), "M" + std::to_string(major), plan, 1);
+        const auto atoms = Atoms(c.original, c.alignment);
+        for (const AtomRef& a : atoms)
+            c.Check(std::vector<uint8_t>(c.original.begin(), c.original.begin() + std::ptrdiff_t(a.position + a.size / 2)),
+                    "middle file cut in " + TagText(a.tag));
+        RunRandomDamage(c, 50 + major, 60);
+        // The first file cut short: the clip still opens from it.
+        LogCapture log;
+        WriteBytes(c.name, c.original);
+        const std::string first = c.openPath;
+        const auto bytes = ReadBytes(first);
+        uint64_t secondFrameMiddle = 0;
+        int frames = 0;
+        for (const AtomRef& a : Atoms(bytes, c.alignment))
+            if ((a.tag == kTagREDV || (a.tag & 0xFFFFFF00u) == kTagRDI) && ++frames == 2)
+                secondFrameMiddle = a.position + a.size / 2;
+        ASSERT_GT(secondFrameMiddle, 0u);
+        WriteBytes(first, std::vector<uint8_t>(bytes.begin(), bytes.begin() + std::ptrdiff_t(secondFrameMiddle)));
+        ClipLoader clip;
+        ASSERT_EQ(clip.OpenClip(first), 0);
+        EXPECT_EQ(clip.VideoFrameCount(), 5u);
+        EXPECT_TRUE(log.Contains("scanning"));
+    }
+}
+
+}  // namespace
+}  // namespace ombrel::r3d::test
