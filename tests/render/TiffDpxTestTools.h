@@ -8,6 +8,7 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <tiffio.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -155,6 +156,34 @@ inline std::vector<std::string> HiddenFiles(const std::string& folder) {
     for (const auto& e : std::filesystem::directory_iterator(folder, ec))
         if (e.path().filename().string().starts_with(".")) out.push_back(e.path().string());
     return out;
+}
+
+struct TiffImage {
+    uint32_t width = 0, height = 0;
+    uint16_t bits = 0, samples = 0, photometric = 0, planar = 0, orientation = 0, format = 0;
+    std::vector<uint16_t> pixels;
+};
+
+// Reads a file through libtiff, a reader that shares no code with the writer.
+inline bool ReadWithLibtiff(const std::string& path, TiffImage* image) {
+    TIFF* tif = TIFFOpen(path.c_str(), "r");
+    if (!tif) return false;
+    TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &image->width);
+    TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &image->height);
+    TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &image->bits);
+    TIFFGetField(tif, TIFFTAG_SAMPLESPERPIXEL, &image->samples);
+    TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &image->photometric);
+    TIFFGetField(tif, TIFFTAG_PLANARCONFIG, &image->planar);
+    TIFFGetFieldDefaulted(tif, TIFFTAG_ORIENTATION, &image->orientation);
+    TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLEFORMAT, &image->format);
+    bool ok = image->bits == 16 && image->samples == 3;
+    if (ok) {
+        image->pixels.resize(static_cast<size_t>(image->width) * image->height * 3);
+        for (uint32_t row = 0; row < image->height && ok; ++row)
+            ok = TIFFReadScanline(tif, image->pixels.data() + static_cast<size_t>(row) * image->width * 3, row) == 1;
+    }
+    TIFFClose(tif);
+    return ok;
 }
 
 }  // namespace ombrel::test
