@@ -67,8 +67,9 @@ TEST_F(DpxRendererTest, HeadersAndSamplesOfCameraAndMovieClipsReadBack) {
     test::ScopedTestPatternSources sources(config);
     auto r3d = Item("A001_C001_0101AB_001.R3D", 3);
     auto movie = Item("Scene.mov", 3);
-    Run({r3d, movie});
-    for (const auto& item : {r3d, movie}) EXPECT_FALSE(item->errorState()) << item->errorMessage();
+    auto wide = Item("Größe.mov", 3);
+    Run({r3d, movie, wide});
+    for (const auto& item : {r3d, movie, wide}) EXPECT_FALSE(item->errorState()) << item->errorMessage();
 
     // 10:00:00:00 at 25 frames a second is frame 900000.
     EXPECT_EQ(FilesIn(Out("A001_C001_0101AB")),
@@ -98,6 +99,12 @@ TEST_F(DpxRendererTest, HeadersAndSamplesOfCameraAndMovieClipsReadBack) {
     ExpectSamplesThroughOiio(Out("A001_C001_0101AB/A001_C001_0101AB.900001.dpx"), 1, 16, 8);
     ExpectSamplesThroughOiio(Out("Scene/Scene.900002.dpx"), 2, 16, 8);
     EXPECT_TRUE(HiddenFiles(Out("A001_C001_0101AB")).empty());
+
+    // A name beyond ASCII keeps its folder and files; the header drops what ASCII cannot hold.
+    const std::string widePath = Out("Größe/Größe.900002.dpx");
+    ASSERT_TRUE(std::filesystem::exists(widePath));
+    EXPECT_EQ(ReadWholeFile(widePath).substr(1432, 100), std::string("Gre.900002.dpx").append(86, '\0'));
+    ExpectSamplesThroughOiio(widePath, 2, 16, 8);
 }
 
 TEST_F(DpxRendererTest, AFrameInTwoSnippetsIsPackedOnceAndNamedPerFile) {
