@@ -1,0 +1,1 @@
+#include "look/AppState.h"

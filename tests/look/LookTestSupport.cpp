@@ -1,0 +1,196 @@
+#include "LookTestSupport.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <random>
+
+namespace ombrel::test {
+
+namespace {
+
+uint16_t U16(double v) { return static_cast<uint16_t>(std::lround(std::clamp(v, 0.0, 1.0) * 65535.0)); }
+
+}  // namespace
+
+Frame16 CubeFrame(int width) {
+    std::vector<std::array<double, 3>> colours;
+    const int ramp = 64;
+    for (int i = 0; i < ramp; ++i) {
+        const double v = i / double(ramp - 1);
+        colours.push_back({v, v, v});
+    }
+    for (int c = 0; c < 3; ++c) {
+        for (int i = 0; i < ramp; ++i) {
+            std::array<double, 3> p{0, 0, 0};
+            p[static_cast<size_t>(c)] = i / double(ramp - 1);
+            colours.push_back(p);
+        }
+    }
+    for (int i = 0; i < ramp; ++i) {
+        const double v = i / 65535.0 * 20.0;  // the first twenty 16-bit steps per entry
+        colours.push_back({v, v * 0.5, v * 0.25});
+    }
+    for (int i = 0; i < ramp; ++i) {
+        const double v = 1.0 - i / 65535.0 * 20.0;
+        colours.push_back({v, 1.0 - (1.0 - v) * 0.5, v});
+    }
+    const std::array<std::array<double, 3>, 8> corners{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1},
+                                                        {1, 1, 0}, {0, 1, 1}, {1, 0, 1}, {1, 1, 1}}};
+    for (const auto& c : corners) colours.push_back(c);
+    const std::array<double, 12> levels{0.0, 0.0005, 0.004, 0.03, 0.1, 0.22, 0.38, 0.5, 0.66, 0.83, 0.995, 1.0};
+    for (double b : levels) {
+        for (double g : levels) {
+            for (double r : levels) colours.push_back({r, g, b});
+        }
+    }
+    Frame16 f;
+    f.width = width;
+    f.height = static_cast<int>((colours.size() + static_cast<size_t>(width) - 1) / static_cast<size_t>(width));
+    f.rgb.assign(static_cast<size_t>(f.width * f.height * 3), 0);
+    for (size_t i = 0; i < colours.size(); ++i) {
+        for (size_t k = 0; k < 3; ++k) f.rgb[3 * i + k] = U16(colours[i][k]);
+    }
+    // The rest of the last row: a mid grey, so every pixel is defined.
+    for (size_t i = colours.size(); i < static_cast<size_t>(f.width * f.height); ++i) {
+        for (size_t k = 0; k < 3; ++k) f.rgb[3 * i + k] = 32768;
+    }
+    return f;
+}
+
+std::unique_ptr<ShaderProcessor> MakeRenderProcessor(int imageW, int imageH, int outW, int outH, std::string* why) {
+    auto sp = std::make_unique<ShaderProcessor>(ShaderProcessor::Backend::OpenGL);
+    if (!sp->renderContext()) {
+        *why = sp->renderContextError();
+        return nullptr;
+    }
+    sp->setUseRenderContext(true);
+    sp->setImageWidth(static_cast<uint32_t>(imageW));
+    sp->setImageHeight(static_cast<uint32_t>(imageH));
+    sp->setOutputWidth(static_cast<uint32_t>(outW));
+    sp->setOutputHeight(static_cast<uint32_t>(outH));
+    sp->SetExposureKelvin(0.0f, 5600.0f);
+    if (!sp->InitPipelineForViewportContext({{0, 0}, {float(outW), float(outH)}}, nullptr) || !sp->FBOSetup(nullptr)) {
+        *why = "the pipeline could not be built";
+        return nullptr;
+    }
+    return sp;
+}
+
+std::vector<uint16_t> DrawOnGpu(ShaderProcessor& sp, const Frame16& frame, int outW, int outH, int fitMethod,
+                                float aspectW, float aspectH) {
+    std::vector<uint16_t> out(static_cast<size_t>(outW * outH * 4), 0);
+    sp.setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.rgb.data()));
+    DrawParams p;
+    p.name = sp.frameTexture();
+    p.target = GL_TEXTURE_RECTANGLE;
+    p.writeToDisk = true;
+    p.writeToDiskData = out.data();
+    p.baseSize = {float(frame.width), float(frame.height)};
+    p.viewportRect = {{0, 0}, {float(outW), float(outH)}};
+    p.fitMethod = fitMethod;
+    p.aspectSize = {aspectW, aspectH};
+    sp.RenderUsingR3DRenderBuffer(&p);
+    out.resize(static_cast<size_t>(outW * outH * 3));
+    return out;
+}
+
+std::vector<uint16_t> DrawOnCpu(const ShaderProcessor& sp, const Frame16& frame, int outW, int outH, int fitMethod,
+                                float aspectW, float aspectH, cpu::HalfRounding blurRounding) {
+    const cpu::CoreShaderInputs inputs = sp.CoreShaderInputsForRender();
+    cpu::Image image = cpu::ImageFromRgb16(frame.rgb.data(), frame.width, frame.height, sp.HalfFloatTextures());
+    if (sp.blurAmount() > 0.0f) {
+        for (int i = 0; i < 2; ++i) image = cpu::BlurOnce(image, sp.blurWeight(), sp.blurOffset(), blurRounding);
+    }
+    cpu::Image target;
+    target.width = outW;
+    target.height = outH;
+    target.rgba.assign(static_cast<size_t>(outW * outH * 4), 0.0f);
+    for (size_t i = 3; i < target.rgba.size(); i += 4) target.rgba[i] = 1.0f;
+    cpu::DrawCoreQuad(inputs, image,
+                      cpu::RenderPassQuad(outW, outH, float(frame.width), float(frame.height), fitMethod, aspectW,
+                                          aspectH, true),
+                      target);
+    std::vector<uint16_t> out(static_cast<size_t>(outW * outH * 3));
+    cpu::ToUnsigned16(target, false, out.data());
+    return out;
+}
+
+cpu::HalfRounding DriverHalfTargetRounding() {
+    static const cpu::HalfRounding rounding = [] {
+        std::string why;
+        auto sp = MakeRenderProcessor(9, 7, 9, 7, &why);
+        if (!sp) return cpu::HalfRounding::Nearest;
+        Frame16 f;
+        f.width = 9;
+        f.height = 7;
+        f.rgb.assign(9 * 7 * 3, 0);
+        for (size_t k = 0; k < 3; ++k) f.rgb[(3 * 9 + 4) * 3 + k] = 65535;
+        sp->SetBlurAmount(40.0f);
+        const auto gpu = DrawOnGpu(*sp, f, 9, 7);
+        const double nearest = Compare(gpu, DrawOnCpu(*sp, f, 9, 7, 2, 0, 0, cpu::HalfRounding::Nearest)).max1023;
+        const double towardZero =
+            Compare(gpu, DrawOnCpu(*sp, f, 9, 7, 2, 0, 0, cpu::HalfRounding::TowardZero)).max1023;
+        return towardZero < nearest ? cpu::HalfRounding::TowardZero : cpu::HalfRounding::Nearest;
+    }();
+    return rounding;
+}
+
+Difference Compare(const std::vector<uint16_t>& a, const std::vector<uint16_t>& b) {
+    Difference d;
+    std::vector<double> diffs(a.size());
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
+        diffs[i] = std::abs(double(a[i]) - double(b[i])) / 65535.0 * 1023.0;
+        if (diffs[i] > d.max1023) {
+            d.max1023 = diffs[i];
+            d.worstIndex = i;
+        }
+    }
+    if (!diffs.empty()) {
+        std::nth_element(diffs.begin(), diffs.begin() + static_cast<long>(diffs.size() / 2), diffs.end());
+        d.median1023 = diffs[diffs.size() / 2];
+    }
+    return d;
+}
+
+void FillCurvedTable3(float* table, int n, int denominator) {
+    const double gamma[3] = {0.8, 1.25, 1.6};
+    for (int i = 0; i < n; ++i) {
+        const double x = std::min(1.0, i / double(denominator));
+        for (int k = 0; k < 3; ++k) table[3 * i + k] = static_cast<float>(std::pow(x, gamma[k]));
+    }
+}
+
+void FillFilmLikeStockTable(std::vector<float>& lut) {
+    for (int b = 0; b < 64; ++b) {
+        for (int g = 0; g < 64; ++g) {
+            for (int r = 0; r < 64; ++r) {
+                const double R = r / 63.0, G = g / 63.0, B = b / 63.0;
+                float* e = lut.data() + 3 * (r + 64 * g + 4096 * b);
+                e[0] = static_cast<float>(std::clamp(0.85 * R + 0.1 * G + 0.05 * B * B, 0.0, 1.0));
+                e[1] = static_cast<float>(std::clamp(0.05 * R + 0.9 * std::sqrt(G) * 0.95 + 0.05 * B, 0.0, 1.0));
+                e[2] = static_cast<float>(std::clamp(0.1 * R * G + 0.2 * G + 0.7 * B, 0.0, 1.0));
+            }
+        }
+    }
+}
+
+GrainMapPtr NoisyGrainMap(int width, int height, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<float> noise(0.2f, 0.8f);
+    std::vector<float> data(static_cast<size_t>(width * height * 3));
+    for (float& v : data) v = noise(rng);
+    auto map = std::make_shared<GrainMap>(width, height, std::move(data), "test");
+    std::array<float, GrainLookup::kEntries * 3> curve{};
+    for (int i = 0; i < GrainLookup::kEntries; ++i) {
+        const float level = i / 255.0f;
+        const float mid = 4.0f * level * (1.0f - level);  // strongest in the mid-tones
+        curve[static_cast<size_t>(3 * i)] = 0.10f * mid + 0.02f;
+        curve[static_cast<size_t>(3 * i + 1)] = 0.08f * mid + 0.02f;
+        curve[static_cast<size_t>(3 * i + 2)] = 0.14f * mid + 0.02f;
+    }
+    map->setGrainCurve(std::make_shared<GrainLookup>(curve));
+    return map;
+}
+
+}  // namespace ombrel::test
