@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "ProjectCommand.h"
 #include "core/Log.h"
 #include "core/MainQueue.h"
 #include "core/Paths.h"
@@ -82,7 +83,7 @@ void PrintProgress(const std::string& style, const RenderManager& rm) {
 
 CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     CLI::App* render = app.add_subcommand("render", "Render clips with a film look");
-    render->add_option("CLIP", o.clips, "Clips to render")->required();
+    render->add_option("CLIP", o.clips, "Clips to render");
     render->add_option("--format", o.format, "Output format")->check(CLI::IsMember({"dpx", "tiff", "mov"}));
     render->add_option("--out", o.out, "Output folder (default ~/Documents/Ombrel/Render/)");
     auto* size = render->add_option("--size", o.size, "Output size WxH (default: the source's size)");
@@ -106,15 +107,30 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     render->add_option("--levels", o.levels, "Levels black,mid,white");
     render->add_option("--color-amount", o.colorAmount, "Blend of the stock's colour, 0 to 1");
     render->add_option("--scurve-amount", o.scurveAmount, "Blend of the stock's S-curve, 0 to 1");
-    render->add_option("--settings", o.settingsFile, "A clip-settings property list to start from")
+    auto* settings = render->add_option("--settings", o.settingsFile, "A clip-settings property list to start from")
         ->check(CLI::ExistingFile);
+    auto* project = render->add_option("--project", o.project,
+                                       "Render the clips of a saved project with their own settings and its output "
+                                       "settings; output and look options given here override them")
+        ->check(CLI::ExistingFile)
+        ->excludes(settings);
+    render->add_option("--clip", o.projectClips, "With --project: render this clip of it (repeatable)")->needs(project);
     render->add_option("--progress", o.progress, "Progress lines on stderr")
         ->check(CLI::IsMember({"plain", "openjd"}));
     render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
+    render->parse_complete_callback([render, &o] {
+        for (const CLI::Option* option : render->get_options())
+            if (option->count() > 0) o.given.insert(option->get_name());
+    });
     return render;
 }
 
 int RunRender(const RenderOptions& o) {
+    if (o.clips.empty() == !o.project) {
+        std::fprintf(stderr,
+                     "ombrel render: name the clips to render, or a saved project with --project FILE (not both)\n");
+        return kExitUsage;
+    }
     auto out = OutputSettings::Make();
     out->SelectFormatMenuTag(o.format == "dpx" ? kFormatDpx : o.format == "tiff" ? kFormatTiff : 5);
     out->setOutputDirectory(ExpandTilde(o.out.value_or(RenderFolder())));
@@ -185,11 +201,18 @@ int RunRender(const RenderOptions& o) {
         return kExitUsage;
     }
 
+    std::unique_ptr<ProjectRender> project;
+    if (o.project) {
+        int exitCode = kExitFailed;
+        if (!(project = ProjectRender::Load(o, *out, &exitCode))) return exitCode;
+        out = project->output();
+    }
+
     auto& manager = RenderManager::Instance();
     auto& settings = SettingsManager::Instance();
     manager.Reset();
     int failed = 0;
-    for (const auto& clip : o.clips) {
+    for (const auto& clip : project ? project->clips() : o.clips) {
         std::error_code ec;
         const std::string path = std::filesystem::absolute(clip, ec).string();
         if (!std::filesystem::is_regular_file(path, ec)) {
@@ -199,6 +222,7 @@ int RunRender(const RenderOptions& o) {
         }
         const int frames = FrameCountForClip(path);
         if (frames < 1) LogWarn("Frame count pooched: {}", path);
+        if (project) project->PrepareLook(clip, look);
         if (o.frames) {
             look.setUserFrameIn(first);
             look.setUserFrameOut(last);
@@ -206,6 +230,7 @@ int RunRender(const RenderOptions& o) {
         look.setTotalFrames(static_cast<float>(frames));
         settings.PushSettingsForClip(look, path);
         auto clipSettings = settings.SettingsForClip(path);
+        if (project) project->AttachSnippets(clip, *clipSettings);
         clipSettings->setTotalFrames(static_cast<float>(frames));
         clipSettings->setFramesRendered(0.0f);
         clipSettings->setErrorState(0);

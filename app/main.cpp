@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "ProjectCommand.h"
 #include "RenderCommand.h"
 #include "core/Log.h"
 #include "core/Paths.h"
@@ -16,6 +17,8 @@ int main(int argc, char** argv) {
 
     cli::RenderOptions renderOptions;
     CLI::App* render = cli::AddRenderCommand(app, renderOptions);
+    cli::ProjectOptions projectOptions;
+    CLI::App* project = cli::AddProjectCommand(app, projectOptions);
     std::string demoOut;
     CLI::App* demo = app.add_subcommand("demo", "Render the demo clip with a film look");
     demo->add_option("--out", demoOut, "Output folder");
@@ -32,6 +35,7 @@ int main(int argc, char** argv) {
         return cli::kExitOk;
     }
     if (*render) return cli::RunRender(renderOptions);
+    if (*project) return cli::RunProject(projectOptions);
     if (*demo) {
         std::fprintf(stderr,
                      "ombrel demo: not there yet. The demo renders a generated R3D clip, which needs the R3D "

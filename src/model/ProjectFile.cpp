@@ -234,6 +234,8 @@ bool ProjectFile::LoadProjectAtPath(const std::string& path, ProjectState* state
                 loaded.paths.push_back(clip);
         }
     }
+    for (const auto& [clip, settings] : dict["clips"].asDict()) loaded.clips.push_back(clip);
+    loaded.olderPresets = dict["Presets"].size();
     loaded.snippetList = dict["SnippetList"];
     loaded.outputSettings.LoadFromDictionary(dict["outputSettings"]);
     loaded.libraryName = LibraryNameForProjectPath(path);

@@ -23,6 +23,8 @@ struct ProjectState {
     // Filled by a load.
     bool hasPaths = false;           // the file had "Paths", so the clips in memory were replaced
     std::vector<std::string> paths;  // "Paths", in order
+    std::vector<std::string> clips;  // the keys of "clips": clips with saved settings
+    size_t olderPresets = 0;         // entries of "Presets", left by an older version
     std::string libraryName;         // the library that presets of the older kind went to
 };
 

@@ -59,6 +59,14 @@ PlistValue ReadListFile(const std::string& path) {
     return list.isDict() ? list : PlistValue{};
 }
 
+// A stored grain scale that is not above 0 would stop the program at the next copy;
+// a file can hold one (negative, NaN), so it is mended as a stored 0 is.
+void MendGrainScale(ClipSettings& settings) {
+    if (settings.grainScale() > 0.0f) return;
+    LogWarn("Warning: grain scale of {} found in project file.", settings.grainScale());
+    settings.setGrainScale(1.0f);
+}
+
 // Presets ordered as sortOrder wants them: rising presetNumber.
 void SortPresets(std::vector<RenderPresetPtr>& presets) {
     std::stable_sort(presets.begin(), presets.end(),
@@ -295,6 +303,7 @@ void SettingsManager::LoadFactoryPresets() {
     for (const auto& [guid, entry] : list["Presets"].asDict()) {
         auto preset = RenderPreset::Make();
         preset->LoadFactoryPresetFromDictionaryLibraryName(entry, currentPresetLibrary_);
+        MendGrainScale(*preset->Settings());
         if (preset->presetID().empty()) preset->setPresetID(guid);
         presetCounter_ = std::max(presetCounter_, preset->presetNumber() + 1);
         factoryPresetLookup_[preset->presetID()] = preset;
@@ -433,6 +442,7 @@ void SettingsManager::LoadProjectFileNamedAtPath(PlistValue& dict, const std::st
     for (const auto& [clipPath, entry] : dict["clips"].asDict()) {
         ClipSettings settings;
         settings.LoadFromDictionary(entry);
+        MendGrainScale(settings);
         if (!clipPath.empty()) PushCopyLocked(settings, clipPath, true);
     }
 
@@ -442,6 +452,7 @@ void SettingsManager::LoadProjectFileNamedAtPath(PlistValue& dict, const std::st
         for (const auto& [guid, entry] : dict["Presets"].asDict()) {
             auto preset = RenderPreset::Make();
             preset->LoadFromDictionary(entry);
+            MendGrainScale(*preset->Settings());
             presetLookup_[guid] = preset;
             presetCounter_ = std::max(presetCounter_, preset->presetNumber() + 1);
             presets.push_back(std::move(preset));
