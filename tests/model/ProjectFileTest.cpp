@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -310,6 +311,37 @@ TEST_F(ProjectFiles, AProjectWithoutPathsKeepsTheClipsInMemory) {
     EXPECT_EQ(sm.GetStackForClip("/kept.mov").size(), 2u);
     EXPECT_EQ(sm.SettingsForClip("/kept.mov")->gamma(), 1.2f);
     EXPECT_EQ(sm.SettingsForClip("/new.mov")->gamma(), 1.2f);
+}
+
+TEST_F(ProjectFiles, StoredGrainScalesThatAreNotAboveZeroAreMendedNotFatal) {
+    PlistValue clips = PlistValue::MakeDict();
+    for (const auto& [clip, scale] : {std::pair<std::string, double>{"/neg.mov", -2.0},
+                                      {"/nan.mov", std::nan("")}, {"/fine.mov", 0.5}}) {
+        PlistValue settings = PlistValue::MakeDict();
+        settings.set("grainScale", scale);
+        clips.set(clip, settings);
+    }
+    PlistValue broken = RenderPreset().PropertyList();
+    PlistValue look = broken["theSettings"];
+    look.set("grainScale", -1.0);
+    broken.set("theSettings", look);
+    PlistValue presets = PlistValue::MakeDict();
+    presets.set(broken["presetID"].asString(), broken);
+    PlistValue map = PlistValue::MakeDict();
+    map.set("/fresh.mov", broken["presetID"]);
+    PlistValue dict = PlistValue::MakeDict();
+    dict.set("clips", clips);
+    dict.set("Presets", presets);
+    dict.set("presetMap", map);
+    const std::string path = dir / "scales.xml";
+    ASSERT_TRUE(dict.WriteToFile(path));
+    LogCapture log;
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, nullptr));
+    EXPECT_EQ(sm.SettingsForClip("/neg.mov")->grainScale(), 1.0f);
+    EXPECT_EQ(sm.SettingsForClip("/nan.mov")->grainScale(), 1.0f);
+    EXPECT_EQ(sm.SettingsForClip("/fine.mov")->grainScale(), 0.5f);
+    EXPECT_EQ(sm.SettingsForClip("/fresh.mov")->grainScale(), 1.0f);  // pushed from the mended preset
+    EXPECT_GE(log.Count("grain scale of"), 3u);
 }
 
 TEST_F(ProjectFiles, MovedFootageIsFollowedInTheStacksAndTheSnippetList) {
