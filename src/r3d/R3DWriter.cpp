@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <unistd.h>
 
 namespace ombrel::r3d {
@@ -126,7 +127,7 @@ bool R3DWriter::Fail(std::string message) {
     return false;
 }
 
-bool R3DWriter::Create(const std::string& firstPath, const R3DClipSpec& spec, bool overwrite) {
+bool R3DWriter::CreateUnguarded(const std::string& firstPath, const R3DClipSpec& spec, bool overwrite) {
     spec_ = spec;
     firstPath_ = firstPath;
     overwrite_ = overwrite;
@@ -249,7 +250,7 @@ std::vector<uint8_t> R3DWriter::FrameMetadataFor(uint64_t frame) const {
     return EncodeMetadataTokens(tokens, uint16_t(spec_.major * 256 + spec_.minor));
 }
 
-bool R3DWriter::AddVideoFrame(const uint8_t* image, size_t size, int track) {
+bool R3DWriter::AddVideoFrameUnguarded(const uint8_t* image, size_t size, int track) {
     if (finished_ || !file_) return Fail("the writer is not open");
     if (track < 0 || track >= spec_.videoTracks) return Fail("no such video track");
     if (track == 0 && spec_.framesPerFile > 0 && framesInFile_ >= spec_.framesPerFile) {
@@ -306,14 +307,14 @@ bool R3DWriter::AddVideoFrame(const uint8_t* image, size_t size, int track) {
     return true;
 }
 
-bool R3DWriter::AddVideoFrameRGB(const uint16_t* rgb, const ImagePayloadOptions& options, int track) {
+bool R3DWriter::AddVideoFrameRGBUnguarded(const uint16_t* rgb, const ImagePayloadOptions& options, int track) {
     std::vector<uint8_t> payload;
     if (!EncodeImagePayload(rgb, spec_.width, spec_.height, 0, options, &payload))
         return Fail("the picture cannot be encoded");
     return AddVideoFrame(payload.data(), payload.size(), track);
 }
 
-bool R3DWriter::AddDroppedFrame(int track) {
+bool R3DWriter::AddDroppedFrameUnguarded(int track) {
     if (finished_ || !file_) return Fail("the writer is not open");
     if (track < 0 || track >= spec_.videoTracks) return Fail("no such video track");
     if (track == 0 && spec_.framesPerFile > 0 && framesInFile_ >= spec_.framesPerFile) {
@@ -335,7 +336,7 @@ bool R3DWriter::AddDroppedFrame(int track) {
     return true;
 }
 
-bool R3DWriter::AddAudioBlock(const int32_t* samples, uint32_t sampleFrames) {
+bool R3DWriter::AddAudioBlockUnguarded(const int32_t* samples, uint32_t sampleFrames) {
     if (finished_ || !file_) return Fail("the writer is not open");
     if (spec_.audioChannels == 0) return Fail("the clip has no audio channels");
     if (!samples && sampleFrames) return Fail("no samples given");
@@ -371,7 +372,7 @@ bool R3DWriter::AddAudioBlock(const int32_t* samples, uint32_t sampleFrames) {
     return AlignFile();
 }
 
-bool R3DWriter::AddAuxBlock(const uint8_t* data, size_t size) {
+bool R3DWriter::AddAuxBlockUnguarded(const uint8_t* data, size_t size) {
     if (finished_ || !file_) return Fail("the writer is not open");
     if (!Generation5() || !spec_.auxTrack) return Fail("the clip has no auxiliary track");
     Bytes p;
@@ -461,11 +462,37 @@ bool R3DWriter::CloseFile() {
     return true;
 }
 
-bool R3DWriter::Finish() {
+bool R3DWriter::FinishUnguarded() {
     if (finished_ || !file_) return Fail("the writer is not open");
     if (!CloseFile()) return false;
     finished_ = true;
     return true;
 }
+
+// Memory running out while a record is built ends the clip with an error, never an exception.
+#define OMBREL_GUARDED(call)                          \
+    try {                                             \
+        return call;                                  \
+    } catch (const std::bad_alloc&) {                 \
+        return Fail("out of memory");                 \
+    }
+
+bool R3DWriter::Create(const std::string& firstPath, const R3DClipSpec& spec, bool overwrite) {
+    OMBREL_GUARDED(CreateUnguarded(firstPath, spec, overwrite))
+}
+bool R3DWriter::AddVideoFrame(const uint8_t* image, size_t size, int track) {
+    OMBREL_GUARDED(AddVideoFrameUnguarded(image, size, track))
+}
+bool R3DWriter::AddVideoFrameRGB(const uint16_t* rgb, const ImagePayloadOptions& options, int track) {
+    OMBREL_GUARDED(AddVideoFrameRGBUnguarded(rgb, options, track))
+}
+bool R3DWriter::AddDroppedFrame(int track) { OMBREL_GUARDED(AddDroppedFrameUnguarded(track)) }
+bool R3DWriter::AddAudioBlock(const int32_t* samples, uint32_t sampleFrames) {
+    OMBREL_GUARDED(AddAudioBlockUnguarded(samples, sampleFrames))
+}
+bool R3DWriter::AddAuxBlock(const uint8_t* data, size_t size) { OMBREL_GUARDED(AddAuxBlockUnguarded(data, size)) }
+bool R3DWriter::Finish() { OMBREL_GUARDED(FinishUnguarded()) }
+
+#undef OMBREL_GUARDED
 
 }  // namespace ombrel::r3d

@@ -110,6 +110,13 @@ private:
     };
     struct File;
 
+    bool CreateUnguarded(const std::string& firstPath, const R3DClipSpec& spec, bool overwrite);
+    bool AddVideoFrameUnguarded(const uint8_t* image, size_t size, int track);
+    bool AddVideoFrameRGBUnguarded(const uint16_t* rgb, const ImagePayloadOptions& options, int track);
+    bool AddDroppedFrameUnguarded(int track);
+    bool AddAudioBlockUnguarded(const int32_t* samples, uint32_t sampleFrames);
+    bool AddAuxBlockUnguarded(const uint8_t* data, size_t size);
+    bool FinishUnguarded();
     bool Fail(std::string message);
     bool OpenNextFile();
     bool CloseFile();
