@@ -69,14 +69,16 @@ bool FileTokenStream::ReadAt(uint64_t position, void* destination, size_t count)
     if (position > size || count > size - position) return false;
     if (count >= kWindow / 2) return file_.ReadAt(position, destination, count);
     if (window_.empty() || position < windowStart_ || position + count > windowStart_ + window_.size()) {
-        const uint64_t start = position & ~uint64_t(kWindow - 1);
-        const uint64_t length = std::min<uint64_t>(2 * kWindow, size - start);
+        // Small atoms one behind the other share a read; heads far apart (behind large frames)
+        // cost a short read each.
+        const bool near = !window_.empty() && position >= windowStart_ && position - windowStart_ < 4 * kWindow;
+        const uint64_t length = std::min<uint64_t>(near ? kWindow : std::max<size_t>(count, 64), size - position);
         window_.resize(static_cast<size_t>(length));
-        if (!file_.ReadAt(start, window_.data(), window_.size())) {
+        if (!file_.ReadAt(position, window_.data(), window_.size())) {
             window_.clear();
             return false;
         }
-        windowStart_ = start;
+        windowStart_ = position;
     }
     std::memcpy(destination, window_.data() + (position - windowStart_), count);
     return true;
