@@ -6,9 +6,10 @@
 
 namespace ombrel {
 
-GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::string stockName)
+GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::string stockName,
+                   std::string grainName)
     : width_(std::max(width, 0)), height_(std::max(height, 0)), textureData_(std::move(textureData)),
-      stockName_(std::move(stockName)), curve_(std::make_shared<GrainLookup>()) {
+      stockName_(std::move(stockName)), grainName_(std::move(grainName)), curve_(std::make_shared<GrainLookup>()) {
     textureData_.resize(static_cast<size_t>(width_) * static_cast<size_t>(height_) * 3, 0.5f);
 }
 
@@ -48,7 +49,7 @@ GrainMapPtr GrainManager::GrainMapWithNameSizeStockName(const std::string& grain
         const int w = std::clamp(static_cast<int>(width), 1, 256);
         const int h = std::clamp(static_cast<int>(height), 1, 256);
         auto map = std::make_shared<GrainMap>(w, h, std::vector<float>(static_cast<size_t>(w * h * 3), 0.5f),
-                                              stockName);
+                                              stockName, grainName);
         it = grainCollection_.emplace(key, std::move(map)).first;
     }
     it->second->setGrainCurve(std::move(curve));

@@ -34,7 +34,8 @@ private:
 // GL takes them.
 class GrainMap {
 public:
-    GrainMap(int width, int height, std::vector<float> textureData, std::string stockName = {});
+    GrainMap(int width, int height, std::vector<float> textureData, std::string stockName = {},
+             std::string grainName = {});
 
     const float* GetTextureData() const { return textureData_.data(); }
     int width() const { return width_; }
@@ -52,12 +53,15 @@ public:
     std::shared_ptr<const GrainLookup> grainCurve() const;
     void setGrainCurve(std::shared_ptr<const GrainLookup> curve);
     const std::string& stockName() const { return stockName_; }
+    // The scan it was made from ("CP35", "CP16", "CP8"); empty for a map made from samples.
+    const std::string& grainName() const { return grainName_; }
 
 private:
     int width_;
     int height_;
     std::vector<float> textureData_;
     std::string stockName_;
+    std::string grainName_;
     mutable std::mutex lock_;
     std::shared_ptr<const GrainLookup> curve_;
     double grainAmount_ = -1.0;

@@ -1,0 +1,524 @@
+// The frame draw: blur weights, the histogram, grain tiling and shift, the fits of the
+// render pass, the vertex hooks, the program build and the CPU pipeline.
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "LookTestSupport.h"
+#include "core/Log.h"
+
+namespace ombrel {
+namespace {
+
+using Backend = ShaderProcessor::Backend;
+
+double Gaussian(double x, double s) { return std::exp(-x * x / (2 * s)) / std::sqrt(2 * M_PI * s); }
+
+TEST(Blur, GaussianSpreadRunsFromOneOverTwoPiToOneAndIsCappedOutsideZeroToOne) {
+    const double c = 1.0 / (2 * M_PI);
+    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(0, 0, 0), Gaussian(0, c), 1e-6);
+    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(0, 0, 0), 1.0, 1e-6);
+    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(1, 0, 0), Gaussian(1, c), 1e-6);
+    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(0, 0, 1), Gaussian(0, 1), 1e-6);
+    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(2, 0, 1), Gaussian(2, 1), 1e-6);
+    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(1, 1, 0.5f), Gaussian(std::sqrt(2.0), (1 - c) * 0.5 + c), 1e-6);
+    for (float beyond : {1.0001f, 2.0f, 40.0f}) {
+        EXPECT_EQ(ShaderProcessor::GaussForXYBlurPercent(1, 0, beyond), ShaderProcessor::GaussForXYBlurPercent(1, 0, 1));
+    }
+    EXPECT_EQ(ShaderProcessor::GaussForXYBlurPercent(1, 0, -1), ShaderProcessor::GaussForXYBlurPercent(1, 0, 0));
+}
+
+TEST(Blur, WeightsAreTheNormalisedBellAndFramesWiderThan4096PixelsStopAtTheWidest) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.BlurFboWidthHeight(16, 16);
+    EXPECT_FLOAT_EQ(sp.blurOffset()[0], 0.0f);
+    EXPECT_FLOAT_EQ(sp.blurOffset()[1], 1.3846154f);
+    EXPECT_FLOAT_EQ(sp.blurOffset()[2], 3.2307692f);
+    for (double p : {0.0, 0.25, 0.5, 1.0}) {
+        sp.SetBlurWeight(p);
+        const auto& w = sp.blurWeight();
+        const double s = (1 - 1 / (2 * M_PI)) * p + 1 / (2 * M_PI);
+        const double sum = Gaussian(0, s) + 2 * Gaussian(1, s) + 2 * Gaussian(2, s);
+        EXPECT_NEAR(w[0], Gaussian(0, s) / sum, 1e-6) << p;
+        EXPECT_NEAR(w[1], Gaussian(1, s) / sum, 1e-6) << p;
+        EXPECT_NEAR(w[2], Gaussian(2, s) / sum, 1e-6) << p;
+        EXPECT_NEAR(w[0] + 2 * w[1] + 2 * w[2], 1.0, 1e-6) << "each side tap counts twice";
+        EXPECT_EQ(w[3], 0.0f);
+        EXPECT_EQ(w[4], 0.0f);
+    }
+    // The strongest radius on an 8K frame: 1.0 * 8192 / 4096 = 2.
+    sp.SetBlurWeight(1.0);
+    const auto widest = sp.blurWeight();
+    sp.SetBlurWeight(1.0 * 8192 / 4096.0);
+    EXPECT_EQ(sp.blurWeight(), widest);
+}
+
+struct Buckets {
+    std::vector<uint32_t> storage = std::vector<uint32_t>(3 * 512, 0xFFFFFFFFu);
+    uint32_t* channels[3] = {storage.data(), storage.data() + 512, storage.data() + 1024};
+    uint32_t at(int ch, int i) const { return storage[static_cast<size_t>(ch * 512 + i)]; }
+};
+
+TEST(Histogram, CountsEveryPixelOfThePassAndScalesAFullFrameToThreeMillion) {
+    ShaderProcessor sp(Backend::Cpu);
+    Buckets b;
+    sp.setBucketList(b.channels);
+    auto& pass = sp.histogramShaderOutMutable();
+    for (size_t i = 0; i < 512 * 256; ++i) {
+        pass[4 * i + 0] = static_cast<uint8_t>(i % 256);  // every level 512 times
+        pass[4 * i + 1] = 7;                              // one level
+        pass[4 * i + 2] = i < 512 * 128 ? 0 : 255;        // the two ends
+        pass[4 * i + 3] = 99;                             // alpha is not counted
+    }
+    sp.GenerateHistogramData();
+    const auto counts = sp.histogramCounts();
+    for (int i = 0; i < 256; ++i) EXPECT_EQ(counts[0][static_cast<size_t>(i)], 512u) << i;
+    EXPECT_EQ(counts[1][7], 131072u);
+    EXPECT_EQ(counts[2][0], 65536u);
+    EXPECT_EQ(counts[2][255], 65536u);
+    // Counts whose low byte is below 10 carry no dither: both entries of a bin agree.
+    EXPECT_EQ(b.at(1, 14), 3000000u);
+    EXPECT_EQ(b.at(1, 15), 3000000u);
+    EXPECT_EQ(b.at(1, 0), 0u);
+    EXPECT_EQ(b.at(2, 0), 1500000u);
+    EXPECT_EQ(b.at(2, 511), 1500000u);
+    EXPECT_EQ(b.at(0, 100), 11718u);  // 512 of 131,072 pixels
+}
+
+TEST(Histogram, BeforeLevelsTheEndBinsCountWhatTheLevelsClip) {
+    ShaderProcessor sp(Backend::Cpu);
+    Buckets b;
+    sp.setBucketList(b.channels);
+    sp.setHistogramPreLevels(true);
+    auto& pass = sp.histogramShaderOutMutable();
+    auto& clip = sp.histogramShaderOutForClipMutable();
+    for (size_t i = 0; i < 512 * 256; ++i) {
+        const uint8_t before = i < 1000 ? 255 : (i < 50000 ? 20 : 200);
+        const uint8_t after = i < 30000 ? 255 : (i < 70000 ? 0 : 128);
+        for (size_t ch = 0; ch < 3; ++ch) {
+            pass[4 * i + ch] = before;
+            clip[4 * i + ch] = after;
+        }
+    }
+    sp.GenerateHistogramData();
+    const auto counts = sp.histogramCounts();
+    for (size_t ch = 0; ch < 3; ++ch) {
+        EXPECT_EQ(counts[ch][0], 1000u + 40000u) << "bin 255 before levels plus the pixels clipped to black";
+        EXPECT_EQ(counts[ch][255], 1000u + 30000u);
+        EXPECT_EQ(counts[ch][20], 49000u);
+        EXPECT_EQ(counts[ch][200], 131072u - 50000u);
+        EXPECT_EQ(counts[ch][128], 0u) << "the clip pass adds only to the end bins";
+    }
+}
+
+class HistogramLockHolder : public ShaderProcessor {
+public:
+    HistogramLockHolder() : ShaderProcessor(Backend::Cpu) {}
+    std::recursive_mutex& lock() { return histogramLock_; }
+};
+
+TEST(Histogram, ABusyHistogramSkipsTheFrameAndNoBucketsMeansNoWork) {
+    HistogramLockHolder sp;
+    sp.GenerateHistogramData();  // no bucket list: nothing to do, nothing to crash on
+    Buckets b;
+    sp.setBucketList(b.channels);
+    std::atomic<bool> held{false}, release{false};
+    std::thread holder([&] {
+        std::lock_guard lock(sp.lock());
+        held = true;
+        while (!release) std::this_thread::yield();
+    });
+    while (!held) std::this_thread::yield();
+    sp.GenerateHistogramData();
+    release = true;
+    holder.join();
+    EXPECT_EQ(b.at(0, 0), 0xFFFFFFFFu) << "the buckets were left alone";
+    sp.GenerateHistogramData();
+    EXPECT_EQ(b.at(0, 0), 3000000u);
+}
+
+TEST(Histogram, DitherIsZeroForSmallBytesAndBelowATenthOtherwise) {
+    for (int v = 0; v < 10; ++v) EXPECT_EQ(ShaderProcessor::GetDitherValue(static_cast<uint8_t>(v)), 0);
+    for (int n = 0; n < 500; ++n) {
+        EXPECT_LT(ShaderProcessor::GetDitherValue(255), 25);
+        EXPECT_LT(ShaderProcessor::GetDitherValue(19), 1 + 0);
+        EXPECT_LT(ShaderProcessor::GetDitherValue(100), 10);
+    }
+}
+
+test::Frame16 Uniform(int w, int h, double r, double g, double b) {
+    test::Frame16 f;
+    f.width = w;
+    f.height = h;
+    f.rgb.resize(static_cast<size_t>(w * h * 3));
+    for (size_t i = 0; i < f.rgb.size(); i += 3) {
+        f.rgb[i] = static_cast<uint16_t>(std::lround(r * 65535));
+        f.rgb[i + 1] = static_cast<uint16_t>(std::lround(g * 65535));
+        f.rgb[i + 2] = static_cast<uint16_t>(std::lround(b * 65535));
+    }
+    return f;
+}
+
+// The preview: a 512 x 256 pass read back as 8 bits, counted on a thread of its own.
+TEST(PreviewDraw, HistogramPassesCountTheGradedFrameBeforeAndAfterLevels) {
+    test::Frame16 frame = Uniform(512, 256, 0.1, 0.1, 0.1);
+    for (size_t i = 0; i < frame.rgb.size() / 3; ++i) {
+        if (i % 512 >= 256) frame.rgb[3 * i] = frame.rgb[3 * i + 1] = frame.rgb[3 * i + 2] = 58982;  // 0.9
+    }
+    OMBREL_PROCESSOR_OR_SKIP(sp, 512, 256, 64, 32);
+    sp->HistogramFBOSetup();
+    sp->SetHistogramBMW(0.3, 0.5, 0.7);
+    Buckets b;
+    sp->setBucketList(b.channels);
+    sp->setHistogramPreLevels(true);
+    sp->setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.rgb.data()));
+    DrawParams p;
+    p.name = sp->frameTexture();
+    p.baseSize = {512, 256};
+    p.viewportRect = {{0, 0}, {640, 400}};
+    sp->RenderUsingR3DRenderBuffer(&p);
+    sp->WaitForHistograms();
+    const auto counts = sp->histogramCounts();
+    for (size_t ch = 0; ch < 3; ++ch) {
+        EXPECT_EQ(counts[ch][0], 65536u) << "the dark half, clipped by the levels";
+        EXPECT_EQ(counts[ch][255], 65536u) << "the bright half, clipped by the levels";
+        uint64_t between = 0;
+        for (size_t i = 1; i < 255; ++i) between += counts[ch][i];
+        EXPECT_EQ(between, 131072u) << "before levels both halves sit inside";
+    }
+    // After levels only: every pixel at an end.
+    sp->setHistogramPreLevels(false);
+    sp->RenderUsingR3DRenderBuffer(&p);
+    sp->WaitForHistograms();
+    const auto after = sp->histogramCounts();
+    EXPECT_EQ(after[1][0] + after[1][255], 131072u);
+    EXPECT_EQ(sp->thumbnailRep().width, 512);
+    EXPECT_EQ(sp->thumbnailRep().data[4 * 10 + 1], 0) << "the thumbnail is the latest pass";
+}
+
+TEST(PreviewDraw, HistogramThreadsEndWithTheProcessor) {
+    const auto frame = Uniform(64, 32, 0.5, 0.5, 0.5);
+    Buckets b;
+    for (int round = 0; round < 3; ++round) {
+        OMBREL_PROCESSOR_OR_SKIP(sp, 64, 32, 64, 32);
+        sp->setBucketList(b.channels);
+        sp->setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.rgb.data()));
+        DrawParams p;
+        p.name = sp->frameTexture();
+        p.baseSize = {64, 32};
+        p.viewportRect = {{0, 0}, {64, 32}};
+        for (int i = 0; i < 4; ++i) sp->RenderUsingR3DRenderBuffer(&p);
+        // Destroyed at once, with counting threads perhaps still running.
+    }
+    SUCCEED();
+}
+
+// A grey frame under grain whose columns (and rows) all differ: the output repeats with the
+// grain image's period and shows only the image's own values, none blended at the wrap.
+TEST(Grain, TilesWithoutASeamAtTheWrapLine) {
+    const int gw = 7, gh = 3, w = 45, h = 12;
+    std::vector<float> data(static_cast<size_t>(gw * gh * 3));
+    for (int y = 0; y < gh; ++y) {
+        for (int x = 0; x < gw; ++x) {
+            for (int k = 0; k < 3; ++k) data[static_cast<size_t>(3 * (y * gw + x) + k)] = 0.2f + 0.08f * x + 0.02f * y;
+        }
+    }
+    auto map = std::make_shared<GrainMap>(gw, gh, data, "test");
+    std::array<float, GrainLookup::kEntries * 3> curve;
+    curve.fill(0.5f);
+    map->setGrainCurve(std::make_shared<GrainLookup>(curve));
+    OMBREL_PROCESSOR_OR_SKIP(sp, w, h, w, h);
+    sp->SetGrainMap(map, false);
+    sp->SetGrainValue(1.0);
+    const auto frame = Uniform(w, h, 0.5, 0.5, 0.5);
+    for (int draw = 0; draw < 3; ++draw) {
+        const auto out = test::DrawOnGpu(*sp, frame, w, h);
+        const auto offset = sp->grainOffset();
+        std::set<uint16_t> distinct;
+        for (int y = 0; y < h; ++y) {
+            for (int x = 0; x < w; ++x) {
+                const uint16_t v = out[static_cast<size_t>(3 * (y * w + x) + 1)];
+                distinct.insert(v);
+                if (x + gw < w) {
+                    EXPECT_EQ(v, out[static_cast<size_t>(3 * (y * w + x + gw) + 1)]) << x << "," << y;
+                }
+                if (y + gh < h) {
+                    EXPECT_EQ(v, out[static_cast<size_t>(3 * ((y + gh) * w + x) + 1)]) << x << "," << y;
+                }
+            }
+        }
+        EXPECT_EQ(distinct.size(), static_cast<size_t>(gw * gh)) << "offset " << offset[0] << "," << offset[1];
+        // Pixel (0, 0) shows the texel at the offset.
+        const int gx = static_cast<int>(offset[0]), gy = static_cast<int>(offset[1]);
+        const uint16_t atOrigin = out[1];
+        const uint16_t brightest = *distinct.rbegin();
+        EXPECT_EQ(atOrigin == brightest, gx == gw - 1 && gy == gh - 1);
+    }
+}
+
+TEST(Grain, ShiftJumpsAQuarterToThreeQuartersAndPausingResetsToZero) {
+    OMBREL_PROCESSOR_OR_SKIP(sp, 16, 8, 16, 8);
+    auto map = test::NoisyGrainMap(40, 20, 3);
+    sp->SetGrainMap(map, false);
+    const auto frame = Uniform(16, 8, 0.5, 0.5, 0.5);
+    auto previous = sp->grainOffset();
+    for (int i = 0; i < 30; ++i) {
+        test::DrawOnGpu(*sp, frame, 16, 8);
+        const auto now = sp->grainOffset();
+        const int jx = (static_cast<int>(now[0]) - static_cast<int>(previous[0]) + 40) % 40;
+        const int jy = (static_cast<int>(now[1]) - static_cast<int>(previous[1]) + 20) % 20;
+        EXPECT_GE(jx, 10);
+        EXPECT_LT(jx, 30);
+        EXPECT_GE(jy, 5);
+        EXPECT_LT(jy, 15);
+        previous = now;
+    }
+    sp->setPauseGrainShift(true);
+    test::DrawOnGpu(*sp, frame, 16, 8);
+    EXPECT_EQ(sp->grainOffset(), (std::array<float, 2>{0, 0}));
+    EXPECT_FALSE(sp->pauseGrainShift()) << "the pause holds for one draw";
+}
+
+TEST(RenderDraw, FitsPlaceTheFrameAsTheReferenceDoes) {
+    const auto frame = test::CubeFrame(40);  // 40 x 51
+    struct Fit {
+        int outW, outH, fit;
+        float aspectW, aspectH;
+    };
+    for (const Fit& f : {Fit{31, 23, 2, 0, 0}, Fit{90, 80, 2, 0, 0}, Fit{80, 70, 0, 40, 50}, Fit{64, 40, 1, 30, 38}}) {
+        SCOPED_TRACE(testing::Message() << f.outW << "x" << f.outH << " fit " << f.fit);
+        OMBREL_PROCESSOR_OR_SKIP(sp, frame.width, frame.height, f.outW, f.outH);
+        sp->SetSaturation(1.4f);
+        sp->SetSBlendValue(0.5);
+        const auto gpu = test::DrawOnGpu(*sp, frame, f.outW, f.outH, f.fit, f.aspectW, f.aspectH);
+        const auto cpu = test::DrawOnCpu(*sp, frame, f.outW, f.outH, f.fit, f.aspectW, f.aspectH);
+        const auto d = test::Compare(gpu, cpu);
+        EXPECT_LE(d.max1023, 2.0) << d.worstIndex;
+        EXPECT_LT(d.median1023, 0.5);
+        if (f.fit < 2) {
+            // Margins keep the clear colour.
+            const int left = static_cast<int>((f.outW - f.aspectW) / 2);
+            for (int y = 0; y < f.outH; ++y) EXPECT_EQ(gpu[static_cast<size_t>(3 * (y * f.outW + left - 1))], 0);
+        }
+    }
+}
+
+// Fit 0 or 1 with the box equal to the viewport is the same as filling it.
+TEST(RenderDraw, BoxTheSizeOfTheViewportFillsIt) {
+    const auto frame = test::CubeFrame(30);
+    OMBREL_PROCESSOR_OR_SKIP(sp, frame.width, frame.height, 50, 40);
+    const auto fill = test::DrawOnGpu(*sp, frame, 50, 40, 2);
+    EXPECT_EQ(test::DrawOnGpu(*sp, frame, 50, 40, 0, 50, 40), fill);
+    EXPECT_EQ(test::DrawOnGpu(*sp, frame, 50, 40, 1, 50, 40), fill);
+}
+
+TEST(RenderDraw, NoFrameBufferDrawsNothing) {
+    OMBREL_PROCESSOR_OR_SKIP(sp, 8, 8, 8, 8);
+    std::vector<uint16_t> out(8 * 8 * 4, 0x1234);
+    DrawParams p;
+    p.name = sp->frameTexture();
+    p.writeToDisk = true;
+    p.writeToDiskData = out.data();
+    p.baseSize = {8, 8};
+    p.viewportRect = {{0, 0}, {8, 8}};
+    sp->setR3dRenderBuffer(nullptr);
+    sp->RenderUsingR3DRenderBuffer(&p);
+    for (uint16_t v : out) ASSERT_EQ(v, 0x1234);
+}
+
+class HookRecorder : public ShaderProcessor {
+public:
+    std::vector<std::pair<int, int>> calls;
+    void setVertUVAtt_Ix1Ix2(int a, int b) override { calls.emplace_back(a, b); }
+};
+
+TEST(RenderDraw, VertexHooksRunBeforeEachCornerInTheQuadsOrder) {
+    auto sp = std::make_unique<HookRecorder>();
+    if (!sp->renderContext()) GTEST_SKIP() << sp->renderContextError();
+    sp->setUseRenderContext(true);
+    sp->setImageWidth(8);
+    sp->setImageHeight(8);
+    sp->setOutputWidth(8);
+    sp->setOutputHeight(8);
+    ASSERT_TRUE(sp->InitPipelineForViewportContext({{0, 0}, {8, 8}}, nullptr));
+    ASSERT_TRUE(sp->FBOSetup(nullptr));
+    const auto frame = Uniform(8, 8, 0.3, 0.3, 0.3);
+    test::DrawOnGpu(*sp, frame, 8, 8, 2);
+    EXPECT_EQ(sp->calls, (std::vector<std::pair<int, int>>{{0, 1}, {2, 3}, {4, 5}, {6, 7}}));
+    sp->calls.clear();
+    test::DrawOnGpu(*sp, frame, 8, 8, 0, 8, 8);
+    EXPECT_EQ(sp->calls, (std::vector<std::pair<int, int>>{{0, 3}, {2, 1}, {4, 7}, {6, 5}}));
+    float uv[8];
+    ShaderProcessor::LoadUVArrayX1Y1X2Y2(uv, 1, 2, 3, 4);
+    EXPECT_EQ(std::vector<float>(uv, uv + 8), (std::vector<float>{1, 4, 1, 2, 3, 2, 3, 4}));
+}
+
+TEST(RenderDraw, ARGBInputSwizzleReadsTheChannelsShifted) {
+    auto sp = std::make_unique<ShaderProcessor>();
+    if (!sp->renderContext()) GTEST_SKIP() << sp->renderContextError();
+    sp->setUseRenderContext(true);
+    sp->setNeedsARGBSwizzleIn(true);  // must be set before the program is built
+    sp->setImageWidth(4);
+    sp->setImageHeight(4);
+    sp->setOutputWidth(4);
+    sp->setOutputHeight(4);
+    ASSERT_TRUE(sp->InitPipelineForViewportContext({{0, 0}, {4, 4}}, nullptr));
+    ASSERT_TRUE(sp->FBOSetup(nullptr));
+    sp->SetHistogramBMW(0.0, 0.5, 1.0);
+    // An RGB frame reads as (R, G, B, 1); taken as A, R, G, B the picture is (G, B, 1).
+    const auto out = test::DrawOnGpu(*sp, Uniform(4, 4, 0.0, 0.0, 1.0), 4, 4);
+    EXPECT_LT(out[0], 300);
+    EXPECT_GT(out[1], 65000);
+    EXPECT_GT(out[2], 65000);
+}
+
+TEST(Programs, FailedStagesAreLoggedAndASingleSurvivingStageStillLinks) {
+    OMBREL_PROCESSOR_OR_SKIP(sp, 4, 4, 4, 4);
+    LogCapture log;
+    GLSLAttributes both;
+    both.vertexShaderSource = "#version 120\nvoid main() { gl_Position = nonsense; }\n";
+    both.fragmentShaderSource = "#version 120\nvoid main() { gl_FragColor = ; }\n";
+    EXPECT_EQ(sp->getProgramObjectAttributes("broken", &both), 0u);
+    EXPECT_FALSE(both.programObject);
+    EXPECT_TRUE(log.Contains(">> [OpenGL Shader Kit] WARNING: Failed to compile shader!"));
+    EXPECT_TRUE(log.Contains(
+        ">> [OpenGL Shader Kit] WARNING: Failed to compile+link GLSL \"broken\" fragment and/or vertex shader(s)!"));
+
+    log.Clear();
+    GLSLAttributes vertexOnly;
+    vertexOnly.vertexShaderSource = "#version 120\nvoid main() { gl_Position = gl_Vertex; }\n";
+    vertexOnly.fragmentShaderSource = "#version 120\nvoid main() { gl_FragColor = ; }\n";
+    EXPECT_NE(sp->getProgramObjectAttributes("vertex only", &vertexOnly), 0u);
+    EXPECT_FALSE(log.Contains("Failed to compile+link"));
+
+    EXPECT_EQ(sp->GetUniformLocationAttributes("noSuchThing", &vertexOnly), -1);
+    EXPECT_TRUE(log.Contains(">> [OpenGL Shader Kit] WARNING: No such uniform named \"noSuchThing\"!"));
+    log.Clear();
+    EXPECT_EQ(sp->GetUniformLocationAttributes(nullptr, &vertexOnly), -1);
+    EXPECT_TRUE(log.Lines().empty());
+    // The core program found every uniform it feeds.
+    const OBShaderLocations& l = sp->locations(0);
+    for (int32_t loc : {l.locVideoFrame, l.locGrainMap, l.locStockLUT, l.locGrainCurve, l.locStockLUTAmount,
+                        l.locSBlendAmount, l.locHistogramAmount, l.locGrainOffset, l.locGrainSize, l.locGrainAmount,
+                        l.locGrainColorfulness, l.locHistogram, l.locExposure, l.locSaturation, l.locBlackAndWhite,
+                        l.locLiftLookup, l.locBallLookup}) {
+        EXPECT_GE(loc, 0);
+    }
+    EXPECT_EQ(l.locCsGamma, -1);
+    EXPECT_EQ(l.locDisplayMat, -1);
+}
+
+TEST(Flags, ExposureAtZeroAndNeutralKelvinRebuildsOnceThenNotAgain) {
+    OMBREL_PROCESSOR_OR_SKIP(sp, 8, 8, 8, 8);
+    const auto frame = Uniform(8, 8, 0.5, 0.5, 0.5);
+    auto draw = [&] { test::DrawOnGpu(*sp, frame, 8, 8); };
+    draw();
+    EXPECT_FALSE(sp->reloadExposure()) << "the draw uploaded what was flagged";
+    sp->SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_TRUE(sp->reloadExposure());
+    draw();
+    sp->SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_FALSE(sp->reloadExposure());
+    sp->SetExposureKelvin(1.0f, 5600.0f);
+    EXPECT_TRUE(sp->reloadExposure());
+    draw();
+    sp->SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_TRUE(sp->reloadExposure());
+    draw();
+    sp->SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_FALSE(sp->reloadExposure());
+    // Several changes between two draws cost one upload: the flags are clear after it.
+    sp->SetLiftGammaGain(0.9f, 1.0f, 1.0f);
+    sp->SetLiftGammaGain(0.8f, 1.0f, 1.0f);
+    sp->SetHistogramBMW(0.1, 0.5, 0.9);
+    draw();
+    EXPECT_FALSE(sp->reloadLift());
+    EXPECT_FALSE(sp->pushSplineTexture());
+}
+
+// Where no GL context can be had, the processor says why and every GL step refuses.
+TEST(NoContextProbe, WithoutADriverThePipelineRefusesCleanly) {
+    if (!std::getenv("OMBREL_GL_PROBE_NO_DRIVER")) GTEST_SKIP() << "runs only as the child of the test below";
+    ShaderProcessor sp;
+    EXPECT_FALSE(sp.renderContext());
+    EXPECT_NE(sp.renderContextError().find("Cannot create an OpenGL context"), std::string::npos);
+    sp.setUseRenderContext(true);
+    sp.setOutputWidth(8);
+    sp.setOutputHeight(8);
+    EXPECT_FALSE(sp.InitPipelineForViewportContext({{0, 0}, {8, 8}}, nullptr));
+    EXPECT_FALSE(sp.FBOSetup(nullptr));
+    std::vector<uint16_t> frame(8 * 8 * 3, 1000), out(8 * 8 * 4, 7);
+    sp.setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.data()));
+    DrawParams p;
+    p.writeToDisk = true;
+    p.writeToDiskData = out.data();
+    p.baseSize = {8, 8};
+    p.viewportRect = {{0, 0}, {8, 8}};
+    sp.RenderUsingR3DRenderBuffer(&p);
+    for (uint16_t v : out) ASSERT_EQ(v, 7);
+}
+
+TEST(NoContext, AProcessorWithoutAnyDriverIsAClearErrorNotACrash) {
+    std::string filter = "--gtest_filter=NoContextProbe.*";
+    std::string self = "/proc/self/exe";
+    char* argv[] = {self.data(), filter.data(), nullptr};
+    std::vector<std::string> env;
+    for (char** e = environ; *e; ++e) env.emplace_back(*e);
+    env.emplace_back("__EGL_VENDOR_LIBRARY_FILENAMES=/nonexistent/vendor.json");
+    env.emplace_back("OMBREL_GL_PROBE_NO_DRIVER=1");
+    std::vector<char*> envp;
+    for (auto& e : env) envp.push_back(e.data());
+    envp.push_back(nullptr);
+    pid_t pid = 0;
+    ASSERT_EQ(posix_spawn(&pid, "/proc/self/exe", nullptr, nullptr, argv, envp.data()), 0);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status)) << "the child died of a signal";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+// The CPU pipeline (for machines without GL) is the reference itself, and agrees with the GPU
+// although it keeps tables and frames in full float where the GPU stores 16-bit floats.
+TEST(CpuPipeline, RendersWhatTheReferenceAndTheGpuRender) {
+    const auto frame = test::CubeFrame(33);
+    auto look = [](ShaderProcessor& sp) {
+        sp.SetLiftGammaGain(0.9f, 1.2f, 1.1f);
+        sp.SetSaturation(1.3f);
+        sp.SetSBlendValue(0.7);
+        sp.SetHistogramBMW(0.05, 0.5, 0.95);
+        sp.SetBlurAmount(30.0f);
+        sp.setPauseGrainShift(true);
+    };
+    ShaderProcessor cpuSp(Backend::Cpu);
+    cpuSp.setImageWidth(static_cast<uint32_t>(frame.width));
+    cpuSp.setImageHeight(static_cast<uint32_t>(frame.height));
+    cpuSp.setOutputWidth(static_cast<uint32_t>(frame.width));
+    cpuSp.setOutputHeight(static_cast<uint32_t>(frame.height));
+    ASSERT_TRUE(cpuSp.InitPipelineForViewportContext({{0, 0}, {float(frame.width), float(frame.height)}}, nullptr));
+    ASSERT_TRUE(cpuSp.FBOSetup(nullptr));
+    look(cpuSp);
+    const auto viaPipeline = test::DrawOnGpu(cpuSp, frame, frame.width, frame.height);  // the CPU backend draws
+    const auto reference = test::DrawOnCpu(cpuSp, frame, frame.width, frame.height);
+    EXPECT_EQ(viaPipeline, reference);
+
+    OMBREL_PROCESSOR_OR_SKIP(gpuSp, frame.width, frame.height, frame.width, frame.height);
+    look(*gpuSp);
+    // Without the blur, whose 16-bit float passes this driver may round its own way.
+    gpuSp->SetBlurAmount(0);
+    cpuSp.SetBlurAmount(0);
+    cpuSp.setPauseGrainShift(true);
+    const auto gpu = test::DrawOnGpu(*gpuSp, frame, frame.width, frame.height);
+    const auto d = test::Compare(gpu, test::DrawOnGpu(cpuSp, frame, frame.width, frame.height));
+    EXPECT_LE(d.max1023, 2.0);
+    EXPECT_LT(d.median1023, 0.5);
+}
+
+}  // namespace
+}  // namespace ombrel

@@ -1,0 +1,327 @@
+// The look setters on the CPU side: tables, matrices, the levels curve, the bypass, stock
+// and grain selection, and their reload flags. No GL is needed.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "datafile/DataFile.h"
+#include "look/AppState.h"
+#include "look/LutManager.h"
+#include "look/ShaderProcessor.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using Backend = ShaderProcessor::Backend;
+
+std::vector<float> LiftTable(const ShaderProcessor& sp) { return sp.CoreShaderInputsForRender().lift; }
+std::vector<float> LevelsTable(const ShaderProcessor& sp) { return sp.CoreShaderInputsForRender().spline; }
+
+TEST(LiftGammaGain, NeutralIsTheRampAndGainGammaLiftShapeIt) {
+    ShaderProcessor sp(Backend::Cpu);
+    auto t = LiftTable(sp);
+    ASSERT_EQ(t.size(), 4096u);
+    for (size_t i = 0; i < t.size(); ++i) ASSERT_EQ(t[i], static_cast<float>(i / 4096.0)) << i;  // last at 4095/4096
+
+    sp.SetLiftGammaGain(1.0f, 1.0f, 0.5f);
+    t = LiftTable(sp);
+    for (size_t i = 0; i < t.size(); i += 97) EXPECT_NEAR(t[i], 0.5 * i / 4096.0, 1e-7) << i;
+
+    // Gamma 2 makes the exponent 0: everything above black goes to white.
+    sp.SetLiftGammaGain(1.0f, 2.0f, 1.0f);
+    t = LiftTable(sp);
+    EXPECT_EQ(t[0], 0.0f);
+    for (size_t i = 1; i < t.size(); i += 51) EXPECT_EQ(t[i], 1.0f) << i;
+
+    // Lift pivots on white: lift 0.5 doubles the slope and clips the lower half to black.
+    sp.SetLiftGammaGain(0.5f, 1.0f, 1.0f);
+    t = LiftTable(sp);
+    EXPECT_EQ(t[1000], 0.0f);
+    EXPECT_NEAR(t[3072], 0.5, 1e-6);
+    // A strong gain is limited to white.
+    sp.SetLiftGammaGain(1.0f, 1.0f, 3.0f);
+    t = LiftTable(sp);
+    EXPECT_EQ(t[4095], 1.0f);
+    EXPECT_NEAR(t[1000], 3.0 * 1000 / 4096.0, 1e-6);
+}
+
+void ExpectTablesNear(const std::vector<float>& a, const std::vector<float>& b, float tolerance) {
+    ASSERT_EQ(a.size(), b.size());
+    for (size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], tolerance) << i;
+}
+
+TEST(LiftGammaGain, LiftIsLimitedToJustAboveZeroAndJustBelowTwo) {
+    ShaderProcessor a(Backend::Cpu), b(Backend::Cpu);
+    a.SetLiftGammaGain(0.0f, 1.2f, 1.1f);
+    b.SetLiftGammaGain(-3.0f, 1.2f, 1.1f);
+    EXPECT_EQ(LiftTable(a), LiftTable(b));
+    b.SetLiftGammaGain(0.00001f, 1.2f, 1.1f);
+    ExpectTablesNear(LiftTable(a), LiftTable(b), 1e-6f);
+
+    a.SetLiftGammaGain(2.0f, 0.8f, 0.9f);
+    b.SetLiftGammaGain(7.5f, 0.8f, 0.9f);
+    EXPECT_EQ(LiftTable(a), LiftTable(b));
+    b.SetLiftGammaGain(1.99999f, 0.8f, 0.9f);
+    ExpectTablesNear(LiftTable(a), LiftTable(b), 1e-6f);
+    b.SetLiftGammaGain(1.9f, 0.8f, 0.9f);
+    EXPECT_GT(std::abs(LiftTable(a)[2000] - LiftTable(b)[2000]), 0.01f);
+}
+
+TEST(SaturationMatrix, KeepsGreyAndGoesFromLumaToIdentity) {
+    for (float s : {0.0f, 0.35f, 1.0f, 1.8f}) {
+        float m[16];
+        ShaderProcessor::SetMatrixForSat(m, s);
+        // Output channel j sums c_i * m[4i + j]: a grey stays the same grey.
+        for (int j = 0; j < 3; ++j) EXPECT_NEAR(m[j] + m[4 + j] + m[8 + j], 1.0f, 1e-6) << s;
+        EXPECT_EQ(m[15], 1.0f);
+        EXPECT_EQ(m[3] + m[7] + m[11] + m[12] + m[13] + m[14], 0.0f);
+    }
+    float id[16], luma[16];
+    ShaderProcessor::SetMatrixForSat(id, 1.0f);
+    ShaderProcessor::SetMatrixForSat(luma, 0.0f);
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(id[i], (i % 5 == 0) ? 1.0f : 0.0f) << i;
+    // Saturation 0: every output channel is the same luma of R, G and B.
+    for (int j = 0; j < 3; ++j) {
+        EXPECT_FLOAT_EQ(luma[j], 0.2126f);
+        EXPECT_FLOAT_EQ(luma[4 + j], 0.7152f);
+        EXPECT_FLOAT_EQ(luma[8 + j], 0.0722f);
+    }
+    ShaderProcessor sp(Backend::Cpu);
+    EXPECT_EQ(sp.CoreShaderInputsForRender().saturation[15], 0.0f) << "the look's matrix starts at (1, 1, 1, 0)";
+    sp.SetSaturation(0.5f);
+    float half[16];
+    ShaderProcessor::SetMatrixForSat(half, 0.5f);
+    EXPECT_EQ(sp.CoreShaderInputsForRender().saturation[1], half[1]);
+}
+
+TEST(LevelsCurve, NormalLevelsRiseFromBlackToWhite) {
+    ShaderProcessor sp(Backend::Cpu);
+    for (auto levels : {std::array<double, 3>{0.0, 0.5, 1.0}, std::array<double, 3>{0.1, 0.45, 0.85},
+                        std::array<double, 3>{0.2, 0.7, 0.9}}) {
+        sp.SetHistogramBMW(levels[0], levels[1], levels[2]);
+        const auto y = LevelsTable(sp);
+        SCOPED_TRACE(testing::Message() << levels[0] << " " << levels[1] << " " << levels[2]);
+        for (size_t i = 1; i < y.size(); ++i) ASSERT_GE(y[i], y[i - 1]) << i;
+        const size_t black = static_cast<size_t>(levels[0] * 4096);
+        const size_t white = static_cast<size_t>(levels[2] * 4096);
+        if (black > 0) {
+            EXPECT_EQ(y[black - 1], 0.0f);
+        }
+        EXPECT_GE(y[std::min<size_t>(white + 1, 4095)], 0.9999f);
+        EXPECT_NEAR(y[static_cast<size_t>(levels[1] * 4096)], 0.5, 0.01) << "mid maps to mid grey";
+    }
+}
+
+// Black 0.6 and white 0.2: neither pull applies since white is not above 0.5, so the white
+// point is pushed up to black + 0.002.
+TEST(LevelsCurve, BlackAboveWhiteBelowHalfPushesWhiteUp) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.SetHistogramBMW(0.6, 0.5, 0.2);
+    const auto y = LevelsTable(sp);
+    EXPECT_EQ(y[static_cast<size_t>(0.599 * 4096)], 0.0f);
+    EXPECT_EQ(y[static_cast<size_t>(0.603 * 4096)], 1.0f);
+}
+
+// Black 0.9 and white 0.8: black and mid are pulled down below white.
+TEST(LevelsCurve, BlackAboveWhiteAboveHalfPullsBlackBelowWhite) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.SetHistogramBMW(0.9, 0.5, 0.8);
+    const auto y = LevelsTable(sp);
+    EXPECT_EQ(y[static_cast<size_t>(0.797 * 4096)], 0.0f);
+    EXPECT_EQ(y[static_cast<size_t>(0.801 * 4096)], 1.0f);
+    EXPECT_EQ(y[static_cast<size_t>(0.85 * 4096)], 1.0f) << "nothing is left at the old black point";
+}
+
+TEST(LevelsCurve, UnchangedLevelsDoNotRebuild) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.SetHistogramBMW(0.1, 0.5, 0.9);
+    EXPECT_TRUE(sp.pushSplineTexture());
+    sp.setPushSplineTexture(false);
+    sp.SetHistogramBMW(0.1, 0.5, 0.9);
+    EXPECT_FALSE(sp.pushSplineTexture());
+    sp.SetHistogramBMW(0.1, 0.5, 0.91);
+    EXPECT_TRUE(sp.pushSplineTexture());
+}
+
+TEST(ShowOriginal, BypassBuildsNeutralTablesKeepsTheCallersValuesAndBringsThemBack) {
+    ShaderProcessor sp(Backend::Cpu), fresh(Backend::Cpu), wanted(Backend::Cpu);
+    sp.SetBlendValue(0.7);
+    sp.SetSBlendValue(0.4);
+    sp.SetGrainValue(0.9);
+    sp.SetSaturation(1.5f);
+    sp.SetBlackAndWhite(true);
+    sp.SetLiftGammaGain(0.5f, 1.4f, 1.2f);
+    sp.SetHistogramBMW(0.1, 0.5, 0.9);
+    sp.setShowOriginal(true);
+    // Changes during the bypass are kept for later and do not show.
+    sp.SetLiftGammaGain(0.8f, 1.2f, 1.1f);
+    sp.SetHistogramBMW(0.2, 0.4, 0.7);
+    const auto bypassed = sp.CoreShaderInputsForRender();
+    const auto neutral = fresh.CoreShaderInputsForRender();
+    EXPECT_EQ(bypassed.lift, neutral.lift);
+    EXPECT_EQ(bypassed.spline, neutral.spline);
+    EXPECT_EQ(bypassed.balls, neutral.balls);
+    EXPECT_EQ(bypassed.stockLUTAmount, 0.0f);
+    EXPECT_EQ(bypassed.sBlendAmount, 0.0f);
+    EXPECT_EQ(bypassed.grainAmount, 0.0f);
+    EXPECT_EQ(bypassed.saturation[15], 0.0f) << "the identity (1, 1, 1, 0)";
+    EXPECT_EQ(bypassed.saturation[0], 1.0f);
+    EXPECT_EQ(bypassed.blackandwhite[1], 0.0f) << "no black-and-white projection while bypassed";
+    EXPECT_EQ(sp.histogramLocal(), (std::array<double, 3>{0.2, 0.4, 0.7}));
+    EXPECT_EQ(sp.histogram(), (std::array<double, 3>{0.0, 0.5, 1.0}));
+
+    sp.setShowOriginal(false);
+    wanted.SetLiftGammaGain(0.8f, 1.2f, 1.1f);
+    wanted.SetHistogramBMW(0.2, 0.4, 0.7);
+    const auto back = sp.CoreShaderInputsForRender();
+    EXPECT_EQ(back.lift, wanted.CoreShaderInputsForRender().lift);
+    EXPECT_EQ(back.spline, wanted.CoreShaderInputsForRender().spline);
+    EXPECT_FLOAT_EQ(back.stockLUTAmount, 0.7f);
+    EXPECT_FLOAT_EQ(back.blackandwhite[1], 0.2126f);
+}
+
+TEST(BlurSwitch, NeedsBlurOnlyWithARadiusAndNoBypass) {
+    ShaderProcessor sp(Backend::Cpu);
+    EXPECT_FALSE(sp.NeedsBlur());
+    sp.SetBlurAmount(0.5f);
+    EXPECT_TRUE(sp.NeedsBlur());
+    sp.setShowOriginal(true);
+    EXPECT_FALSE(sp.NeedsBlur());
+}
+
+// Writes a stock table whose every entry is `value`, where the loader looks for it.
+void WriteStock(const std::string& root, const std::string& profile, const std::string& stock, float value) {
+    std::filesystem::create_directories(root + "/Profiles/" + profile);
+    std::vector<float> table(kStockLutFloats, value);
+    ASSERT_EQ(ScrambleDataToFile(root + "/Profiles/" + profile + "/" + profile + "_" + stock + ".tin", table.data(),
+                                 kStockLutBytes, nullptr),
+              0);
+}
+
+class StockSelection : public testing::Test {
+protected:
+    void SetUp() override {
+        const char* old = std::getenv("OMBREL_DATA_DIR");
+        oldRoot_ = old ? old : "";
+        ::setenv("OMBREL_DATA_DIR", dir_.path().c_str(), 1);
+        WriteStock(dir_.path(), "5D", "5207", 0.1f);
+        WriteStock(dir_.path(), "EpicM", "5207", 0.2f);
+        WriteStock(dir_.path(), "RedOne", "5213", 0.3f);
+        WriteStock(dir_.path(), "Chosen", "5213", 0.4f);
+        WriteStock(dir_.path(), "Default", "5213", 0.5f);
+        WriteStock(dir_.path(), "5D", "KodakTriX", 0.6f);
+    }
+    void TearDown() override {
+        ::setenv("OMBREL_DATA_DIR", oldRoot_.c_str(), 1);
+        ShaderProcessor::SetDefaultCameraReader(nullptr);
+        AppState::Instance().setState(1);
+    }
+    static float Loaded(const ShaderProcessor& sp) { return sp.CoreShaderInputsForRender().stockLut[12345]; }
+
+    test::TempDir dir_;
+    std::string oldRoot_;
+};
+
+TEST_F(StockSelection, ChosenCameraThenR3DSourceThenUserDefaultThenSource) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::string("Chosen"), true);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.4f);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::nullopt, true);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.3f);
+    ShaderProcessor::SetDefaultCameraReader([] { return std::optional<std::string>("Default"); });
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::nullopt, true);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.3f) << "R3D mode ignores the user default";
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::string(""), false);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.5f);
+    ShaderProcessor::SetDefaultCameraReader(nullptr);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::nullopt, false);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.3f);
+}
+
+TEST_F(StockSelection, MissingTablesFallBackBySideAndBlackAndWhiteFollowsTheStock) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("KodakTriX", "5D", std::nullopt, false);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.6f);
+    EXPECT_TRUE(sp.isBlackAndWhite());
+    AppState::Instance().setState(1);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("8553", "Nowhere", std::nullopt, true);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.1f) << "movies fall back to the 5D 5207 table";
+    EXPECT_FALSE(sp.isBlackAndWhite());
+    AppState::Instance().setState(0);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("IlfordFP4", "Nowhere", std::nullopt, true);
+    EXPECT_FLOAT_EQ(Loaded(sp), 0.2f) << "R3D clips fall back to the EpicM 5207 table";
+    EXPECT_TRUE(sp.isBlackAndWhite());
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("NoSuchStock", "5D", std::nullopt, true);
+    EXPECT_FALSE(sp.isBlackAndWhite()) << "an unknown stock reads as colour stock 0";
+}
+
+TEST_F(StockSelection, NoStockOrProfileChangesNothing) {
+    ShaderProcessor sp(Backend::Cpu);
+    const float before = Loaded(sp);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("", "5D", std::nullopt, false);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("5207", "", std::nullopt, true);
+    EXPECT_FALSE(sp.reloadLUT());
+    EXPECT_FALSE(sp.reloadGrainCurve());
+    EXPECT_EQ(Loaded(sp), before);
+}
+
+// A stock change swaps the grain curve, never the grain image.
+TEST(GrainSelection, StockChangeReloadsTheCurveOnly) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "5D", std::nullopt, false);
+    EXPECT_TRUE(sp.reloadLUT());
+    EXPECT_TRUE(sp.reloadGrainCurve());
+    EXPECT_FALSE(sp.reloadGrain());
+    sp.ChangeGrainMapToStockScaleCurveOnly("5213", 1.0, false);
+    EXPECT_TRUE(sp.reloadGrain());
+}
+
+TEST(GrainSelection, ScanFollowsTheGrainWidthWithTheBoundariesInTheSmallerGauge) {
+    struct Case {
+        uint32_t width;
+        double scale;
+        const char* scan;
+    };
+    for (const Case& c : {Case{2800, 1.0, "CP35"}, Case{2801, 1.0, "CP16"}, Case{1400, 2.0, "CP35"},
+                          Case{5500, 1.0, "CP16"}, Case{5501, 1.0, "CP8"}, Case{1920, 3.0, "CP8"}}) {
+        ShaderProcessor sp(Backend::Cpu);
+        sp.setImageWidth(c.width);
+        sp.setImageHeight(1000);
+        sp.ChangeGrainMapToStockScaleCurveOnly("5207", c.scale, false);
+        ASSERT_TRUE(sp.grain());
+        EXPECT_EQ(sp.grain()->grainName(), c.scan) << c.width << " x " << c.scale;
+        EXPECT_EQ(sp.lastGrainScale(), c.scale);
+        const auto size = sp.grainSize();
+        EXPECT_EQ(size[0], sp.grain()->width()) << "grainSize is the map's real size";
+    }
+}
+
+TEST(GrainSelection, BeforeTheImageSizeIsKnownOnlyTheScaleIsRecorded) {
+    ShaderProcessor sp(Backend::Cpu);
+    sp.setImageWidth(0);
+    sp.ChangeGrainMapToStockScaleCurveOnly("5207", 2.43, false);
+    EXPECT_EQ(sp.lastGrainScale(), 2.43);
+    EXPECT_FALSE(sp.grain());
+    EXPECT_FALSE(sp.reloadGrain());
+    EXPECT_FALSE(sp.reloadGrainCurve());
+}
+
+TEST(ProgramText, GeneratedMainCallsTheStagesWithTheSwizzlesChosen) {
+    ShaderProcessor sp(Backend::Cpu);
+    EXPECT_EQ(sp.GeneratedMain(),
+              "void main() \n{ \nvec4 pixelValue = Start(); \npixelValue = CoreShader(pixelValue);\nFinish(pixelValue); "
+              "\n } \n");
+    sp.setNeedsARGBSwizzleIn(true);
+    sp.setNeedsARGBSwizzleOut(true);
+    EXPECT_NE(sp.GeneratedMain().find("vec4 pixelValue = StartARGB(); \n"), std::string::npos);
+    EXPECT_NE(sp.GeneratedMain().find("FinishARGB(pixelValue); \n } \n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace ombrel
