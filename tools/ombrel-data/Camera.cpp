@@ -7,14 +7,19 @@
 
 namespace ombrel::filmdata {
 
+// The BT.709 curve with the constants carried to the precision at which its two segments
+// meet, so that encoding and decoding invert each other across the joint.
+constexpr double kAlpha = 1.09929682680944;
+constexpr double kBeta = 0.018053968510807;
+
 double CameraEncoding::Oetf(double u) {
     if (u <= 0.0) return 0.0;
-    return u < 0.018 ? 4.5 * u : 1.099 * std::pow(u, 0.45) - 0.099;
+    return u < kBeta ? 4.5 * u : kAlpha * std::pow(u, 0.45) - (kAlpha - 1.0);
 }
 
 double CameraEncoding::OetfInverse(double v) {
     if (v <= 0.0) return 0.0;
-    return v < 0.081 ? v / 4.5 : std::pow((v + 0.099) / 1.099, 1.0 / 0.45);
+    return v < 4.5 * kBeta ? v / 4.5 : std::pow((v + kAlpha - 1.0) / kAlpha, 1.0 / 0.45);
 }
 
 bool CameraEncoding::Load(const std::string& path, std::string* error) {
@@ -27,7 +32,8 @@ bool CameraEncoding::Load(const std::string& path, std::string* error) {
         return false;
     }
     if (encoding == "bt709" || encoding == "bt709-knee") {
-        black_ = file.NumberOr("black", 0.0);
+        black_ = 0.0;
+        if (!file.Optional("black", &black_, error)) return false;
         if (!(black_ >= 0.0 && black_ < 0.1)) {
             if (error) *error = path + ": \"black\" must lie in 0 .. 0.1";
             return false;
@@ -43,7 +49,7 @@ bool CameraEncoding::Load(const std::string& path, std::string* error) {
             }
             // The log segment continues the curve's slope at the knee: find its bend a.
             const double span = whiteLight_ - kneeLight_;
-            const double slope = 1.099 * 0.45 * std::pow(kneeLight_, -0.55);
+            const double slope = kAlpha * 0.45 * std::pow(kneeLight_, -0.55);
             auto slopeAt = [&](double a) { return (1.0 - kneeCode_) * a / std::log1p(a * span); };
             if (slopeAt(1e-9) >= slope) {
                 if (error) *error = path + ": the knee leaves too little room up to white";
@@ -61,10 +67,11 @@ bool CameraEncoding::Load(const std::string& path, std::string* error) {
     }
     if (encoding == "cineon") {
         double blackCode = 95.0, densityPerCode = 0.002, gamma = 0.6;
-        whiteCode_ = file.NumberOr("white_code", 685.0);
-        blackCode = file.NumberOr("black_code", 95.0);
-        densityPerCode = file.NumberOr("density_per_code", 0.002);
-        gamma = file.NumberOr("negative_gamma", 0.6);
+        whiteCode_ = 685.0;
+        if (!file.Optional("white_code", &whiteCode_, error) || !file.Optional("black_code", &blackCode, error) ||
+            !file.Optional("density_per_code", &densityPerCode, error) ||
+            !file.Optional("negative_gamma", &gamma, error))
+            return false;
         if (!(densityPerCode > 0.0 && gamma > 0.0 && whiteCode_ > blackCode)) {
             if (error) *error = path + ": bad log curve parameters";
             return false;

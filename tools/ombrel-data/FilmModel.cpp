@@ -88,8 +88,9 @@ bool Viewing::Load(const std::string& path, std::string* error) {
     if (!file.Number("display_exponent", &displayExponent, error) ||
         !file.Number("mid_grey_out", &midGreyOut, error))
         return false;
-    statusMBlackCode = file.NumberOr("status_m_black_code", statusMBlackCode);
-    statusMDensityPerCode = file.NumberOr("status_m_density_per_code", statusMDensityPerCode);
+    if (!file.Optional("status_m_black_code", &statusMBlackCode, error) ||
+        !file.Optional("status_m_density_per_code", &statusMDensityPerCode, error))
+        return false;
     if (!(displayExponent > 0.5 && midGreyOut > 0.05 && midGreyOut < 0.95 && statusMDensityPerCode > 0.0)) {
         if (error) *error = path + ": viewing parameters out of range";
         return false;
@@ -146,15 +147,16 @@ bool StockModel::Parse(const std::string& path, const Viewing& viewing, std::str
     exponent_ = viewing.displayExponent;
     const std::string dir = path.substr(0, path.find_last_of('/') + 1);
     const std::string kind = file.Text("kind");
-    speed_ = file.NumberOr("speed", 100.0);
-    grainRms_ = file.NumberOr("grain_rms", 7.0);
-    grainBalance_ = file.TripleOr("grain_balance", {1.0, 1.0, 1.0});
+    if (!file.Optional("speed", &speed_, error) || !file.Optional("grain_rms", &grainRms_, error) ||
+        !file.OptionalTriple("grain_balance", &grainBalance_, error) ||
+        !file.Optional("interimage", &interimage_, error) || !file.OptionalTriple("mid_tint", &midTint_, error) ||
+        !file.Optional("flare", &flare_, error) || !file.Optional("print_grade", &printGrade_, error))
+        return false;
     statusM_ = file.Text("status_m", "no") == "yes";
-    interimage_ = file.NumberOr("interimage", 0.0);
-    midTint_ = file.TripleOr("mid_tint", {0.0, 0.0, 0.0});
-    flare_ = file.NumberOr("flare", 0.0);
-    printGrade_ = file.NumberOr("print_grade", 1.0);
-
+    if (!(speed_ > 0.0 && grainRms_ >= 0.0 && interimage_ > -0.9 && flare_ >= 0.0 && printGrade_ > 0.1)) {
+        if (error) *error = path + ": speed, grain, interimage, flare or print grade out of range";
+        return false;
+    }
     if (file.Has("sensitivity")) {
         std::vector<double> m;
         if (!file.Numbers("sensitivity", 9, &m, error)) return false;
@@ -201,7 +203,8 @@ bool StockModel::Parse(const std::string& path, const Viewing& viewing, std::str
             if (error) *error = path + ": primaries must be rec709 or p3";
             return false;
         }
-        exponent_ = file.NumberOr("exponent", 2.4);
+        exponent_ = 2.4;
+        if (!file.Optional("exponent", &exponent_, error)) return false;
         return ReadLayers(file, false, &layers_, error);
     }
     if (kind == "log") {

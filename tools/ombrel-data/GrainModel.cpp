@@ -174,7 +174,8 @@ bool GrainParams::Load(const std::string& path, std::string* error) {
     double w, h, s, seedValue;
     if (!file.Number("width", &w, error) || !file.Number("height", &h, error) || !file.Number("seed", &seedValue, error))
         return false;
-    s = file.NumberOr("supersample", 4);
+    s = 4;
+    if (!file.Optional("supersample", &s, error)) return false;
     width = static_cast<int>(w);
     height = static_cast<int>(h);
     seed = static_cast<uint64_t>(seedValue);

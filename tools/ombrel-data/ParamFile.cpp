@@ -113,10 +113,12 @@ bool ParamFile::Number(const std::string& key, double* out, std::string* error) 
     return true;
 }
 
-double ParamFile::NumberOr(const std::string& key, double fallback) const {
-    double value = fallback;
-    if (Has(key) && !Number(key, &value, nullptr)) return fallback;
-    return value;
+bool ParamFile::Optional(const std::string& key, double* value, std::string* error) const {
+    return !Has(key) || Number(key, value, error);
+}
+
+bool ParamFile::OptionalTriple(const std::string& key, std::array<double, 3>* value, std::string* error) const {
+    return !Has(key) || Triple(key, value, error);
 }
 
 bool ParamFile::Triple(const std::string& key, std::array<double, 3>* out, std::string* error) const {
@@ -132,12 +134,6 @@ bool ParamFile::Triple(const std::string& key, std::array<double, 3>* out, std::
     }
     *out = {(*numbers)[0], (*numbers)[1], (*numbers)[2]};
     return true;
-}
-
-std::array<double, 3> ParamFile::TripleOr(const std::string& key, const std::array<double, 3>& fallback) const {
-    std::array<double, 3> value = fallback;
-    if (Has(key) && !Triple(key, &value, nullptr)) return fallback;
-    return value;
 }
 
 }  // namespace ombrel::filmdata

@@ -27,10 +27,11 @@ public:
     // Numbers: false (with a message) when the key is missing and no fallback applies, or a
     // word is not a number, or the count is wrong.
     bool Number(const std::string& key, double* out, std::string* error) const;
-    double NumberOr(const std::string& key, double fallback) const;
+    // Optional keys: a missing key leaves *value as it is; a malformed one is an error.
+    bool Optional(const std::string& key, double* value, std::string* error) const;
+    bool OptionalTriple(const std::string& key, std::array<double, 3>* value, std::string* error) const;
     // One value stands for all three.
     bool Triple(const std::string& key, std::array<double, 3>* out, std::string* error) const;
-    std::array<double, 3> TripleOr(const std::string& key, const std::array<double, 3>& fallback) const;
     bool Numbers(const std::string& key, size_t count, std::vector<double>* out, std::string* error) const;
 
 private:

@@ -70,7 +70,11 @@ int main(int argc, char** argv) {
     sheet->add_option("--profile", sheetProfile, "camera profile (default 5D)");
     sheet->add_option("out", out, "the PNG file to write")->required();
 
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    }
 
     DataSet data;
     std::string error;

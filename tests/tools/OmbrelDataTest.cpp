@@ -1,0 +1,612 @@
+// The film data generators: stock tables, grain scans, grain curves and exposure tables,
+// from the project's data/ and from small variants of it.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "datafile/DataFile.h"
+#include "core/Paths.h"
+#include "datafile/Resource.h"
+#include "ombrel-data/ExposureLuts.h"
+#include "ombrel-data/Generate.h"
+#include "ombrel-data/ImageFile.h"
+#include "ombrel-data/ParamFile.h"
+#include "support/TempDir.h"
+
+namespace ombrel::filmdata {
+namespace {
+
+using test::ReadWholeFile;
+using test::TempDir;
+using test::WriteWholeFile;
+
+struct Result {
+    int status = -1;
+    std::string output;
+};
+
+Result Shell(const std::string& command) {
+    Result r;
+    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+    if (!pipe) return r;
+    char buffer[512];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
+    const int status = ::pclose(pipe);
+    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
+}
+
+std::string Q(const std::string& text) { return "'" + text + "'"; }
+std::string Tool(const std::string& args) { return Q(OMBREL_DATA_TOOL) + " " + args; }
+
+const DataSet& Data() {
+    static DataSet data = [] {
+        DataSet d;
+        std::string error;
+        EXPECT_TRUE(d.Load(OMBREL_DATA_SOURCE_DIR, &error)) << error;
+        return d;
+    }();
+    return data;
+}
+
+StockModel Stock(const std::string& name) {
+    StockModel model;
+    std::string error;
+    EXPECT_TRUE(Data().LoadStock(name, &model, &error)) << error;
+    return model;
+}
+
+CameraEncoding Camera(const std::string& profile) {
+    CameraEncoding camera;
+    std::string error;
+    EXPECT_TRUE(Data().LoadCamera(profile, &camera, &error)) << error;
+    return camera;
+}
+
+// One profile for each distinct input encoding: profiles that share a camera file share
+// their tables.
+std::vector<std::string> ProfilePerEncoding() {
+    std::map<std::string, std::string> byFile;
+    for (const auto& p : Data().catalogue().profiles()) byFile.emplace(p.cameraFile, p.name);
+    std::vector<std::string> names;
+    for (const auto& [file, name] : byFile) names.push_back(name);
+    return names;
+}
+
+bool IsColourFilm(const StockEntry& e) { return e.kind == "colour" && e.tag < 50; }
+
+std::array<float, 3> Neutral(const std::vector<float>& table, int i) {
+    const size_t at = 3 * static_cast<size_t>(i + 64 * i + 4096 * i);
+    return {table[at], table[at + 1], table[at + 2]};
+}
+
+// Display code per stop of scene light at 18% grey, on the green channel.
+double MidSlope(const std::vector<float>& table, const CameraEncoding& camera) {
+    const float up = static_cast<float>(camera.Encode(0.18 * std::sqrt(2.0)));
+    const float down = static_cast<float>(camera.Encode(0.18 / std::sqrt(2.0)));
+    return LookupTable(table.data(), up, up, up)[1] - LookupTable(table.data(), down, down, down)[1];
+}
+
+// Chroma of a chart colour through a table: the spread of its channels.
+double Chroma(const std::vector<float>& table, const CameraEncoding& camera, Rgb light) {
+    const auto out = LookupTable(table.data(), static_cast<float>(camera.Encode(light[0])),
+                                 static_cast<float>(camera.Encode(light[1])), static_cast<float>(camera.Encode(light[2])));
+    return *std::max_element(out.begin(), out.end()) - *std::min_element(out.begin(), out.end());
+}
+
+TEST(FilmDataCatalogue, HoldsTheStocksTagsAndProfilesEveryToolReads) {
+    const Catalogue& c = Data().catalogue();
+    std::set<int> tags;
+    for (const auto& e : c.stocks()) {
+        EXPECT_TRUE(tags.insert(e.tag).second) << "tag " << e.tag << " twice";
+        EXPECT_TRUE((e.tag >= 0 && e.tag <= 18) || (e.tag >= 50 && e.tag <= 53)) << e.tag;
+        EXPECT_EQ(e.kind == "black and white", e.tag >= 8 && e.tag <= 13) << e.name;
+        EXPECT_EQ(e.kind == "Polaroid", e.tag == 18) << e.name;
+        EXPECT_EQ(e.displayName == "-", e.tag >= 50) << e.name;
+        StockModel model;
+        std::string error;
+        EXPECT_TRUE(model.Load(c, e, Data().viewing(), &error)) << error;
+        EXPECT_EQ(model.isBlackAndWhite(), e.kind == "black and white") << e.name;
+    }
+    EXPECT_EQ(tags.size(), 23u);
+    ASSERT_NE(c.FindStock("5207"), nullptr);
+    EXPECT_EQ(c.FindStock("5207")->tag, 0);
+    EXPECT_EQ(c.FindStock("Alexa - LogC Film")->tag, 51);
+    EXPECT_EQ(c.FindStock("unknown"), nullptr);
+
+    // The popup: every film stock once, in groups split by separators of tag 99.
+    std::vector<int> expectedPopup = {0, 1, 2, 3, 4, 99, 5, 6, 7, 99, 8, 9, 10, 11, 12, 13, 99, 14, 15, 16, 17, 99, 18};
+    EXPECT_EQ(c.popup(), expectedPopup);
+    EXPECT_EQ(c.separatorTag(), 99);
+    EXPECT_EQ(c.separatorStock(), "5207");
+
+    std::set<std::string> profiles;
+    for (const auto& p : c.profiles()) {
+        profiles.insert(p.name);
+        CameraEncoding camera;
+        std::string error;
+        EXPECT_TRUE(camera.Load(c.CameraPath(p), &error)) << error;
+    }
+    const std::set<std::string> expectedProfiles = {"5D",           "RedOne",        "Red",          "EpicM",
+                                                    "RedOne_RC3RG3", "RedMX_RC3RG3", "EpicX_RC3RG3", "RedOne_RC3RLF",
+                                                    "RedMX_RC3RLF", "EpicX_RC3RLF"};
+    EXPECT_EQ(profiles, expectedProfiles);
+}
+
+TEST(FilmDataCatalogue, BrokenParameterFilesAreRefusedWithFileAndKey) {
+    TempDir dir;
+    std::filesystem::copy(OMBREL_DATA_SOURCE_DIR, dir.path() + "/data", std::filesystem::copy_options::recursive);
+    const std::string stocks = dir.path() + "/data/stocks/";
+    const Viewing& viewing = Data().viewing();
+    std::string error;
+
+    WriteWholeFile(stocks + "x.txt", "kind negative\nprint print-cinema\ndmin 0.2 0.6\n");
+    StockModel model;
+    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
+    EXPECT_NE(error.find("x.txt"), std::string::npos) << error;
+    EXPECT_NE(error.find("\"dmin\""), std::string::npos) << error;
+
+    WriteWholeFile(stocks + "x.txt", ReadWholeFile(stocks + "5207.txt") + "interimage lots\n");
+    EXPECT_TRUE(model.LoadFile(stocks + "x.txt", viewing, &error)) << "a key keeps its first line: " << error;
+    std::string text = ReadWholeFile(stocks + "5207.txt");
+    text.replace(text.find("\ninterimage "), 11, "\ninterimage lots #");
+    WriteWholeFile(stocks + "x.txt", text);
+    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
+    EXPECT_NE(error.find("\"lots\" is not a number"), std::string::npos) << error;
+
+    text = ReadWholeFile(stocks + "5207.txt");
+    text.replace(text.find("sensitivity 0.90"), 16, "sensitivity 0.99");
+    WriteWholeFile(stocks + "x.txt", text);
+    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
+    EXPECT_NE(error.find("sensitivity row 0"), std::string::npos) << error;
+
+    text = ReadWholeFile(stocks + "5207.txt");
+    text.replace(text.find("print print-cinema"), 18, "print print-none");
+    WriteWholeFile(stocks + "x.txt", text);
+    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
+    EXPECT_NE(error.find("print-none.txt"), std::string::npos) << error;
+
+    // A catalogue line without its model file names the line.
+    std::string catalogue = ReadWholeFile(stocks + "catalogue.txt");
+    catalogue.replace(catalogue.find("\tcolour\t5213.txt"), 16, "\tcolour");
+    WriteWholeFile(stocks + "catalogue.txt", catalogue);
+    DataSet broken;
+    EXPECT_FALSE(broken.Load(dir.path() + "/data", &error));
+    EXPECT_NE(error.find("catalogue.txt:"), std::string::npos) << error;
+
+    Result cli = Shell(Tool("--data " + Q(dir.path() + "/data") + " curves --out " + Q(dir / "out")));
+    EXPECT_EQ(cli.status, 1);
+    EXPECT_NE(cli.output.find("ombrel-data: " + stocks + "catalogue.txt:"), std::string::npos) << cli.output;
+    EXPECT_FALSE(std::filesystem::exists(dir / "out"));
+}
+
+TEST(FilmDataStockTables, EveryTableIsMonotoneOnTheNeutralAxisInRangeAndTimedToMidGrey) {
+    const double mid = Data().viewing().midGreyOut;
+    for (const std::string& profile : ProfilePerEncoding()) {
+        const CameraEncoding camera = Camera(profile);
+        const float grey = static_cast<float>(camera.Encode(0.18));
+        for (const StockEntry& entry : Data().catalogue().stocks()) {
+            const StockModel model = Stock(entry.name);
+            for (bool statusM : {false, true}) {
+                if (statusM && !model.hasStatusM()) continue;
+                SCOPED_TRACE(profile + " / " + entry.name + (statusM ? " Status M" : ""));
+                const auto table = BuildStockTable(camera, model, statusM);
+                ASSERT_EQ(table.size(), kTableFloats);
+                const auto [lo, hi] = std::minmax_element(table.begin(), table.end());
+                EXPECT_GE(*lo, 0.0f);
+                EXPECT_LE(*hi, 1.0f);
+                EXPECT_TRUE(std::all_of(table.begin(), table.end(), [](float v) { return std::isfinite(v); }));
+                for (int i = 1; i < kTableEdge; ++i) {
+                    const auto a = Neutral(table, i - 1), b = Neutral(table, i);
+                    for (int c = 0; c < 3; ++c) ASSERT_LE(a[static_cast<size_t>(c)], b[static_cast<size_t>(c)]) << "level " << i;
+                }
+                // The scale spans most of the display range (the log looks a part of it).
+                EXPECT_GT(Neutral(table, 63)[1] - Neutral(table, 0)[1], statusM || entry.tag >= 50 ? 0.3 : 0.6);
+                if (statusM || !IsColourFilm(entry)) continue;
+                const auto out = LookupTable(table.data(), grey, grey, grey);
+                for (float v : out) EXPECT_NEAR(v, mid, 0.01);
+            }
+        }
+    }
+}
+
+TEST(FilmDataStockTables, StocksDifferTheWayTheFilmsDo) {
+    const CameraEncoding camera = Camera("5D");
+    std::map<std::string, std::vector<float>> tables;
+    for (const StockEntry& e : Data().catalogue().stocks()) tables[e.name] = BuildStockTable(camera, Stock(e.name), false);
+
+    // Colour negatives keep greys grey over the scale (a little crossover is the stock's).
+    for (const StockEntry& e : Data().catalogue().stocks()) {
+        if (Stock(e.name).kind() != StockKind::Negative) continue;
+        for (int i = 3; i < 61; ++i) {
+            const auto v = Neutral(tables[e.name], i);
+            EXPECT_LT(*std::max_element(v.begin(), v.end()) - *std::min_element(v.begin(), v.end()), 0.035)
+                << e.name << " at level " << i;
+        }
+    }
+    // Black-and-white stocks are grey everywhere, and no two share a tone scale.
+    std::vector<std::string> bw;
+    for (const StockEntry& e : Data().catalogue().stocks()) {
+        if (e.kind != "black and white") continue;
+        bw.push_back(e.name);
+        const auto& t = tables[e.name];
+        for (size_t i = 0; i < t.size(); i += 3) {
+            ASSERT_EQ(t[i], t[i + 1]) << e.name;
+            ASSERT_EQ(t[i], t[i + 2]) << e.name;
+        }
+    }
+    ASSERT_EQ(bw.size(), 6u);
+    for (size_t a = 0; a < bw.size(); ++a) {
+        for (size_t b = a + 1; b < bw.size(); ++b) {
+            double most = 0.0;
+            for (int i = 0; i < kTableEdge; ++i) most = std::max(most, std::abs(double(Neutral(tables[bw[a]], i)[0]) - Neutral(tables[bw[b]], i)[0]));
+            EXPECT_GT(most, 0.02) << bw[a] << " and " << bw[b] << " print alike";
+        }
+    }
+    // A red and a green patch: their spectral weighting sets the grey each stock gives them.
+    const Rgb red{0.40, 0.05, 0.04}, foliage{0.09, 0.15, 0.06};
+    auto bwLevel = [&](const std::string& name, Rgb light) {
+        return LookupTable(tables[name].data(), float(camera.Encode(light[0])), float(camera.Encode(light[1])),
+                           float(camera.Encode(light[2])))[0];
+    };
+    EXPECT_GT(bwLevel("KodakT-max", red), bwLevel("KodakTriX", red) + 0.02) << "extended red response prints reds lighter";
+
+    // Slides are punchier than the negatives of the same maker, and the landscape slide the most.
+    const std::vector<float>& neg = tables["5207"];
+    EXPECT_GT(MidSlope(tables["FujiProvia100"], camera), MidSlope(neg, camera));
+    EXPECT_GT(MidSlope(tables["FujiVelvia100"], camera), MidSlope(tables["FujiProvia100"], camera));
+    EXPECT_GT(MidSlope(tables["FujiProvia100"], camera), MidSlope(tables["FujiAstia100"], camera));
+    EXPECT_GT(Chroma(tables["FujiVelvia100"], camera, red), Chroma(tables["FujiProvia100"], camera, red) + 0.05);
+    EXPECT_GT(Chroma(tables["FujiProvia100"], camera, red), Chroma(neg, camera, red));
+    EXPECT_GT(Chroma(tables["8543"], camera, foliage), Chroma(tables["8553"], camera, foliage) + 0.03)
+        << "the vivid negative against the low-contrast one";
+    EXPECT_GT(MidSlope(tables["8543"], camera), MidSlope(tables["8553"], camera));
+
+    // The instant print: soft, with lifted blacks, short of full white, and warm.
+    const auto& instant = tables["Polaroid"];
+    EXPECT_LT(MidSlope(instant, camera), MidSlope(tables["FujiAstia100"], camera));
+    EXPECT_GT(Neutral(instant, 0)[1], 0.1);
+    EXPECT_LT(Neutral(neg, 0)[1], 0.05);
+    const auto greyOut = LookupTable(instant.data(), float(camera.Encode(0.18)), float(camera.Encode(0.18)),
+                                     float(camera.Encode(0.18)));
+    EXPECT_GT(greyOut[0], greyOut[2] + 0.02);
+}
+
+TEST(FilmDataStockTables, StatusMHoldsNegativeDensitiesAndTheLogLooksTheirEncodings) {
+    const StockModel neg = Stock("5207");
+    ASSERT_TRUE(neg.hasStatusM());
+    // Density above base grows with exposure by the layer's contrast: 0.002 per code.
+    const Rgb a = neg.RenderStatusM({0.18, 0.18, 0.18}), b = neg.RenderStatusM({0.36, 0.36, 0.36});
+    for (size_t c = 0; c < 3; ++c) {
+        const double densityPerStop = (b[c] - a[c]) * 1023.0 * Data().viewing().statusMDensityPerCode;
+        EXPECT_GT(densityPerStop, 0.5 * std::log10(2.0));
+        EXPECT_LT(densityPerStop, 0.7 * std::log10(2.0));
+    }
+    for (const char* name : {"FujiVelvia100", "KodakTriX", "Polaroid", "FujiPro160S", "Alexa - R709"})
+        EXPECT_FALSE(Stock(name).hasStatusM()) << name;
+
+    // The log-film look is the Status M of its negative.
+    const Rgb lookFilm = Stock("Alexa - LogC Film").Render({0.3, 0.2, 0.1});
+    const Rgb direct = neg.RenderStatusM({0.3, 0.2, 0.1});
+    for (size_t c = 0; c < 3; ++c) EXPECT_DOUBLE_EQ(lookFilm[c], direct[c]);
+    // The camera-log look puts grey where its published curve does: c log10(a 0.18 + b) + d.
+    const Rgb logc = Stock("Alexa - LogC").Render({0.18, 0.18, 0.18});
+    EXPECT_NEAR(logc[1], 0.247190 * std::log10(5.555556 * 0.18 + 0.052272) + 0.385537, 1e-9);
+}
+
+TEST(FilmDataStockTables, WrittenTablesGoThroughTheContainerAsTheReaderExpects) {
+    TempDir dir;
+    const auto table = BuildStockTable(Camera("EpicM"), Stock("5207"), false);
+
+    // The command line makes the same table; the container holds it in the host's order.
+    const Result one = Shell(Tool("stock --profile EpicM --stock 5207 " + Q(dir / "one.tin")));
+    ASSERT_EQ(one.status, 0) << one.output;
+    EXPECT_EQ(std::filesystem::file_size(dir / "one.tin"), kTableFloats * 4 + kContainerTailSize);
+    auto data = GetUnscrambledData(dir / "one.tin");
+    ASSERT_TRUE(data);
+    ASSERT_GE(data->size(), kTableFloats * 4);
+    EXPECT_EQ(std::memcmp(data->data(), table.data(), kTableFloats * 4), 0);
+    const std::string raw = ReadWholeFile(dir / "one.tin");
+    EXPECT_NE(std::memcmp(raw.data(), table.data(), 4096), 0) << "the payload is scrambled";
+
+    const Result sm = Shell(Tool("stock --status-m --profile 5D --stock 8553 " + Q(dir / "sm.tin")));
+    ASSERT_EQ(sm.status, 0) << sm.output;
+    data = GetUnscrambledData(dir / "sm.tin");
+    ASSERT_TRUE(data);
+    const auto expected = BuildStockTable(Camera("5D"), Stock("8553"), true);
+    EXPECT_EQ(std::memcmp(data->data(), expected.data(), kTableFloats * 4), 0);
+
+    // A whole profile: every stock, and the Status M variants of the motion-picture negatives.
+    const Result all = Shell(Tool("stocks --out " + Q(dir / "root") + " --profile RedMX_RC3RLF"));
+    ASSERT_EQ(all.status, 0) << all.output;
+    std::set<std::string> names;
+    for (const auto& f : std::filesystem::directory_iterator(dir / "root/Profiles/RedMX_RC3RLF"))
+        names.insert(f.path().filename().string());
+    std::set<std::string> expectedNames;
+    for (const StockEntry& e : Data().catalogue().stocks()) {
+        expectedNames.insert("RedMX_RC3RLF_" + e.name + ".tin");
+        if (e.tag <= 4) expectedNames.insert("RedMX_RC3RLF_" + e.name + "_SM.tin");
+    }
+    EXPECT_EQ(names, expectedNames);
+    EXPECT_EQ(TablePath(dir / "root", "RedMX_RC3RLF", "Alexa - LogC", false),
+              dir / "root/Profiles/RedMX_RC3RLF/RedMX_RC3RLF_Alexa - LogC.tin");
+
+    // Refusals: a stock or profile not in the catalogue, a folder that cannot be made.
+    Result bad = Shell(Tool("stock --profile EpicM --stock 5299 " + Q(dir / "bad.tin")));
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.output.find("unknown stock \"5299\""), std::string::npos) << bad.output;
+    bad = Shell(Tool("stock --profile Nikon --stock 5207 " + Q(dir / "bad.tin")));
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.output.find("unknown profile \"Nikon\""), std::string::npos) << bad.output;
+    EXPECT_FALSE(std::filesystem::exists(dir / "bad.tin"));
+    WriteWholeFile(dir / "file", "x");
+    bad = Shell(Tool("stock --profile EpicM --stock 5207 " + Q(dir / "file/sub/t.tin")));
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.output.find("cannot create folder"), std::string::npos) << bad.output;
+    EXPECT_EQ(Shell(Tool("stock --profile EpicM")).status, 2);
+    EXPECT_EQ(Shell(Tool("")).status, 2);
+}
+
+TEST(FilmDataStockTables, TheBuildMadeEveryTableOfEveryProfile) {
+    const std::string profiles = ProfilesFolder();
+    size_t count = 0;
+    for (const auto& p : Data().catalogue().profiles()) {
+        for (const StockEntry& e : Data().catalogue().stocks()) {
+            const std::string path = TablePath(DataRoot(), p.name, e.name, false);
+            ASSERT_EQ(path.rfind(profiles, 0), 0u) << path;
+            ASSERT_TRUE(std::filesystem::exists(path)) << path;
+            EXPECT_EQ(std::filesystem::file_size(path), kTableFloats * 4 + kContainerTailSize) << path;
+            ++count;
+        }
+    }
+    EXPECT_EQ(count, 230u);
+    // The last fallback of both sides, as built, is the model's table.
+    for (const char* profile : {"5D", "EpicM"}) {
+        auto data = GetUnscrambledData(TablePath(DataRoot(), profile, "5207", false));
+        ASSERT_TRUE(data);
+        const auto table = BuildStockTable(Camera(profile), Stock("5207"), false);
+        EXPECT_EQ(std::memcmp(data->data(), table.data(), kTableFloats * 4), 0) << profile;
+    }
+}
+
+TEST(FilmDataExposure, TheTwoTablesAreInverseCurvesOfTheMovieEncoding) {
+    const CameraEncoding camera = Camera(kExposureProfile);
+    const auto cvToLog = BuildCvToLog(camera);
+    const auto logToCv = BuildLogToCv(camera);
+    ASSERT_EQ(cvToLog.size(), 65536u * 3);
+    ASSERT_EQ(logToCv.size(), 65536u * 3);
+    for (size_t i = 0; i < cvToLog.size(); i += 3) {
+        ASSERT_EQ(cvToLog[i], cvToLog[i + 1]);
+        ASSERT_EQ(cvToLog[i], cvToLog[i + 2]);
+        ASSERT_EQ(logToCv[i], logToCv[i + 2]);
+    }
+    EXPECT_FLOAT_EQ(cvToLog[0], -3.0f);
+    EXPECT_FLOAT_EQ(logToCv[0], 0.0f);
+    EXPECT_FLOAT_EQ(logToCv[3 * 65535], 1.0f);
+    EXPECT_NEAR(cvToLog[3 * 65535], 0.0f, 1e-6);  // code 1 is the encoding's white
+
+    auto logIndex = [](double log) { return std::clamp(static_cast<int>((log + 3.0) * 65536.0 / 6.0), 0, 65535); };
+    double worstCode = 0.0, worstLog = 0.0;
+    for (int n = 0; n < 65536; ++n) {
+        const double code = n / 65535.0;
+        worstCode = std::max(worstCode, std::abs(logToCv[3 * static_cast<size_t>(logIndex(cvToLog[3 * static_cast<size_t>(n)]))] - code));
+        const double log = -3.0 + n * 6.0 / 65536.0;
+        if (log >= 0.0) {
+            EXPECT_FLOAT_EQ(logToCv[3 * static_cast<size_t>(n)], 1.0f) << "light above white clips";
+            continue;
+        }
+        const auto back = cvToLog[3 * static_cast<size_t>(logToCv[3 * static_cast<size_t>(n)] * 65535.0)];
+        worstLog = std::max(worstLog, std::abs(back - log));
+        if (n > 0) {
+            ASSERT_GE(logToCv[3 * static_cast<size_t>(n)], logToCv[3 * static_cast<size_t>(n - 1)]);
+        }
+    }
+    EXPECT_LT(worstCode, 2e-4);
+    EXPECT_LT(worstLog, 3e-3);
+
+    // The exposure model's round trip at exposure 0 is the identity within one step of its
+    // 4096-entry table, with both look-ups taking the entry below.
+    for (int i = 0; i < 4096; ++i) {
+        const double v = i / 4095.0;
+        const double log = cvToLog[3 * static_cast<size_t>(65535 * v)];
+        EXPECT_NEAR(logToCv[3 * static_cast<size_t>(logIndex(log))], v, 1.0 / 4095.0) << i;
+    }
+
+    // The files: plain, little-endian, 786,432 bytes each.
+    TempDir dir;
+    const Result made = Shell(Tool("exposure-luts --out " + Q(dir.path())));
+    ASSERT_EQ(made.status, 0) << made.output;
+    for (const auto& [name, table] : {std::pair{"5D_CV2logLUT.bin", &cvToLog}, std::pair{"5D_log2CVLUT.bin", &logToCv}}) {
+        const std::string bytes = ReadWholeFile(dir / name);
+        ASSERT_EQ(bytes.size(), 786432u) << name;
+        EXPECT_EQ(FloatsFromLittleEndian(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()), *table) << name;
+    }
+    // 18% grey (log10 0.18 = -0.745) written out by hand: the entry's first byte is the low one.
+    const std::string bytes = ReadWholeFile(dir / "5D_log2CVLUT.bin");
+    const size_t n = static_cast<size_t>(logIndex(std::log10(0.18)));
+    uint32_t word = 0;
+    for (int b = 3; b >= 0; --b) word = (word << 8) | static_cast<uint8_t>(bytes[12 * n + static_cast<size_t>(b)]);
+    float value;
+    std::memcpy(&value, &word, 4);
+    EXPECT_NEAR(value, camera.Encode(0.18), 1e-3);
+}
+
+GrainScan SmallScan(const std::string& name, int width = 512, int height = 384) {
+    GrainParams params;
+    std::string error;
+    EXPECT_TRUE(Data().LoadGrain(name, &params, &error)) << error;
+    params.width = width;
+    params.height = height;
+    return GenerateGrainScan(params);
+}
+
+// Mean correlation of a channel with itself `lag` pixels to the right.
+double Correlation(const GrainScan& s, int lag, int c) {
+    double sum = 0, sumSq = 0, cross = 0;
+    const size_t n = static_cast<size_t>(s.width) * static_cast<size_t>(s.height);
+    for (int y = 0; y < s.height; ++y) {
+        for (int x = 0; x < s.width; ++x) {
+            const double a = s.rgb[3 * (static_cast<size_t>(y) * s.width + x) + c];
+            const double b = s.rgb[3 * (static_cast<size_t>(y) * s.width + (x + lag) % s.width) + c];
+            sum += a;
+            sumSq += a * a;
+            cross += a * b;
+        }
+    }
+    const double mean = sum / n;
+    return (cross / n - mean * mean) / (sumSq / n - mean * mean);
+}
+
+TEST(FilmDataGrain, ScansCentreOnHalfAfterTheRangeMappingAndCoarsenWithTheGauge) {
+    std::vector<double> spreads, correlations;
+    for (const char* name : kGrainNames) {
+        SCOPED_TRACE(name);
+        const GrainScan scan = SmallScan(name);
+        ASSERT_EQ(scan.rgb.size(), 512u * 384u * 3u);
+        const ScanStats stats = MappedStats(scan);
+        for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(stats.mean[c], 0.5, 0.02) << "channel " << c;
+        spreads.push_back((stats.stdDev[0] + stats.stdDev[1] + stats.stdDev[2]) / 3.0);
+        correlations.push_back(Correlation(scan, 2, 1));
+        // The layers differ, so the grain has colour; the scanner's crosstalk ties them.
+        std::vector<double> r, g;
+        double rg = 0, rr = 0, gg = 0, mr = 0, mg = 0;
+        const size_t n = scan.rgb.size() / 3;
+        for (size_t i = 0; i < n; ++i) {
+            mr += scan.rgb[3 * i];
+            mg += scan.rgb[3 * i + 1];
+        }
+        mr /= n;
+        mg /= n;
+        for (size_t i = 0; i < n; ++i) {
+            const double a = scan.rgb[3 * i] - mr, b = scan.rgb[3 * i + 1] - mg;
+            rg += a * b;
+            rr += a * a;
+            gg += b * b;
+        }
+        const double corr = rg / std::sqrt(rr * gg);
+        EXPECT_GT(corr, 0.1);
+        EXPECT_LT(corr, 0.9);
+    }
+    EXPECT_LT(spreads[0], spreads[1]);
+    EXPECT_LT(spreads[1], spreads[2]);
+    EXPECT_LT(correlations[0], correlations[1]) << "16mm grains are larger than 35mm grains";
+    EXPECT_LT(correlations[1], correlations[2]) << "8mm grains are larger than 16mm grains";
+    EXPECT_GT(correlations[2], 0.3);
+
+    // The same parameters make the same scan.
+    EXPECT_EQ(SmallScan("CP16", 300, 200).rgb, SmallScan("CP16", 300, 200).rgb);
+}
+
+TEST(FilmDataGrain, ScansTileAcrossBothEdges) {
+    for (const char* name : kGrainNames) {
+        const GrainScan scan = SmallScan(name, 400, 300);
+        const SeamStats s = MeasureSeams(scan);
+        EXPECT_LT(s.seamColumns, 1.15 * s.innerColumns) << name;
+        EXPECT_GT(s.seamColumns, 0.85 * s.innerColumns) << name;
+        EXPECT_LT(s.seamRows, 1.15 * s.innerRows) << name;
+        EXPECT_GT(s.seamRows, 0.85 * s.innerRows) << name;
+    }
+    // The measure sees a seam where there is one: the coarse grain cut off short of its torus.
+    const GrainScan full = SmallScan("CP8", 400, 300);
+    GrainScan cut;
+    cut.width = 300;
+    cut.height = 200;
+    for (int y = 0; y < cut.height; ++y)
+        cut.rgb.insert(cut.rgb.end(), full.rgb.begin() + 3 * y * full.width, full.rgb.begin() + 3 * (y * full.width + cut.width));
+    const SeamStats s = MeasureSeams(cut);
+    EXPECT_GT(s.seamColumns, 1.3 * s.innerColumns);
+    EXPECT_GT(s.seamRows, 1.3 * s.innerRows);
+}
+
+TEST(FilmDataGrain, TheBuildsScansArePlainTiffsThatTileAndCentreOnHalf) {
+    for (const char* name : kGrainNames) {
+        const std::string path = FindResource(std::string("Resources/") + name + ".bin");
+        ASSERT_FALSE(path.empty()) << name;
+        // An independent reader agrees on what the file is.
+        const Result info = Shell("tiffinfo " + Q(path));
+        EXPECT_EQ(info.status, 0) << info.output;
+        EXPECT_NE(info.output.find("Bits/Sample: 8"), std::string::npos) << info.output;
+        EXPECT_NE(info.output.find("Samples/Pixel: 3"), std::string::npos) << info.output;
+        Image8 image;
+        std::string error;
+        ASSERT_TRUE(ReadTiffRgb8(path, &image, &error)) << error;
+        GrainParams params;
+        ASSERT_TRUE(Data().LoadGrain(name, &params, &error)) << error;
+        EXPECT_EQ(image.width, params.width);
+        EXPECT_EQ(image.height, params.height);
+        const GrainScan scan{image.width, image.height, image.rgb};
+        const ScanStats stats = MappedStats(scan);
+        for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(stats.mean[c], 0.5, 0.02) << name;
+        EXPECT_NEAR((stats.stdDev[0] + stats.stdDev[1] + stats.stdDev[2]) / 3.0, params.targetStd, 0.02) << name;
+        const SeamStats s = MeasureSeams(scan);
+        EXPECT_LT(s.seamColumns, 1.1 * s.innerColumns) << name;
+        EXPECT_LT(s.seamRows, 1.1 * s.innerRows) << name;
+    }
+}
+
+TEST(FilmDataGrain, CurvesPeakInTheMidTonesGrowWithSpeedAndAreGreyForBlackAndWhite) {
+    std::map<StockKind, std::vector<std::pair<double, double>>> speedAndPeak;
+    for (const StockEntry& e : Data().catalogue().stocks()) {
+        SCOPED_TRACE(e.name);
+        const StockModel model = Stock(e.name);
+        const auto curve = BuildGrainCurve(model, Data().curveParams());
+        for (size_t c = 0; c < 3; ++c) {
+            int peakAt = 0;
+            for (int i = 0; i < 256; ++i)
+                if (curve[3 * static_cast<size_t>(i) + c] > curve[3 * static_cast<size_t>(peakAt) + c]) peakAt = i;
+            const float peak = curve[3 * static_cast<size_t>(peakAt) + c];
+            EXPECT_GT(peak, 0.0f);
+            EXPECT_GE(peakAt, 64);
+            EXPECT_LE(peakAt, 166);
+            EXPECT_LT(curve[c], 0.7f * peak) << "deep shadows";
+            EXPECT_LT(curve[3 * 255 + c], 0.7f * peak) << "highlights";
+            EXPECT_LT(curve[3 * 255 + c], curve[c] * 1.5f);
+        }
+        if (e.kind == "black and white") {
+            for (int i = 0; i < 256; ++i) {
+                EXPECT_EQ(curve[3 * static_cast<size_t>(i)], curve[3 * static_cast<size_t>(i) + 1]);
+                EXPECT_EQ(curve[3 * static_cast<size_t>(i)], curve[3 * static_cast<size_t>(i) + 2]);
+            }
+        }
+        if (e.tag < 50) speedAndPeak[model.kind()].push_back({model.speed(), *std::max_element(curve.begin(), curve.end())});
+    }
+    for (auto& [kind, list] : speedAndPeak) {
+        for (const auto& a : list)
+            for (const auto& b : list)
+                if (a.first > b.first) {
+                    EXPECT_GE(a.second, b.second) << "speed " << a.first << " against " << b.first;
+                }
+    }
+    const auto slowest = BuildGrainCurve(Stock("FujiNeopan"), Data().curveParams());
+    const auto fastest = BuildGrainCurve(Stock("IlfordDelta3200"), Data().curveParams());
+    EXPECT_GT(fastest[3 * 110], 2.0f * slowest[3 * 110]);
+
+    // Written scrambled, one file per stock, read back as the curve loader reads them.
+    TempDir dir;
+    const Result made = Shell(Tool("curves --out " + Q(dir.path())));
+    ASSERT_EQ(made.status, 0) << made.output;
+    size_t files = 0;
+    for (const auto& f : std::filesystem::directory_iterator(dir.path())) {
+        ++files;
+        EXPECT_EQ(f.path().extension(), ".emoGrain");
+        EXPECT_EQ(std::filesystem::file_size(f.path()), 3072u + kContainerTailSize);
+    }
+    EXPECT_EQ(files, Data().catalogue().stocks().size());
+    auto data = GetUnscrambledData(dir / "KodakTriX.emoGrain");
+    ASSERT_TRUE(data);
+    const auto curve = BuildGrainCurve(Stock("KodakTriX"), Data().curveParams());
+    EXPECT_EQ(std::memcmp(data->data(), curve.data(), 3072), 0);
+}
+
+}  // namespace
+}  // namespace ombrel::filmdata
