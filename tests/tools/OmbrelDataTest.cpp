@@ -295,10 +295,18 @@ TEST(FilmDataStockTables, StatusMHoldsNegativeDensitiesAndTheLogLooksTheirEncodi
     for (const char* name : {"FujiVelvia100", "KodakTriX", "Polaroid", "FujiPro160S", "Alexa - R709"})
         EXPECT_FALSE(Stock(name).hasStatusM()) << name;
 
-    // The log-film look is the Status M of its negative.
-    const Rgb lookFilm = Stock("Alexa - LogC Film").Render({0.3, 0.2, 0.1});
-    const Rgb direct = neg.RenderStatusM({0.3, 0.2, 0.1});
-    for (size_t c = 0; c < 3; ++c) EXPECT_DOUBLE_EQ(lookFilm[c], direct[c]);
+    // The log-film look is the Status M of its negative, timed so that grey reads alike in
+    // every channel.
+    const StockModel look = Stock("Alexa - LogC Film");
+    const Rgb greyLook = look.Render({0.18, 0.18, 0.18}), greyNeg = neg.RenderStatusM({0.18, 0.18, 0.18});
+    EXPECT_GT(greyNeg[2] - greyNeg[0], 0.01) << "untimed, the layers' densities differ";
+    for (const Rgb& light : {Rgb{0.3, 0.2, 0.1}, Rgb{0.01, 0.02, 0.5}, Rgb{2.0, 2.0, 2.0}}) {
+        const Rgb lookOut = look.Render(light), negOut = neg.RenderStatusM(light);
+        for (size_t c = 0; c < 3; ++c) {
+            EXPECT_NEAR(greyLook[c], greyLook[0], 1e-9);
+            EXPECT_NEAR(lookOut[c] - greyLook[c], negOut[c] - greyNeg[c], 1e-9);
+        }
+    }
     // The camera-log look puts grey where its published curve does: c log10(a 0.18 + b) + d.
     const Rgb logc = Stock("Alexa - LogC").Render({0.18, 0.18, 0.18});
     EXPECT_NEAR(logc[1], 0.247190 * std::log10(5.555556 * 0.18 + 0.052272) + 0.385537, 1e-9);

@@ -219,6 +219,7 @@ bool StockModel::Parse(const std::string& path, const Viewing& viewing, std::str
         }
         if (curve == "negative") {
             kind_ = StockKind::LogNegative;
+            if (!file.Optional("grey_code", &greyCode_, error)) return false;
             negative_ = std::make_unique<StockModel>();
             if (!negative_->LoadFile(dir + file.Text("negative"), viewing, error)) return false;
             if (negative_->kind() != StockKind::Negative) {
@@ -338,7 +339,15 @@ Rgb StockModel::Render(const Rgb& scene) const {
         }
         return out;
     }
-    if (kind_ == StockKind::LogNegative) return negative_->RenderStatusM(scene);
+    if (kind_ == StockKind::LogNegative) {
+        Rgb out = negative_->RenderStatusM(scene);
+        if (greyCode_ > 0.0) {
+            // A scan timed so that grey reads the same in every channel.
+            const Rgb grey = negative_->RenderStatusM({kGrey, kGrey, kGrey});
+            for (size_t c = 0; c < 3; ++c) out[c] = std::clamp(out[c] - grey[c] + greyCode_ / 1023.0, 0.0, 1.0);
+        }
+        return out;
+    }
     const Rgb x = Front(scene);
     return {out_[0].Eval(x[0]), out_[1].Eval(x[1]), out_[2].Eval(x[2])};
 }

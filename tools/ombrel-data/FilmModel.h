@@ -110,6 +110,7 @@ private:
     double exponent_ = 3.0;
     std::array<double, 7> logc_{};  // cut a b c d e f
     std::unique_ptr<StockModel> negative_;  // of the LogNegative kind
+    double greyCode_ = 0.0;                 // 10-bit code of grey in a timed scan; 0: untimed
     Rgb balance_{0, 0, 0};                  // printer lights, or a positive's balance
     std::array<Curve, 3> out_;
     std::array<Curve, 3> statusMOut_;
