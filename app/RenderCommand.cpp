@@ -14,6 +14,7 @@
 #include "library/FileParser.h"
 #include "model/SettingsManager.h"
 #include "platform/movie/MovieProbe.h"
+#include "render/LookPipeline.h"
 #include "render/RenderManager.h"
 
 namespace ombrel::cli {
@@ -208,6 +209,7 @@ int RunRender(const RenderOptions& o) {
         out = project->output();
     }
 
+    InstallLookPipeline(o.cpu ? LookPipeline::Cpu : LookPipeline::OpenGL);
     auto& manager = RenderManager::Instance();
     auto& settings = SettingsManager::Instance();
     manager.Reset();

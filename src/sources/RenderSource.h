@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/gl/GlContext.h"
+
 namespace ombrel {
 
 class ClipSettings;
@@ -37,13 +39,8 @@ struct BitmapImage {
 };
 
 // The GL context that a source carries. The renderer makes it current on its worker
-// before it builds its pipeline. Only this much of GL is needed by the sources and the
-// render loop; the GL layer implements it. A source without one has a null context.
-class OpenGLContext {
-public:
-    virtual ~OpenGLContext() = default;
-    virtual bool MakeCurrent() = 0;
-};
+// before it builds its pipeline. A source without one has a null context.
+using OpenGLContext = GlContext;
 
 // What RetrieveBufferForFrame answers.
 inline constexpr int32_t kFrameNotReady = 0;

@@ -1,0 +1,76 @@
+#include "render/LookPipeline.h"
+
+#include "core/Log.h"
+#include "look/GrainMap.h"
+
+namespace ombrel {
+
+namespace {
+
+// A grain map of the cache as the render loop sees it.
+class CachedGrain : public RenderGrain {
+public:
+    explicit CachedGrain(GrainMapPtr map) : map_(std::move(map)) {}
+    void SetGrainAmount(float amount) override {
+        if (map_) map_->SetGrainAmount(amount);
+    }
+
+private:
+    GrainMapPtr map_;
+};
+
+}  // namespace
+
+ShaderFrameProcessor::ShaderFrameProcessor(LookPipeline which)
+    : processor_(which == LookPipeline::Cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL) {}
+
+bool ShaderFrameProcessor::InitPipelineForViewportContext(uint32_t width, uint32_t height,
+                                                          const std::shared_ptr<OpenGLContext>& context) {
+    if (processor_.backend() == ShaderProcessor::Backend::OpenGL && !processor_.renderContext() && !context) {
+        LogError("No OpenGL context for the look pipeline ({}); render with --cpu to use the CPU pipeline",
+                 processor_.renderContextError());
+        return false;
+    }
+    return processor_.InitPipelineForViewportContext({{0, 0}, {float(width), float(height)}}, context);
+}
+
+bool ShaderFrameProcessor::FBOSetup(const std::shared_ptr<OpenGLContext>& context) {
+    return processor_.FBOSetup(context);
+}
+
+bool ShaderFrameProcessor::RenderUsingR3DRenderBuffer(const FrameDrawParams& params) {
+    if (!processor_.r3dRenderBuffer() || !params.writeToDiskData) {
+        LogError("RenderUsingR3DRenderBuffer without a frame or a read-back area");
+        return false;
+    }
+    // A fresh record per frame: a blurred draw leaves the blur texture in `name`.
+    DrawParams p;
+    p.name = processor_.frameTexture();
+    p.target = GL_TEXTURE_RECTANGLE;
+    p.writeToDisk = true;
+    p.writeToDiskData = params.writeToDiskData;
+    p.context = params.context;
+    p.baseSize = {float(params.baseWidth), float(params.baseHeight)};
+    p.viewportRect = {{0, 0}, {float(params.viewportWidth), float(params.viewportHeight)}};
+    p.renderingQT = false;
+    p.outputRGBA = params.outputRGBA;
+    p.fitMethod = params.fitMethod;
+    p.aspectSize = {float(params.aspectWidth), float(params.aspectHeight)};
+    processor_.RenderUsingR3DRenderBuffer(&p);
+    return true;
+}
+
+void InstallLookPipeline(LookPipeline which) {
+    RenderHooks hooks = GetRenderHooks();
+    hooks.makeFrameProcessor = [which]() -> std::unique_ptr<FrameProcessor> {
+        return std::make_unique<ShaderFrameProcessor>(which);
+    };
+    hooks.grainMapWithNameSizeStockName = [](const std::string& grainName, float width, float height,
+                                             const std::string& stockName) -> std::shared_ptr<RenderGrain> {
+        return std::make_shared<CachedGrain>(
+            GrainManager::Instance().GrainMapWithNameSizeStockName(grainName, width, height, stockName));
+    };
+    SetRenderHooks(std::move(hooks));
+}
+
+}  // namespace ombrel

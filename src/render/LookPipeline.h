@@ -1,0 +1,58 @@
+#pragma once
+
+// The look pipeline as the look stage of the render loop: a ShaderProcessor on OpenGL, or
+// its CPU reference where a machine has no OpenGL at all.
+
+#include <memory>
+
+#include "look/ShaderProcessor.h"
+#include "render/FrameProcessor.h"
+
+namespace ombrel {
+
+enum class LookPipeline { OpenGL, Cpu };
+
+// Makes every render's look stage a ShaderProcessor of the chosen kind, and the grain cache
+// the source of each render's grain image. The other render hooks are kept.
+void InstallLookPipeline(LookPipeline which);
+
+// The look stage of one clip's render of raw frames.
+class ShaderFrameProcessor : public FrameProcessor {
+public:
+    explicit ShaderFrameProcessor(LookPipeline which);
+
+    void setUseRenderContext(bool on) override { processor_.setUseRenderContext(on); }
+    void setImageWidth(uint32_t w) override { processor_.setImageWidth(w); }
+    void setImageHeight(uint32_t h) override { processor_.setImageHeight(h); }
+    void setOutputWidth(uint32_t w) override { processor_.setOutputWidth(w); }
+    void setOutputHeight(uint32_t h) override { processor_.setOutputHeight(h); }
+    void SetSaturation(float s) override { processor_.SetSaturation(s); }
+    void SetBallInfo(ColorBallInfo balls) override { processor_.SetBallInfo(balls); }
+    void SetLiftGammaGain(float lift, float gamma, float gain) override {
+        processor_.SetLiftGammaGain(lift, gamma, gain);
+    }
+    void SetExposureKelvin(float exposure, float kelvin) override { processor_.SetExposureKelvin(exposure, kelvin); }
+    void SetBlendValue(double v) override { processor_.SetBlendValue(v); }
+    void SetSBlendValue(double v) override { processor_.SetSBlendValue(v); }
+    void SetGrainValue(double v) override { processor_.SetGrainValue(v); }
+    void SetHistogramBMW(double black, double mid, double white) override {
+        processor_.SetHistogramBMW(black, mid, white);
+    }
+    void SetBlurAmount(float radius) override { processor_.SetBlurAmount(radius); }
+    void SetCurrentLUTSourceTypeChosenR3DMode(const std::string& stock, const std::string& sourceType,
+                                              const std::optional<std::string>& chosen, bool r3dMode) override {
+        processor_.SetCurrentLUTSourceTypeChosenR3DMode(stock, sourceType, chosen, r3dMode);
+    }
+    void setR3dRenderBuffer(const uint8_t* buffer) override { processor_.setR3dRenderBuffer(buffer); }
+    bool InitPipelineForViewportContext(uint32_t width, uint32_t height,
+                                        const std::shared_ptr<OpenGLContext>& context) override;
+    bool FBOSetup(const std::shared_ptr<OpenGLContext>& context) override;
+    bool RenderUsingR3DRenderBuffer(const FrameDrawParams& params) override;
+
+    ShaderProcessor& processor() { return processor_; }
+
+private:
+    ShaderProcessor processor_;
+};
+
+}  // namespace ombrel
