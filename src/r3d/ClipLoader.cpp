@@ -249,6 +249,23 @@ bool ClipLoader::GetAudioBlockRef(uint64_t clipBlock, size_t* chunk, uint64_t* b
     return false;
 }
 
+bool ClipLoader::GetVideoFrameSize(uint64_t clipFrame, int64_t* size, int track) const {
+    std::lock_guard lock(mutex_);
+    size_t chunk;
+    uint64_t local;
+    if (!GetVideoBlock(clipFrame, &chunk, &local)) return false;
+    const R3DContainer& c = *chunks_[chunk].container;
+    return track == 0 ? c.GetVideoFrameInfo(local, nullptr, size) : c.GetVideoFrame2Info(local, nullptr, size);
+}
+
+bool ClipLoader::GetAudioBlockSize(uint64_t clipBlock, uint64_t* size) const {
+    std::lock_guard lock(mutex_);
+    size_t chunk;
+    uint64_t local;
+    if (!GetAudioBlockRef(clipBlock, &chunk, &local)) return false;
+    return chunks_[chunk].container->GetAudioBlockInfo(local, nullptr, size);
+}
+
 uint64_t ClipLoader::GetVideoFrameData(uint64_t clipFrame, std::vector<uint8_t>* destination, int track) {
     std::lock_guard lock(mutex_);
     size_t chunk;

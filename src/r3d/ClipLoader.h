@@ -48,6 +48,10 @@ public:
     // The chunk and its frame number (from 1) of a clip frame (from 0).
     bool GetVideoBlock(uint64_t clipFrame, size_t* chunk, uint64_t* frameInChunk) const;
     bool GetAudioBlockRef(uint64_t clipBlock, size_t* chunk, uint64_t* blockInChunk) const;
+    // The table size of a clip frame's record (negative or below 513 for a dropped frame) and
+    // the sample bytes of a clip audio block; false beyond the clip.
+    bool GetVideoFrameSize(uint64_t clipFrame, int64_t* size, int track = 0) const;
+    bool GetAudioBlockSize(uint64_t clipBlock, uint64_t* size) const;
 
     // The frame record of a clip frame; track 0 is the primary video track, 1 the second.
     uint64_t GetVideoFrameData(uint64_t clipFrame, std::vector<uint8_t>* destination, int track = 0);

@@ -1,4 +1,4 @@
-#include "render/audio/AuFile.h"
+#include "sources/AuFile.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "render/audio/AuFile.h"
+#include "sources/AuFile.h"
 
 #include <fcntl.h>
 #include <unistd.h>
