@@ -67,6 +67,7 @@ TEST(Concurrency, SettersOnOtherThreadsNeverTearATableTheDrawUploads) {
     std::vector<std::vector<uint16_t>> expected;
     for (unsigned c = 0; c < combos; ++c) expected.push_back(Expected(frame, c, sp->HalfFloatTextures()));
 
+    for (const auto& state : states) state.set(*sp, false);  // whatever stock table the data root gave
     std::atomic<bool> stop{false};
     std::vector<std::thread> setters;
     for (size_t i = 0; i < states.size(); ++i) {
