@@ -524,7 +524,9 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
         uint8_t* buffer = nullptr;
         const int32_t state = WaitForFrame(f, movie, &buffer);
         if (state == kFrameFailed) {
-            FailItem("Frame " + std::to_string(f) + " of " + sourcePath_ + " could not be decoded");
+            const std::string why = source.lastError();
+            FailItem("Frame " + std::to_string(f) + " of " + sourcePath_ + " could not be decoded" +
+                     (why.empty() ? std::string() : ": " + why));
             return false;
         }
         if (state != kFrameReady || ShouldCancel()) {

@@ -3,6 +3,7 @@
 #include "core/Log.h"
 #include "r3d/ClipLoader.h"
 #include "r3d/ImagePayload.h"
+#include "r3d/R3DContainer.h"
 #include "r3d/RedFileItems.h"
 #include "r3d/sdk/Develop.h"
 
@@ -123,7 +124,13 @@ int Clip::LoadFrom(const std::string& path) {
         case r3d::ClipLoader::kOpened: break;
         case r3d::ClipLoader::kEmptyName: return status_ = kClipNoPath;
         case r3d::ClipLoader::kOutOfMemory: return status_ = kClipOutOfMemory;
-        case r3d::ClipLoader::kFirstFrameUnreadable: return status_ = kClipFirstFrameUnreadable;
+        case r3d::ClipLoader::kFirstFrameUnreadable: {
+            // The reader gives 3 for a parse that failed too: the file itself tells which.
+            r3d::R3DContainer file;
+            r3d::ContainerInfo info;
+            const bool parses = file.OpenFile(path, &info) == r3d::R3DContainer::kOpened;
+            return status_ = parses ? kClipFirstFrameUnreadable : kClipNotAClip;
+        }
         default: return status_ = kClipNotAClip;
     }
     if (loader->Info().width == 0 || loader->Info().height == 0) return status_ = kClipNotAClip;

@@ -1,0 +1,373 @@
+// The decode layer as its callers use it: opening, metadata, timecode, frames at each decode
+// resolution, the maker's image data, and audio blocks.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "SdkClips.h"
+#include "r3d/sdk/Develop.h"
+#include "r3d/sdk/R3DSDK.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using namespace R3DSDK;
+
+struct AlignedFree {
+    void operator()(void* p) const { std::free(p); }
+};
+using Aligned = std::unique_ptr<uint8_t, AlignedFree>;
+Aligned Allocate(size_t bytes, size_t alignment = 16) {
+    const size_t rounded = (bytes + alignment - 1) / alignment * alignment;
+    return Aligned(static_cast<uint8_t*>(std::aligned_alloc(alignment, rounded)));
+}
+
+std::string Written(const test::TempDir& dir, const std::string& name, const sdktest::SdkClip& c) {
+    const std::string path = dir / name;
+    const std::string error = sdktest::WriteSdkClip(path, c);
+    EXPECT_EQ(error, "") << path;
+    return path;
+}
+
+TEST(SdkClip, OpensClipsAndRefusesWhatIsNone) {
+    test::TempDir dir;
+    Clip none;
+    EXPECT_EQ(none.Status(), kClipNotLoaded);
+    EXPECT_EQ(none.Width(), 0u);
+    EXPECT_EQ(none.VideoFrameCount(), 0u);
+    EXPECT_EQ(none.Timecode(0), "");
+    EXPECT_EQ(none.MetadataItemAsString("reel_id"), "");
+
+    EXPECT_EQ(Clip("").Status(), kClipNoPath);
+    EXPECT_EQ(Clip(dir / "absent_001.R3D").Status(), kClipCannotOpen);
+    test::WriteWholeFile(dir / "text_001.R3D", std::string(5000, 'x'));
+    EXPECT_EQ(Clip(dir / "text_001.R3D").Status(), kClipNotAClip);
+
+    const std::string path = Written(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(40, 20, 4));
+    Clip clip(path);
+    ASSERT_EQ(clip.Status(), kClipLoaded) << ClipStatusText(clip.Status());
+    EXPECT_EQ(clip.Width(), 40u);
+    EXPECT_EQ(clip.Height(), 20u);
+    EXPECT_EQ(clip.VideoFrameCount(), 4u);
+    EXPECT_EQ(clip.FrameRateNumerator(), 24000u);
+    EXPECT_EQ(clip.FrameRateDenominator(), 1001u);
+    clip.Close();
+    EXPECT_EQ(clip.Status(), kClipNotLoaded);
+    EXPECT_EQ(clip.VideoFrameCount(), 0u);
+    EXPECT_EQ(clip.LoadFrom(path), kClipLoaded);
+}
+
+TEST(SdkClip, MetadataByKeyAsIntFloatAndTextWithTheSampleRateFromTheAudioBlocks) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip();
+    c.spec.audioSampleRate = 96000;
+    Clip clip(Written(dir, "A007_C003_0101AB_001.R3D", c));
+    ASSERT_EQ(clip.Status(), kClipLoaded);
+    EXPECT_EQ(clip.MetadataItemAsInt("white_balance_kelvin"), 3200);
+    EXPECT_FLOAT_EQ(clip.MetadataItemAsFloat("white_balance_kelvin"), 3200.0f);
+    EXPECT_EQ(clip.MetadataItemAsInt("iso"), 800);
+    EXPECT_EQ(clip.MetadataItemAsInt("samplerate"), 96000);
+    EXPECT_EQ(clip.MetadataItemAsString("reel_id"), "A007");
+    EXPECT_EQ(clip.MetadataItemAsString("clip_id"), "C003");
+    EXPECT_EQ(clip.MetadataItemAsInt("camera_model_id"), 5);
+    EXPECT_EQ(clip.MetadataItemAsInt("sensor_id"), 1);
+    EXPECT_NEAR(clip.MetadataItemAsFloat("framerate"), 23.976f, 0.001f);
+    EXPECT_EQ(clip.MetadataItemAsString("original_filename"), "A007_C003_0101AB_001.R3D");
+    EXPECT_FALSE(clip.MetadataExists("no_such_key"));
+    EXPECT_EQ(clip.MetadataItemAsInt("no_such_key"), 0);
+    EXPECT_EQ(clip.MetadataItemAsFloat("no_such_key"), 0.0f);
+    EXPECT_EQ(clip.MetadataItemAsString("no_such_key"), "");
+    const auto keys = clip.MetadataKeys();
+    EXPECT_NE(std::find(keys.begin(), keys.end(), "samplerate"), keys.end());
+}
+
+TEST(SdkClip, TimecodeFollowsThePreferenceAndEndsWithTheClip) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip(16, 8, 30);
+    c.audioBlocks.clear();
+    Clip absolute(Written(dir, "abs_001.R3D", c));
+    EXPECT_EQ(absolute.AbsoluteTimecode(0), "11:22:33:12");
+    EXPECT_EQ(absolute.AbsoluteTimecode(29), "11:22:34:17");  // 23.976 counts in 24s
+    EXPECT_EQ(absolute.EdgeTimecode(0), "10:00:00:00");
+    EXPECT_EQ(absolute.EdgeTimecode(29), "10:00:01:05");
+    EXPECT_EQ(absolute.Timecode(29), absolute.AbsoluteTimecode(29));
+    EXPECT_EQ(absolute.Timecode(30), "");
+    EXPECT_EQ(absolute.EdgeTimecode(30), "");
+    EXPECT_FLOAT_EQ(absolute.TimecodeFramerate(), float(24000.0 / 1001.0));
+
+    c.spec.frameMetadata.erase(c.spec.frameMetadata.begin() + 4);  // no preference: absolute
+    EXPECT_EQ(Clip(Written(dir, "nopref_001.R3D", c)).Timecode(1), "11:22:33:13");
+    c.spec.frameMetadata.push_back(r3d::MetadataToken::U8(r3d::kIdUserTimecodePreference, 0));
+    EXPECT_EQ(Clip(Written(dir, "edge_001.R3D", c)).Timecode(1), "10:00:00:01");
+
+    c.spec.edgeTimecode.clear();
+    c.spec.absoluteTimecode.clear();
+    Clip without(Written(dir, "notc_001.R3D", c));
+    EXPECT_EQ(without.Timecode(0), "");
+    EXPECT_EQ(without.EdgeTimecode(0), "");
+
+    // Above 30 fps a step of the timecode covers two frames; "." marks the first of them.
+    sdktest::SdkClip fast = sdktest::BasicClip(16, 8, 5);
+    fast.audioBlocks.clear();
+    fast.spec.rateNumerator = 48;
+    fast.spec.rateDenominator = 1;
+    fast.spec.absoluteTimecode = "01:00:00:00";
+    Clip high(Written(dir, "fast_001.R3D", fast));
+    EXPECT_EQ(high.AbsoluteTimecode(0), "01:00:00:00");
+    EXPECT_EQ(high.AbsoluteTimecode(1), "01.00.00.01");
+    EXPECT_EQ(high.AbsoluteTimecode(2), "01:00:00:01");
+    EXPECT_FLOAT_EQ(high.TimecodeFramerate(), 24.0f);
+}
+
+TEST(SdkClip, DecodedFramesEqualTheWrittenPictureAtEveryResolutionAndLayout) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip(70, 36, 2);  // sizes that leave a remainder at every divisor
+    c.payload.rowsPerStripe = 5;
+    const std::string path = Written(dir, "A007_C003_0101AB_001.R3D", c);
+    Clip clip(path);
+    ASSERT_EQ(clip.Status(), kClipLoaded);
+    const struct {
+        uint32_t mode;
+        int divisor;
+    } modes[] = {{kDecodeFullResPremium, 1},  {kDecodeHalfResGood, 2},   {kDecodeHalfResPremium, 2},
+                 {kDecodeQuarterResGood, 4},  {kDecodeEighthResGood, 8}, {kDecodeSixteenthResGood, 16}};
+    for (int frame = 0; frame < 2; ++frame) {
+        const auto written = sdktest::Picture(70, 36, uint64_t(frame));
+        for (const auto& m : modes) {
+            SCOPED_TRACE("frame " + std::to_string(frame) + " divisor " + std::to_string(m.divisor));
+            const uint32_t w = 70u / uint32_t(m.divisor), h = 36u / uint32_t(m.divisor);
+            const auto expected = sdktest::Reduced(written, 70, 36, m.divisor);
+
+            // Interleaved, with rows farther apart than they need be: the gaps stay untouched.
+            const size_t row = size_t(w) * 6 + 10;
+            auto buffer = Allocate(row * h);
+            std::memset(buffer.get(), 0xAB, row * h);
+            VideoDecodeJob job;
+            job.mode = m.mode;
+            job.outputBuffer = buffer.get();
+            job.outputBufferSize = row * h;
+            job.bytesPerRow = row;
+            ASSERT_EQ(clip.DecodeVideoFrame(size_t(frame), job), kDecodeOk);
+            for (uint32_t y = 0; y < h; ++y) {
+                ASSERT_EQ(std::memcmp(buffer.get() + y * row, expected.data() + size_t(y) * w * 3, size_t(w) * 6), 0)
+                    << "row " << y;
+                EXPECT_EQ(buffer.get()[y * row + size_t(w) * 6], 0xAB);
+            }
+
+            // Planar: three planes of the same samples.
+            auto planes = Allocate(size_t(w) * h * 6);
+            VideoDecodeJob planar = job;
+            planar.pixelType = kPixelRGB16Planar;
+            planar.outputBuffer = planes.get();
+            planar.outputBufferSize = size_t(w) * h * 6;
+            planar.bytesPerRow = 0;
+            ASSERT_EQ(clip.DecodeVideoFrame(size_t(frame), planar), kDecodeOk);
+            const auto* p = reinterpret_cast<const uint16_t*>(planes.get());
+            for (size_t i = 0; i < size_t(w) * h; ++i)
+                for (size_t ch = 0; ch < 3; ++ch)
+                    ASSERT_EQ(p[ch * w * h + i], expected[i * 3 + ch]) << "pixel " << i << " channel " << ch;
+        }
+    }
+}
+
+TEST(SdkClip, DecodeJobsThatCannotBeServedGetTheirStatus) {
+    test::TempDir dir;
+    Clip clip(Written(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(32, 16, 2)));
+    auto buffer = Allocate(32 * 16 * 6 + 16);
+    VideoDecodeJob job;
+    job.outputBuffer = buffer.get();
+    job.outputBufferSize = 32 * 16 * 6;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, job), kDecodeOk);
+    EXPECT_EQ(clip.DecodeVideoFrame(2, job), kDecodeInvalidParameter);
+    VideoDecodeJob bad = job;
+    bad.mode = 0x44585858;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, bad), kDecodeInvalidParameter);
+    bad = job;
+    bad.pixelType = 0x52423846;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, bad), kDecodeInvalidPixelType);
+    bad = job;
+    bad.outputBufferSize -= 1;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, bad), kDecodeOutputBufferInvalid);
+    bad = job;
+    bad.outputBuffer = buffer.get() + 8;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, bad), kDecodeOutputBufferInvalid);
+    bad = job;
+    bad.bytesPerRow = 32 * 6 - 2;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, bad), kDecodeOutputBufferInvalid);
+    bad = job;
+    bad.outputBuffer = nullptr;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, bad), kDecodeOutputBufferInvalid);
+    EXPECT_EQ(Clip().DecodeVideoFrame(0, job), kDecodeClipNotOpen);
+}
+
+TEST(SdkClip, TheMakersImageDataGetsItsOwnStatusWhileMetadataTimecodeAndAudioStillWork) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip(32, 16, 4);
+    c.makerFrames = {1, 2};
+    c.droppedFrames = {3};
+    Clip clip(Written(dir, "A007_C003_0101AB_001.R3D", c));
+    ASSERT_EQ(clip.Status(), kClipLoaded);
+    auto buffer = Allocate(32 * 16 * 6);
+    std::memset(buffer.get(), 0x5A, 32 * 16 * 6);
+    VideoDecodeJob job;
+    job.outputBuffer = buffer.get();
+    job.outputBufferSize = 32 * 16 * 6;
+    EXPECT_EQ(clip.DecodeVideoFrame(1, job), kDecodeNeedsMakersDecoder);
+    EXPECT_STREQ(DecodeStatusText(kDecodeNeedsMakersDecoder), "this frame's image data needs the camera maker's decoder");
+    // Nothing that looks like a picture was left behind.
+    for (size_t i = 0; i < 32 * 16 * 6; ++i) ASSERT_EQ(buffer.get()[i], 0x5A);
+    EXPECT_EQ(clip.DecodeVideoFrame(3, job), kDecodeDroppedFrame);
+    EXPECT_EQ(clip.DecodeVideoFrame(0, job), kDecodeOk);
+
+    EXPECT_EQ(clip.MetadataItemAsString("reel_id"), "A007");
+    EXPECT_EQ(clip.AbsoluteTimecode(3), "11:22:33:15");
+    size_t blockSize = 0;
+    EXPECT_EQ(clip.AudioBlockCountAndSize(&blockSize), 4u);
+    auto audio = Allocate(blockSize, kAudioAlignment);
+    size_t size = blockSize;
+    EXPECT_EQ(clip.DecodeAudioBlock(2, audio.get(), &size), kAudioOk);
+    EXPECT_EQ(size, 2002u * 2 * 4);
+}
+
+TEST(SdkClip, DamagedPayloadIsNoPicture) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip(32, 16, 1);
+    c.payload.compression = r3d::PayloadCompression::kNone;
+    const std::string path = Written(dir, "A007_C003_0101AB_001.R3D", c);
+    // Break the first stored stripe's size in the stripe table, behind our magic.
+    std::string bytes = test::ReadWholeFile(path);
+    const size_t magic = bytes.find("OMBRGB16");
+    ASSERT_NE(magic, std::string::npos);
+    bytes[magic + 32] = char(bytes[magic + 32] ^ 0x40);
+    test::WriteWholeFile(path, bytes);
+    Clip clip(path);
+    ASSERT_EQ(clip.Status(), kClipLoaded);
+    auto buffer = Allocate(32 * 16 * 6);
+    VideoDecodeJob job;
+    job.outputBuffer = buffer.get();
+    job.outputBufferSize = 32 * 16 * 6;
+    EXPECT_EQ(clip.DecodeVideoFrame(0, job), kDecodeDamagedImageData);
+}
+
+TEST(SdkClip, DevelopmentFollowsExposureIsoWhiteBalanceAndTheExtractCurves) {
+    test::TempDir dir;
+    const std::string path = Written(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(32, 16, 1));
+    Clip clip(path);
+    const auto decode = [&](const ImageProcessingSettings& s) {
+        std::vector<uint16_t> out(32 * 16 * 3);
+        auto buffer = Allocate(out.size() * 2);
+        VideoDecodeJob job;
+        job.outputBuffer = buffer.get();
+        job.outputBufferSize = out.size() * 2;
+        job.imageProcessingSettings = &s;
+        EXPECT_EQ(clip.DecodeVideoFrame(0, job), kDecodeOk);
+        std::memcpy(out.data(), buffer.get(), out.size() * 2);
+        return out;
+    };
+    const auto written = sdktest::Picture(32, 16, 0);
+    ImageProcessingSettings asShot;
+    asShot.kelvin = 3200.0f;  // the clip's own
+    asShot.iso = 800;
+    EXPECT_EQ(decode(asShot), written);
+
+    ImageProcessingSettings brighter = asShot;
+    brighter.exposureCompensation = 1.0f;
+    ImageProcessingSettings iso1600 = asShot;
+    iso1600.iso = 1600;
+    const auto up = decode(brighter);
+    EXPECT_EQ(decode(iso1600), up);  // twice the ISO is one stop
+    int raised = 0;
+    for (size_t i = 0; i < written.size(); ++i) {
+        EXPECT_GE(up[i], written[i]);
+        raised += up[i] > written[i];
+    }
+    EXPECT_GT(raised, int(written.size()) / 2);
+
+    ImageProcessingSettings warmer = asShot;
+    warmer.kelvin = 5600.0f;
+    const auto warm = decode(warmer);
+    int64_t red = 0, blue = 0;
+    for (size_t i = 0; i < written.size(); i += 3) {
+        red += int64_t(warm[i]) - written[i];
+        blue += int64_t(warm[i + 2]) - written[i + 2];
+    }
+    EXPECT_GT(red, 0);
+    EXPECT_LT(blue, 0);
+
+    // The extracts are the camera encodings the stock tables expect.
+    const double grey = 0.18;
+    EXPECT_NEAR(LightToCode(kGammaREDlogFilm, grey) * 1023.0, 470.0, 3.0);
+    EXPECT_NEAR(LightToCode(kGammaREDlogFilm, 1.0) * 1023.0, 685.0, 0.01);
+    EXPECT_NEAR(LightToCode(kGammaREDgamma3, 4.0), 1.0, 1e-9);
+    EXPECT_NEAR(LightToCode(kGammaREDgamma3, 0.5), LightToCode(kGammaREDgamma, 0.5), 1e-12);  // below the knee
+    EXPECT_LT(LightToCode(kGammaREDgamma3, 1.0), 1.0);
+    for (double code : {0.0, 0.05, 0.3, 0.8, 1.0})
+        EXPECT_NEAR(LightToCode(kGammaREDgamma, PayloadCodeToLight(code)), code, 1e-9) << code;
+    const auto wb = WhiteBalanceGains(5600.0, 5600.0);
+    EXPECT_DOUBLE_EQ(wb[0], 1.0);
+    EXPECT_DOUBLE_EQ(wb[2], 1.0);
+}
+
+TEST(SdkClip, AudioBlocksComeBigEndianOnFiveHundredTwelveByteBounds) {
+    test::TempDir dir;
+    for (const bool littleEndian : {false, true}) {
+        SCOPED_TRACE(littleEndian ? "little-endian clip" : "big-endian clip");
+        sdktest::SdkClip c = sdktest::BasicClip(16, 8, 3);
+        c.spec.audioLittleEndian = littleEndian;
+        c.audioBlocks = {2002, 2002, 1001};
+        Clip clip(Written(dir, littleEndian ? "le_001.R3D" : "be_001.R3D", c));
+        ASSERT_EQ(clip.Status(), kClipLoaded);
+        EXPECT_EQ(clip.AudioChannelCount(), 2u);
+        EXPECT_EQ(clip.AudioSampleCount(), 5005u);
+        size_t blockSize = 0;
+        ASSERT_EQ(clip.AudioBlockCountAndSize(&blockSize), 3u);
+        EXPECT_EQ(blockSize % kAudioAlignment, 0u);
+        EXPECT_GE(blockSize, 2002u * 8);
+        EXPECT_LT(blockSize, 2002u * 8 + kAudioAlignment);
+        auto buffer = Allocate(blockSize + kAudioAlignment, kAudioAlignment);
+        for (size_t b = 0; b < 3; ++b) {
+            size_t size = blockSize;
+            ASSERT_EQ(clip.DecodeAudioBlock(b, buffer.get(), &size), kAudioOk);
+            const auto samples = sdktest::Samples(b, c.audioBlocks[b], 2);
+            ASSERT_EQ(size, samples.size() * 4);
+            for (size_t i = 0; i < samples.size(); ++i) {
+                const uint8_t* p = buffer.get() + i * 4;
+                ASSERT_EQ(uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3], uint32_t(samples[i]))
+                    << "block " << b << " sample " << i;
+            }
+        }
+        size_t size = blockSize;
+        EXPECT_EQ(clip.DecodeAudioBlock(0, buffer.get() + 16, &size), kAudioBadBuffer);
+        size = blockSize - 4;
+        EXPECT_EQ(clip.DecodeAudioBlock(0, buffer.get(), &size), kAudioBadBuffer);
+        size = kAudioAlignment;  // aligned, but too small for the block
+        EXPECT_EQ(clip.DecodeAudioBlock(0, buffer.get(), &size), kAudioBadBuffer);
+        size = blockSize;
+        EXPECT_EQ(clip.DecodeAudioBlock(3, buffer.get(), &size), kAudioNoSuchBlock);
+        EXPECT_EQ(Clip().DecodeAudioBlock(0, buffer.get(), &size), kAudioClipNotOpen);
+    }
+    sdktest::SdkClip silent = sdktest::BasicClip(16, 8, 2);
+    silent.spec.audioChannels = 0;
+    size_t blockSize = 1;
+    EXPECT_EQ(Clip(Written(dir, "silent_001.R3D", silent)).AudioBlockCountAndSize(&blockSize), 0u);
+    EXPECT_EQ(blockSize, 0u);
+}
+
+TEST(SdkRocket, NoCardIsFitted) {
+    EXPECT_EQ(RedRocket::RocketsAvailable(), 0u);
+    RedRocket card;
+    RocketInfo info;
+    info.pciX8 = true;
+    EXPECT_EQ(card.Open(0, &info), kDecodeResourceNotAvailable);
+    EXPECT_FALSE(info.pciX8);
+    RocketDecodeJob job;
+    EXPECT_EQ(card.Decode(&job, 1), kDecodeResourceNotOpened);
+    card.Close();
+    EXPECT_FALSE(card.IsOpen());
+}
+
+}  // namespace
+}  // namespace ombrel

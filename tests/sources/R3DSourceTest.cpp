@@ -1,0 +1,359 @@
+// The R3D source on clips made by our writer: camera profiles, decode resolutions, the ring
+// with its prefetch, audio extraction, timecode and edge code.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "library/FileParserHooks.h"
+#include "r3d/sdk/SdkClips.h"
+#include "sources/R3DSource.h"
+#include "sources/SourceFactory.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+std::string Written(const test::TempDir& dir, const std::string& name, const sdktest::SdkClip& c) {
+    const std::string path = dir / name;
+    EXPECT_EQ(sdktest::WriteSdkClip(path, c), "") << path;
+    return path;
+}
+
+// Keeps the class-wide extract type of a test from leaking into the next.
+class ExtractTypeGuard {
+public:
+    ExtractTypeGuard() : saved_(R3DFile::GetExtractType()) {}
+    ~ExtractTypeGuard() { R3DFile::SetExtractType(saved_); }
+
+private:
+    int saved_;
+};
+
+// A source opened for an output size as a render opens it.
+// Fit 2 fills the output, so the size asked of the clip is the output size.
+std::unique_ptr<R3DSource> OpenForOutput(const std::string& path, int32_t w, int32_t h, int slots = 8,
+                                         bool willBlur = false) {
+    auto s = std::make_unique<R3DSource>();
+    s->SetFilePath(path);
+    EXPECT_TRUE(s->SetOutputWidthHeightFit(w, h, 2));
+    s->SetPlanar(false);
+    EXPECT_TRUE(s->OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(path, true, slots, true, willBlur))
+        << s->lastError();
+    return s;
+}
+
+TEST(R3DSource, EachCameraAndExtractTypeTakesItsProfile) {
+    test::TempDir dir;
+    ExtractTypeGuard guard;
+    struct Camera {
+        const char* name;
+        uint8_t major;
+        uint8_t cameraCode;
+        int sensorFamily;  // -1: no token
+        const char* profiles[3];
+    } cameras[] = {
+        {"camera 1 sensor 0", 5, 1, 0, {"RedOne", "RedOne_RC3RG3", "RedOne_RC3RLF"}},
+        {"camera 1 sensor 1", 5, 1, 4, {"Red", "RedMX_RC3RG3", "RedMX_RC3RLF"}},
+        {"first generation, sensor 0", 4, 0, 0, {"RedOne", "RedOne_RC3RG3", "RedOne_RC3RLF"}},
+        {"camera 5", 5, 5, 4, {"EpicM", "EpicX_RC3RG3", "EpicX_RC3RLF"}},
+        {"camera 2, sensor 0", 5, 2, 0, {"EpicM", "EpicX_RC3RG3", "EpicX_RC3RLF"}},
+    };
+    int n = 0;
+    for (const Camera& cam : cameras) {
+        sdktest::SdkClip c = sdktest::BasicClip(16, 8, 1);
+        c.spec.major = cam.major;
+        c.spec.minor = cam.major == 5 ? 2 : 0;
+        c.spec.cameraCode = cam.cameraCode;
+        c.spec.frameMetadata = {r3d::MetadataToken::U8(r3d::kIdSensorFamily, uint8_t(cam.sensorFamily)),
+                                r3d::MetadataToken::U32(r3d::kIdSensorVariant, 0)};
+        const std::string path = Written(dir, "A00" + std::to_string(++n) + "_C001_0101AB_001.R3D", c);
+        auto source = OpenForOutput(path, 16, 8);
+        for (int extract = 0; extract < 3; ++extract) {
+            R3DFile::SetExtractType(extract);
+            EXPECT_EQ(source->SourceType(), cam.profiles[extract]) << cam.name << ", extract type " << extract;
+        }
+        R3DFile::SetExtractType(3);
+        EXPECT_EQ(source->SourceType(), "EpicX_RC3RG3") << cam.name;
+    }
+    EXPECT_EQ(R3DSource().SourceType(), "");
+}
+
+TEST(R3DSource, TheDecodeResolutionIsTheSmallestThatCoversTheOutput) {
+    test::TempDir dir;
+    const std::string path = Written(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(64, 32, 1));
+    const struct {
+        int32_t w, h;
+        bool blur;
+        int divisor;
+    } cases[] = {
+        {32, 16, false, 2},  // exactly half
+        {33, 16, false, 1},  // one pixel more across
+        {32, 17, false, 1},  // one pixel more down
+        {16, 8, false, 4},   {8, 4, false, 8},  {4, 2, false, 16}, {1, 1, false, 16},
+        {64, 32, true, 1},   // a blur below 4097 wide stays at full size
+    };
+    for (const auto& k : cases) {
+        auto s = OpenForOutput(path, k.w, k.h, 8, k.blur);
+        EXPECT_EQ(s->r3dFile()->Resolution(), k.divisor) << k.w << " x " << k.h;
+        EXPECT_EQ(s->Width(), 64u / uint32_t(k.divisor));
+        EXPECT_EQ(s->Height(), 32u / uint32_t(k.divisor));
+    }
+    R3DFile zero(1);
+    ASSERT_TRUE(zero.LoadR3DClip(path, 0, 0, false, false));
+    EXPECT_EQ(zero.Resolution(), 16);
+    // At fit 0 the clip is asked for the aspect size: 32 x 17 keeps the width, 32 x 16.
+    auto kept = std::make_unique<R3DSource>();
+    kept->SetFilePath(path);
+    ASSERT_TRUE(kept->SetOutputWidthHeightFit(32, 17, 0));
+    ASSERT_TRUE(kept->OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(path, true, 8, false, false));
+    EXPECT_EQ(kept->r3dFile()->Resolution(), 2);
+
+    // A clip wider than 4096 that will blur is decoded at half size.
+    sdktest::SdkClip wide = sdktest::BasicClip(4097, 2, 1);
+    wide.audioBlocks.clear();
+    const std::string widePath = Written(dir, "A002_C001_0101AB_001.R3D", wide);
+    R3DFile blurred(1), sharp(1);
+    ASSERT_TRUE(blurred.LoadR3DClip(widePath, 4097, 2, false, true));
+    ASSERT_TRUE(sharp.LoadR3DClip(widePath, 4097, 2, false, false));
+    EXPECT_EQ(blurred.Resolution(), 2);
+    EXPECT_EQ(sharp.Resolution(), 1);
+    sdktest::SdkClip k4 = sdktest::BasicClip(4096, 2, 1);
+    k4.audioBlocks.clear();
+    R3DFile fourK(1);
+    ASSERT_TRUE(fourK.LoadR3DClip(Written(dir, "A003_C001_0101AB_001.R3D", k4), 4096, 2, false, true));
+    EXPECT_EQ(fourK.Resolution(), 1);
+
+    // Sizes before the open come from the clip at the source's own divisor.
+    R3DSource probe;
+    EXPECT_EQ(probe.Debayer(), 4);
+    const OriginalSize original = probe.GetOriginalSizeForPath(path);
+    EXPECT_EQ(original.width, 64.0f);
+    EXPECT_EQ(original.height, 32.0f);
+    probe.SetFilePath(path);
+    ASSERT_TRUE(probe.SetOutputWidthHeightFit(100, 100, 0));
+    EXPECT_EQ(probe.Width(), 16u);
+    EXPECT_EQ(probe.AspectHeight(), 50u);
+}
+
+TEST(R3DSource, PrefetchedFramesEqualTheWrittenPictureAndTheRingKeepsItsContract) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip(48, 24, 6);
+    const std::string path = Written(dir, "A001_C001_0101AB_001.R3D", c);
+    for (const int divisor : {1, 2, 4}) {
+        SCOPED_TRACE("divisor " + std::to_string(divisor));
+        auto s = OpenForOutput(path, 48 / divisor, 24 / divisor, 4);
+        ASSERT_EQ(s->r3dFile()->Resolution(), divisor);
+        s->DecodeSetup();
+        const uint32_t w = s->Width(), h = s->Height();
+        EXPECT_EQ(s->RetrieveBufferForFrame(0), kFrameNotReady);
+        for (int f = 0; f < 4; ++f) ASSERT_TRUE(s->PreFectchFrame(f));
+        EXPECT_FALSE(s->PreFectchFrame(4));  // all four slots are taken
+        EXPECT_FALSE(s->DiscardFrame(5));
+        for (int f = 0; f < 6; ++f) {
+            if (f >= 4) {
+                ASSERT_TRUE(s->PreFectchFrame(f));
+            }
+            ASSERT_EQ(s->RetrieveBufferForFrame(f), kFrameReady);
+            const auto expected = sdktest::Reduced(sdktest::Picture(48, 24, uint64_t(f)), 48, 24, divisor);
+            ASSERT_EQ(std::memcmp(s->RawBuffer(), expected.data(), size_t(w) * h * 6), 0) << "frame " << f;
+            ASSERT_EQ(std::memcmp(s->ResizeBuffer(), expected.data(), size_t(w) * h * 6), 0) << "frame " << f;
+            EXPECT_TRUE(s->DiscardFrame(f));
+        }
+        EXPECT_TRUE(s->usingPrefetch());
+
+        // The preview's road: one frame at once, into the current slot.
+        ASSERT_TRUE(s->Decode(2));
+        EXPECT_FALSE(s->usingPrefetch());
+        const auto two = sdktest::Reduced(sdktest::Picture(48, 24, 2), 48, 24, divisor);
+        EXPECT_EQ(std::memcmp(s->RawBuffer(), two.data(), size_t(w) * h * 6), 0);
+        EXPECT_FALSE(s->Decode(6));
+    }
+}
+
+TEST(R3DSource, PlanarAndInterleavedLayoutsDescribeTheProcessedBuffer) {
+    test::TempDir dir;
+    const std::string path = Written(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(32, 16, 1));
+    R3DSource planar;
+    planar.SetPlanar(true);
+    planar.setDebayer(1);
+    ASSERT_TRUE(planar.OpenFileForOutputSize(path, false));
+    EXPECT_EQ(planar.bytesPerPlane(), 32 * 16 * 2);
+    EXPECT_EQ(planar.bytesPerRow(), 64);
+    EXPECT_EQ(planar.altPlanes()[1], planar.ProcessedBuffer() + 32 * 16 * 2);
+    EXPECT_EQ(planar.altPlanes()[3], nullptr);
+    EXPECT_EQ(planar.r3dFile()->bufferCount(), 4);  // full resolution keeps four slots
+    EXPECT_EQ(planar.r3dFile()->slotBytes(), size_t(32) * 16 * 12);
+    EXPECT_EQ(planar.r3dFile()->decodeJob().bytesPerRow, size_t(32) * 6);
+    R3DSource interleaved;
+    interleaved.setDebayer(2);
+    ASSERT_TRUE(interleaved.OpenFileForOutputSize(path, false));
+    EXPECT_EQ(interleaved.Width(), 16u);
+    EXPECT_EQ(interleaved.bytesPerRow(), 16 * 6);
+    EXPECT_EQ(interleaved.altPlanes()[0], interleaved.ProcessedBuffer());
+    EXPECT_EQ(interleaved.altPlanes()[1], nullptr);
+    ASSERT_NE(interleaved.ImageRep(), nullptr);
+    EXPECT_EQ(interleaved.ImageRep()->samplesPerPixel, 3);
+    EXPECT_EQ(R3DSource().ImageRep(), nullptr);
+    EXPECT_EQ(R3DSource().ProcessedBuffer(), nullptr);
+}
+
+TEST(R3DSource, AMakersFrameEndsWithItsReasonAndOthersStillDecode) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip(32, 16, 4);
+    c.makerFrames = {2};
+    auto s = OpenForOutput(Written(dir, "A001_C001_0101AB_001.R3D", c), 32, 16, 4);
+    s->DecodeSetup();
+    for (int f = 0; f < 4; ++f) ASSERT_TRUE(s->PreFectchFrame(f));  // a given-up frame settles its slot
+    EXPECT_EQ(s->RetrieveBufferForFrame(1), kFrameReady);
+    EXPECT_EQ(s->RetrieveBufferForFrame(2), kFrameFailed);
+    EXPECT_EQ(s->lastError(), "this frame's image data needs the camera maker's decoder");
+    EXPECT_EQ(s->RetrieveBufferForFrame(3), kFrameReady);
+    EXPECT_FALSE(s->Decode(2));
+    EXPECT_TRUE(s->Decode(3));
+    EXPECT_EQ(s->TimecodeString(2), "11:22:33:14");
+}
+
+TEST(R3DSource, ExtractedAudioMatchesTheWrittenSamples) {
+    test::TempDir dir;
+    sdktest::SdkClip c = sdktest::BasicClip(16, 8, 3);
+    c.spec.audioChannels = 3;
+    c.spec.audioSampleRate = 44100;
+    c.audioBlocks = {1839, 1840, 1839};
+    auto s = OpenForOutput(Written(dir, "A001_C001_0101AB_001.R3D", c), 16, 8);
+    const std::string au = dir / "out/A001_C001_0101AB.au";
+    std::filesystem::create_directories(dir / "out");
+    ASSERT_TRUE(s->ExtractAudio(au));
+    const std::string bytes = test::ReadWholeFile(au);
+    auto be32 = [&](size_t at) {
+        return uint32_t(uint8_t(bytes[at])) << 24 | uint32_t(uint8_t(bytes[at + 1])) << 16 |
+               uint32_t(uint8_t(bytes[at + 2])) << 8 | uint8_t(bytes[at + 3]);
+    };
+    ASSERT_GE(bytes.size(), 28u);
+    EXPECT_EQ(bytes.substr(0, 4), ".snd");
+    EXPECT_EQ(be32(4), 28u);
+    EXPECT_EQ(be32(8), 0xFFFFFFFFu);
+    EXPECT_EQ(be32(12), 5u);
+    EXPECT_EQ(be32(16), 44100u);
+    EXPECT_EQ(be32(20), 3u);
+    std::vector<int32_t> all;
+    for (size_t b = 0; b < 3; ++b) {
+        const auto block = sdktest::Samples(b, c.audioBlocks[b], 3);
+        all.insert(all.end(), block.begin(), block.end());
+    }
+    ASSERT_EQ(bytes.size(), 28 + all.size() * 4);
+    for (size_t i = 0; i < all.size(); ++i) ASSERT_EQ(be32(28 + i * 4), uint32_t(all[i])) << "sample " << i;
+
+    // No audio: true and no file; a folder that is not there: false and nothing left behind.
+    sdktest::SdkClip silent = sdktest::BasicClip(16, 8, 1);
+    silent.spec.audioChannels = 0;
+    auto quiet = OpenForOutput(Written(dir, "A002_C001_0101AB_001.R3D", silent), 16, 8);
+    EXPECT_TRUE(quiet->ExtractAudio(dir / "out/silent.au"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "out/silent.au"));
+    EXPECT_FALSE(s->ExtractAudio(dir / "missing/folder/x.au"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "missing"));
+    EXPECT_FALSE(R3DSource().ExtractAudio(dir / "out/none.au"));
+}
+
+TEST(R3DSource, TimecodeAndEdgeCodeOfTheFirstAndLastFrame) {
+    test::TempDir dir;
+    auto s = OpenForOutput(Written(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(16, 8, 40)), 16, 8);
+    EXPECT_EQ(s->FramesInClip(), 40u);
+    EXPECT_NEAR(s->FramesPerSecond(), 23.976f, 0.001f);
+    EXPECT_EQ(s->TimecodeString(), "11:22:33:12");
+    EXPECT_EQ(s->TimecodeString(0), "11:22:33:12");
+    EXPECT_EQ(s->TimecodeString(39), "11:22:35:03");
+    EXPECT_EQ(s->EdgecodeString(0), "10:00:00:00");
+    EXPECT_EQ(s->EdgecodeString(39), "10:00:01:15");
+    EXPECT_EQ(s->Timecode(39), (TimecodeValues{11, 22, 35, 3}));
+    EXPECT_EQ(s->TimecodeString(40), "00:00:00:00");  // beyond the clip
+    EXPECT_EQ(s->EdgecodeString(40), "");
+    EXPECT_EQ(s->MetadataKelvin(), 3200u);
+
+    R3DSource none;
+    EXPECT_EQ(none.Timecode(0), TimecodeValues{});
+    EXPECT_EQ(none.TimecodeString(), "");
+    EXPECT_EQ(none.EdgecodeString(0), "");
+    EXPECT_EQ(none.MetadataKelvin(), 5600u);
+    EXPECT_EQ(none.FramesPerSecond(), 0.0f);
+    EXPECT_EQ(none.FramesInClip(), 0u);
+
+    // Above 30 fps the "." frame is the first of its step: frames count in the clip's own rate.
+    sdktest::SdkClip fast = sdktest::BasicClip(16, 8, 4);
+    fast.spec.rateNumerator = 60000;
+    fast.spec.rateDenominator = 1001;
+    fast.spec.absoluteTimecode = "02:00:00:00";
+    auto f = OpenForOutput(Written(dir, "A002_C001_0101AB_001.R3D", fast), 16, 8);
+    EXPECT_EQ(f->TimecodeString(0), "02:00:00:00");
+    EXPECT_EQ(f->TimecodeString(1), "02.00.00.01");
+    EXPECT_EQ(f->Timecode(0), (TimecodeValues{2, 0, 0, 1}));
+    EXPECT_EQ(f->Timecode(1), (TimecodeValues{2, 0, 0, 2}));
+    EXPECT_EQ(f->Timecode(2), (TimecodeValues{2, 0, 0, 3}));
+    EXPECT_EQ(f->Timecode(3), (TimecodeValues{2, 0, 0, 4}));
+
+    // A first-generation clip may separate with ";": read like ":".
+    sdktest::SdkClip old = sdktest::BasicClip(16, 8, 2);
+    old.spec.major = 4;
+    old.spec.minor = 0;
+    old.spec.rateNumerator = 30;
+    old.spec.rateDenominator = 1;
+    old.spec.absoluteTimecode = "03;04;05;29";
+    old.spec.edgeTimecode = "03;04;05;29";
+    auto o = OpenForOutput(Written(dir, "A003_C001_0101AB_001.R3D", old), 16, 8);
+    EXPECT_EQ(o->Timecode(0), (TimecodeValues{3, 4, 5, 29}));
+    EXPECT_EQ(o->Timecode(1), (TimecodeValues{3, 4, 6, 0}));
+}
+
+TEST(R3DSource, ExposureAndKelvinTakeEffectAtDecodeSetup) {
+    test::TempDir dir;
+    auto s = OpenForOutput(Written(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(16, 8, 1)), 16, 8);
+    ASSERT_TRUE(s->Decode(0));
+    EXPECT_TRUE(s->ExposureConsistent());
+    std::vector<uint8_t> asShot(s->RawBuffer(), s->RawBuffer() + 16 * 8 * 6);
+    s->SetExposureKelvin(1.0f, 3200.0f);
+    EXPECT_FALSE(s->ExposureConsistent());
+    ASSERT_TRUE(s->DecodeFrame(0));  // settings are copied at the decode
+    EXPECT_TRUE(s->ExposureConsistent());
+    std::vector<uint8_t> brighter(s->RawBuffer(), s->RawBuffer() + 16 * 8 * 6);
+    EXPECT_NE(brighter, asShot);
+    s->SetExposureKelvin(0.0f, 3200.0f);
+    ASSERT_TRUE(s->Decode(0));
+    EXPECT_EQ(std::vector<uint8_t>(s->RawBuffer(), s->RawBuffer() + 16 * 8 * 6), asShot);
+    EXPECT_TRUE(R3DSource().ExposureConsistent());
+}
+
+TEST(R3DSource, AClipThatCannotBeReadIsRefusedWithAReason) {
+    test::TempDir dir;
+    test::WriteWholeFile(dir / "A001_C001_0101AB_001.R3D", std::string(3000, '\0'));
+    R3DSource s;
+    EXPECT_FALSE(s.OpenFileForOutputSize(dir / "A001_C001_0101AB_001.R3D", false));
+    EXPECT_NE(s.lastError().find("not an R3D clip"), std::string::npos) << s.lastError();
+    EXPECT_FALSE(s.PreFectchFrame(0));
+    EXPECT_EQ(s.RetrieveBufferForFrame(0), kFrameNotReady);
+    EXPECT_EQ(s.GetOriginalSizeForPath(dir / "absent_001.R3D").width, 0.0f);
+    s.SetFilePath(dir / "absent_001.R3D");
+    EXPECT_FALSE(s.SetOutputWidthHeightFit(100, 50, 0));
+}
+
+TEST(R3DSource, RegisteredItServesRendersAndTheFileRules) {
+    test::TempDir dir;
+    const std::string path = Written(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(16, 8, 5));
+    const RenderSourceMaker before = SetRenderSourceMaker(SourceKind::R3D, nullptr);
+    const R3DClipOpener openerBefore = GetR3DClipOpener();
+    RegisterR3DSource();
+    MadeSource made = MakeRenderSourceForPath(path);
+    ASSERT_TRUE(made.source) << made.error;
+    EXPECT_NE(dynamic_cast<R3DSource*>(made.source.get()), nullptr);
+    const auto clip = GetR3DClipOpener()(path);
+    ASSERT_TRUE(clip);
+    EXPECT_EQ(clip->VideoFrameCount(), 5);
+    EXPECT_EQ(clip->MetadataItemAsString("reel_id"), "A007");
+    EXPECT_EQ(clip->AbsoluteTimecode(4), "11:22:33:16");
+    EXPECT_EQ(clip->EdgeTimecode(0), "10:00:00:00");
+    EXPECT_FALSE(GetR3DClipOpener()(dir / "absent_001.R3D"));
+    SetRenderSourceMaker(SourceKind::R3D, before);
+    SetR3DClipOpener(openerBefore);
+}
+
+}  // namespace
+}  // namespace ombrel
