@@ -172,7 +172,7 @@ void ClipSettings::LoadFromDictionary(const PlistValue& d) {
     mid_ = f("mid");
     white_ = f("white");
     grainScale_ = f("grainScale");
-    if (grainScale_ == 0.0f) {
+    if (!(grainScale_ > 0.0f)) {  // 0, and also a negative or NaN scale that would abort later
         LogWarn("Warning: grain scale of 0 found in project file.");
         grainScale_ = 1.0f;
     }
