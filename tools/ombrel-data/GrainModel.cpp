@@ -166,6 +166,51 @@ std::vector<int> CyclicWindow(const std::vector<int>& values, int window, bool m
     return result;
 }
 
+// Widths at which maps are commonly made from a scan, as fractions of its width. The
+// reader takes its range from the first 250 pixels of the resized map, so the roll is
+// chosen for these too.
+constexpr double kResizeScales[] = {0.9375, 0.703125, 0.625, 0.46875, 0.3125};
+
+// Rows of the scan that may become row 0: enough candidates, at a fraction of the cost.
+constexpr int kCandidateRows = 384;
+
+// A Lanczos-3 low pass as a resampler to `scale` applies it, around the torus, without
+// decimation: each pixel of the first `rows` rows gets the value a resized pixel centred
+// there would have.
+std::vector<float> LanczosPass(const std::vector<float>& in, int w, int h, int rows, double scale) {
+    const int radius = static_cast<int>(std::floor(3.0 / scale));
+    std::vector<float> kernel(static_cast<size_t>(2 * radius + 1));
+    double total = 0.0;
+    for (int i = -radius; i <= radius; ++i) {
+        const double t = i * scale;
+        double v = 1.0;
+        if (i != 0) v = std::sin(kPi * t) / (kPi * t) * std::sin(kPi * t / 3.0) / (kPi * t / 3.0);
+        kernel[static_cast<size_t>(i + radius)] = static_cast<float>(v);
+        total += v;
+    }
+    for (float& k : kernel) k = static_cast<float>(k / total);
+    std::vector<float> tmp(in.size()), out(in.size());
+    for (int yy = -radius; yy < rows + radius; ++yy) {
+        const int y = Wrap(yy, h);
+        const float* row = in.data() + static_cast<size_t>(y) * static_cast<size_t>(w);
+        float* dst = tmp.data() + static_cast<size_t>(y) * static_cast<size_t>(w);
+        for (int x = 0; x < w; ++x) {
+            float acc = 0.0f;
+            for (int i = -radius; i <= radius; ++i) acc += kernel[static_cast<size_t>(i + radius)] * row[Wrap(x + i, w)];
+            dst[x] = acc;
+        }
+    }
+    for (int y = 0; y < rows; ++y) {
+        float* dst = out.data() + static_cast<size_t>(y) * static_cast<size_t>(w);
+        for (int i = -radius; i <= radius; ++i) {
+            const float k = kernel[static_cast<size_t>(i + radius)];
+            const float* row = tmp.data() + static_cast<size_t>(Wrap(y + i, h)) * static_cast<size_t>(w);
+            for (int x = 0; x < w; ++x) dst[x] += k * row[x];
+        }
+    }
+    return out;
+}
+
 }  // namespace
 
 bool GrainParams::Load(const std::string& path, std::string* error) {
@@ -245,35 +290,80 @@ GrainScan GenerateGrainScan(const GrainParams& p) {
         mean[c] = sum / static_cast<double>(pixels);
         spread[c] = std::sqrt(std::max(0.0, squares / static_cast<double>(pixels) - mean[c] * mean[c]));
     }
-    const int window = std::min(kRangeSamplePixels, p.width);
-    double bestScore = 1e300;
-    int bestX = 0, bestY = 0;
-    std::vector<int> lows(static_cast<size_t>(p.width)), highs(static_cast<size_t>(p.width));
-    for (int y = 0; y < p.height; ++y) {
-        const uint8_t* row = quantised.data() + static_cast<size_t>(y) * static_cast<size_t>(p.width) * 3;
-        for (int x = 0; x < p.width; ++x) {
-            const uint8_t* px = row + 3 * x;
-            lows[static_cast<size_t>(x)] = std::min({px[0], px[1], px[2]});
-            highs[static_cast<size_t>(x)] = std::max({px[0], px[1], px[2]});
+    // For each possible origin: the worst error of the mapped mean over the scan itself and
+    // its common resizes, and the mapped spread at full size.
+    const int rows = std::min(kCandidateRows, p.height);
+    const size_t judged = static_cast<size_t>(rows) * static_cast<size_t>(p.width);
+    std::vector<float> worst(pixels, 1.0f), mappedSpread(pixels, 0.0f);
+    std::fill(worst.begin(), worst.begin() + static_cast<std::ptrdiff_t>(judged), 0.0f);
+    auto judge = [&](const std::vector<float>& lowsAll, const std::vector<float>& highsAll, int window, bool full) {
+        std::vector<int> lows(static_cast<size_t>(p.width)), highs(static_cast<size_t>(p.width));
+        for (int y = 0; y < rows; ++y) {
+            const size_t row = static_cast<size_t>(y) * static_cast<size_t>(p.width);
+            // Quarter steps keep the sliding extremes exact for integers and fine for floats.
+            for (int x = 0; x < p.width; ++x) {
+                lows[static_cast<size_t>(x)] = static_cast<int>(std::floor(lowsAll[row + static_cast<size_t>(x)] * 4.0f));
+                highs[static_cast<size_t>(x)] = static_cast<int>(std::ceil(highsAll[row + static_cast<size_t>(x)] * 4.0f));
+            }
+            const auto lo = CyclicWindow(lows, window, false);
+            const auto hi = CyclicWindow(highs, window, true);
+            for (int x = 0; x < p.width; ++x) {
+                const double l = lo[static_cast<size_t>(x)] / 4.0;
+                const double range = (hi[static_cast<size_t>(x)] - lo[static_cast<size_t>(x)]) / 4.0;
+                const size_t i = row + static_cast<size_t>(x);
+                if (range <= 0.0) {
+                    worst[i] = 1.0f;
+                    continue;
+                }
+                double error = 0.0, spreadSum = 0.0;
+                for (size_t c = 0; c < 3; ++c) {
+                    error = std::max(error, std::abs((mean[c] - l) / range - 0.5));
+                    spreadSum += spread[c] / range / 3.0;
+                }
+                worst[i] = std::max(worst[i], static_cast<float>(error));
+                if (full) mappedSpread[i] = static_cast<float>(spreadSum);
+            }
         }
-        const auto lo = CyclicWindow(lows, window, false);
-        const auto hi = CyclicWindow(highs, window, true);
-        for (int x = 0; x < p.width; ++x) {
-            const double range = hi[static_cast<size_t>(x)] - lo[static_cast<size_t>(x)];
-            if (range <= 0.0) continue;
-            double meanError = 0.0, mappedSpread = 0.0;
-            for (size_t c = 0; c < 3; ++c) {
-                meanError = std::max(meanError, std::abs((mean[c] - lo[static_cast<size_t>(x)]) / range - 0.5));
-                mappedSpread += spread[c] / range / 3.0;
+    };
+    {
+        std::vector<float> lows(pixels), highs(pixels);
+        for (size_t i = 0; i < pixels; ++i) {
+            const uint8_t* px = quantised.data() + 3 * i;
+            lows[i] = std::min({px[0], px[1], px[2]});
+            highs[i] = std::max({px[0], px[1], px[2]});
+        }
+        judge(lows, highs, std::min(kRangeSamplePixels, p.width), true);
+    }
+    for (double scale : kResizeScales) {
+        std::vector<float> lows(pixels, 1e9f), highs(pixels, -1e9f);
+        for (size_t c = 0; c < 3; ++c) {
+            std::vector<float> plane(pixels);
+            for (size_t i = 0; i < pixels; ++i) plane[i] = quantised[3 * i + c];
+            const auto filtered = LanczosPass(plane, p.width, p.height, rows, scale);
+            for (size_t i = 0; i < judged; ++i) {
+                lows[i] = std::min(lows[i], filtered[i]);
+                highs[i] = std::max(highs[i], filtered[i]);
             }
-            const double score = (meanError > 0.003 ? 1.0 + meanError : 0.0) + std::abs(mappedSpread - p.targetStd);
-            if (score < bestScore) {
-                bestScore = score;
-                bestX = x;
-                bestY = y;
-            }
+        }
+        const int window = std::min(p.width, static_cast<int>(std::lround(kRangeSamplePixels / scale)));
+        judge(lows, highs, window, false);
+    }
+
+    // The origin whose mean holds best at every size; among those, the intended spread.
+    const float bestWorst = *std::min_element(worst.begin(), worst.end());
+    const float allowed = std::max(bestWorst * 1.5f, 0.004f);
+    double bestScore = 1e300;
+    size_t best = 0;
+    for (size_t i = 0; i < judged; ++i) {
+        if (worst[i] > allowed) continue;
+        const double score = std::abs(mappedSpread[i] - p.targetStd);
+        if (score < bestScore) {
+            bestScore = score;
+            best = i;
         }
     }
+    const int bestX = static_cast<int>(best % static_cast<size_t>(p.width));
+    const int bestY = static_cast<int>(best / static_cast<size_t>(p.width));
 
     GrainScan scan;
     scan.width = p.width;
