@@ -12,6 +12,7 @@
 #include "core/MainQueue.h"
 #include "core/Paths.h"
 #include "library/FileParser.h"
+#include "library/FileParserHooks.h"
 #include "model/SettingsManager.h"
 #include "platform/movie/MovieProbe.h"
 #include "render/LookPipeline.h"
@@ -62,7 +63,11 @@ bool ParseLevels(const std::string& text, float* b, float* m, float* w) {
 
 // Frames in a clip as far as this build can tell before opening it; 0 when unknown.
 int FrameCountForClip(const std::string& path) {
-    if (FileParser::IsR3DFile(path)) return 0;
+    if (FileParser::IsR3DFile(path)) {
+        const R3DClipOpener open = GetR3DClipOpener();
+        const auto clip = open ? open(path) : nullptr;
+        return clip ? clip->VideoFrameCount() : 0;
+    }
     MovieProbe probe(path);
     if (!probe.ok()) return 0;
     double fps = 0, frames = 0;

@@ -2,10 +2,14 @@
 
 #include <cstdio>
 
+#include "DemoCommand.h"
+#include "InfoCommand.h"
 #include "ProjectCommand.h"
 #include "RenderCommand.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "render/DefaultRenderers.h"
+#include "sources/R3DSource.h"
 
 using namespace ombrel;
 
@@ -19,9 +23,10 @@ int main(int argc, char** argv) {
     CLI::App* render = cli::AddRenderCommand(app, renderOptions);
     cli::ProjectOptions projectOptions;
     CLI::App* project = cli::AddProjectCommand(app, projectOptions);
-    std::string demoOut;
-    CLI::App* demo = app.add_subcommand("demo", "Render the demo clip with a film look");
-    demo->add_option("--out", demoOut, "Output folder");
+    cli::InfoOptions infoOptions;
+    CLI::App* info = cli::AddInfoCommand(app, infoOptions);
+    cli::DemoOptions demoOptions;
+    CLI::App* demo = cli::AddDemoCommand(app, demoOptions);
 
     try {
         app.parse(argc, argv);
@@ -29,6 +34,8 @@ int main(int argc, char** argv) {
         return app.exit(e) == 0 ? cli::kExitOk : cli::kExitUsage;
     }
     SetLogToSyslog(false);
+    RegisterDefaultRenderers();
+    RegisterR3DSource();
 
     if (version) {
         std::printf("ombrel %s\ndata root: %s\n", OMBREL_VERSION, DataRoot().c_str());
@@ -36,12 +43,8 @@ int main(int argc, char** argv) {
     }
     if (*render) return cli::RunRender(renderOptions);
     if (*project) return cli::RunProject(projectOptions);
-    if (*demo) {
-        std::fprintf(stderr,
-                     "ombrel demo: not there yet. The demo renders a generated R3D clip, which needs the R3D "
-                     "source and the look pipeline; neither is built yet.\n");
-        return cli::kExitFailed;
-    }
+    if (*info) return cli::RunInfo(infoOptions);
+    if (*demo) return cli::RunDemo(demoOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;
 }

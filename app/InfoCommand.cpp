@@ -1,0 +1,199 @@
+#include "InfoCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+
+#include "RenderCommand.h"
+#include "library/FileParser.h"
+#include "platform/movie/MovieProbe.h"
+#include "r3d/sdk/R3DSDK.h"
+#include "sources/R3DSource.h"
+
+namespace ombrel::cli {
+
+namespace {
+
+// "HH:MM:SS:FF" whatever separators the clip wrote ("." marks the first frame of a step above
+// 30 fps, ";" a first-generation clip).
+std::string Colons(std::string tc) {
+    for (char& c : tc)
+        if (c == '.' || c == ';') c = ':';
+    return tc;
+}
+
+std::string JsonString(const std::string& s) {
+    std::string out = "\"";
+    for (const unsigned char c : s) {
+        switch (c) {
+            case '"': out += "\\\""; break;
+            case '\\': out += "\\\\"; break;
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            case '\t': out += "\\t"; break;
+            default:
+                if (c < 0x20)
+                    out += fmt::format("\\u{:04x}", unsigned(c));
+                else
+                    out += char(c);
+        }
+    }
+    return out + "\"";
+}
+
+std::string JsonNumber(double v) { return std::isfinite(v) ? fmt::format("{}", v) : std::string("0"); }
+
+bool ReadR3DFacts(const std::string& path, int extractType, ClipFacts* f, std::string* error) {
+    R3DSDK::Clip clip(path);
+    if (clip.Status() != R3DSDK::kClipLoaded) {
+        *error = std::string("not a clip: ") + R3DSDK::ClipStatusText(clip.Status());
+        return false;
+    }
+    f->kind = "r3d";
+    f->width = uint32_t(clip.Width());
+    f->height = uint32_t(clip.Height());
+    const uint32_t num = clip.FrameRateNumerator(), den = clip.FrameRateDenominator();
+    f->fps = den ? double(num) / double(den) : 0.0;
+    f->frameRate = den == 1 ? std::to_string(num) : std::to_string(num) + "/" + std::to_string(den);
+    f->frameCount = int64_t(clip.VideoFrameCount());
+    const size_t last = f->frameCount > 0 ? size_t(f->frameCount - 1) : 0;
+    auto orZero = [](const std::string& tc) { return tc.empty() ? std::string("00:00:00:00") : Colons(tc); };
+    f->startTimecode = orZero(clip.Timecode(0));
+    f->endTimecode = orZero(clip.Timecode(last));
+    f->startEdgecode = orZero(clip.EdgeTimecode(0));
+    f->endEdgecode = orZero(clip.EdgeTimecode(last));
+    f->reel = clip.MetadataItemAsString("reel_id");
+    f->clip = clip.MetadataItemAsString("clip_id");
+    if (f->reel.empty()) f->reel = FileParser::DisplayReelNameForPath(path);
+    if (f->clip.empty()) f->clip = FileParser::DisplayClipNameForPath(path);
+    size_t blockSize = 0;
+    f->audioChannels = clip.AudioBlockCountAndSize(&blockSize) > 0 ? int(clip.AudioChannelCount()) : 0;
+    f->audioSampleRate = f->audioChannels > 0 ? clip.MetadataItemAsInt("samplerate") : 0;
+    f->camera = clip.MetadataItemAsString("camera_model");
+    f->sensor = clip.MetadataItemAsString("sensor_name");
+    f->sourceType =
+        R3DSourceTypeFor(extractType, clip.MetadataItemAsInt("camera_model_id"), clip.MetadataItemAsInt("sensor_id"));
+    f->whiteBalanceKelvin = int(std::lround(clip.MetadataItemAsFloat("white_balance_kelvin")));
+    f->iso = clip.MetadataItemAsInt("iso");
+    f->droppedFrames = clip.MetadataItemAsInt("dropped_frame_count");
+    return true;
+}
+
+bool ReadMovieFacts(const std::string& path, ClipFacts* f, std::string* error) {
+    MovieProbe probe(path);
+    const MovieTrack* video = probe.ok() ? probe.info().FirstVideoTrack() : nullptr;
+    if (!video) {
+        *error = probe.ok() ? "not a clip: the movie has no picture" : "not a clip: neither an R3D clip nor a movie that can be read";
+        return false;
+    }
+    f->kind = "movie";
+    f->width = uint32_t(std::max(video->width, 0));
+    f->height = uint32_t(std::max(video->height, 0));
+    double fps = 0.0, frames = 0.0;
+    FileParser::GetDetailsFromMovieOutFPSOutFrameCount(probe.info(), &fps, &frames);
+    f->fps = fps;
+    f->frameRate = JsonNumber(fps);
+    f->frameCount = int64_t(frames);
+    f->startTimecode = FileParser::GetStringOfTimecodeFPS(0, float(fps));
+    f->endTimecode = FileParser::GetStringOfTimecodeFPS(uint32_t(std::max<int64_t>(f->frameCount - 1, 0)), float(fps));
+    f->startEdgecode = f->startTimecode;
+    f->endEdgecode = f->endTimecode;
+    for (const MovieTrack& t : probe.info().tracks)
+        if (t.kind == MediaKind::Audio && f->audioChannels == 0) {
+            f->audioChannels = t.channels;
+            f->audioSampleRate = t.sampleRate;
+        }
+    f->sourceType = "5D";
+    return true;
+}
+
+}  // namespace
+
+bool ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts, std::string* error) {
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec)) {
+        *error = "no such file";
+        return false;
+    }
+    facts->path = std::filesystem::absolute(path, ec).string();
+    if (FileParser::IsR3DFile(path)) return ReadR3DFacts(path, extractType, facts, error);
+    return ReadMovieFacts(path, facts, error);
+}
+
+std::string ClipFactsJson(const ClipFacts& f) {
+    std::string s = "{";
+    auto key = [&](const char* k) { s += (s.size() > 1 ? ", " : "") + JsonString(k) + ": "; };
+    key("path"), s += JsonString(f.path);
+    key("width"), s += std::to_string(f.width);
+    key("height"), s += std::to_string(f.height);
+    key("fps"), s += JsonNumber(f.fps);
+    key("frameRate"), s += JsonString(f.frameRate);
+    key("frameCount"), s += std::to_string(f.frameCount);
+    key("startTimecode"), s += JsonString(f.startTimecode);
+    key("endTimecode"), s += JsonString(f.endTimecode);
+    key("startEdgecode"), s += JsonString(f.startEdgecode);
+    key("endEdgecode"), s += JsonString(f.endEdgecode);
+    key("reel"), s += JsonString(f.reel);
+    key("clip"), s += JsonString(f.clip);
+    key("audioChannels"), s += std::to_string(f.audioChannels);
+    key("audioSampleRate"), s += std::to_string(f.audioSampleRate);
+    key("sourceType"), s += JsonString(f.sourceType);
+    key("camera"), s += JsonString(f.camera);
+    key("sensor"), s += JsonString(f.sensor);
+    key("whiteBalanceKelvin"), s += std::to_string(f.whiteBalanceKelvin);
+    key("iso"), s += std::to_string(f.iso);
+    key("droppedFrames"), s += std::to_string(f.droppedFrames);
+    key("kind"), s += JsonString(f.kind);
+    return s + "}\n";
+}
+
+std::string ClipFactsText(const ClipFacts& f) {
+    std::string s;
+    auto line = [&](const char* label, const std::string& value) {
+        if (!value.empty()) s += fmt::format("{:<16}{}\n", label, value);
+    };
+    line("Path:", f.path);
+    line("Size:", fmt::format("{} x {}", f.width, f.height));
+    line("Rate:", f.frameRate == JsonNumber(f.fps) ? f.frameRate + " fps"
+                                                    : fmt::format("{} ({:.3f} fps)", f.frameRate, f.fps));
+    line("Frames:", std::to_string(f.frameCount));
+    line("Timecode:", f.startTimecode + " - " + f.endTimecode);
+    if (f.kind == "r3d") line("Edge code:", f.startEdgecode + " - " + f.endEdgecode);
+    line("Reel:", f.reel);
+    line("Clip:", f.clip);
+    line("Audio:", f.audioChannels > 0 ? fmt::format("{} channels at {} Hz", f.audioChannels, f.audioSampleRate)
+                                       : std::string("none"));
+    line("Camera:", f.camera);
+    line("Sensor:", f.sensor);
+    if (f.whiteBalanceKelvin > 0) line("White balance:", fmt::format("{} K", f.whiteBalanceKelvin));
+    if (f.iso > 0) line("ISO:", std::to_string(f.iso));
+    if (f.droppedFrames > 0) line("Dropped:", fmt::format("{} frames", f.droppedFrames));
+    line("Profile:", f.sourceType);
+    return s;
+}
+
+CLI::App* AddInfoCommand(CLI::App& app, InfoOptions& o) {
+    CLI::App* info = app.add_subcommand("info", "What a clip is: size, rate, frames, timecode, reel/clip, audio, profile");
+    info->add_option("CLIP", o.clip, "An R3D clip or a movie file")->required();
+    info->add_flag("--json", o.json, "Print one JSON object");
+    info->add_option("--extract", o.extract, "Extract type whose camera profile to show for R3D clips (0-2)")
+        ->check(CLI::Range(0, 2));
+    return info;
+}
+
+int RunInfo(const InfoOptions& o) {
+    ClipFacts facts;
+    std::string error;
+    if (!ReadClipFacts(o.clip, o.extract, &facts, &error)) {
+        std::fprintf(stderr, "ombrel info: %s: %s\n", o.clip.c_str(), error.c_str());
+        return kExitFailed;
+    }
+    const std::string out = o.json ? ClipFactsJson(facts) : ClipFactsText(facts);
+    std::fputs(out.c_str(), stdout);
+    return kExitOk;
+}
+
+}  // namespace ombrel::cli

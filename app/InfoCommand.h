@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace ombrel::cli {
+
+struct InfoOptions {
+    std::string clip;
+    bool json = false;
+    int extract = 0;  // the extract type whose camera profile is shown for R3D clips
+};
+
+// What a user checks before a render: size, rate, length, timecode, reel and clip, audio and
+// the camera profile.
+struct ClipFacts {
+    std::string path;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    double fps = 0.0;
+    std::string frameRate;  // the rate as recorded: "24000/1001", or the number for movies
+    int64_t frameCount = 0;
+    std::string startTimecode;
+    std::string endTimecode;
+    std::string startEdgecode;
+    std::string endEdgecode;
+    std::string reel;
+    std::string clip;
+    int audioChannels = 0;
+    int audioSampleRate = 0;
+    std::string sourceType;
+    std::string camera;
+    std::string sensor;
+    int whiteBalanceKelvin = 0;
+    int iso = 0;
+    int64_t droppedFrames = 0;
+    std::string kind;  // "r3d" or "movie"
+};
+
+// Reads the facts of a clip; false with the reason when the file is no clip we can read.
+bool ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts, std::string* error);
+std::string ClipFactsJson(const ClipFacts& facts);
+std::string ClipFactsText(const ClipFacts& facts);
+
+// Adds `info CLIP [--json]`.
+CLI::App* AddInfoCommand(CLI::App& app, InfoOptions& options);
+// Runs a parsed `info`; 0, or 1 when the file is no clip.
+int RunInfo(const InfoOptions& options);
+
+}  // namespace ombrel::cli

@@ -1,0 +1,162 @@
+// R3D clips through the real command line: info, render with a failing clip beside a good
+// one, a render split into ranges, and the demo.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "r3d/sdk/SdkClips.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CliResult {
+    int status = -1;
+    std::string output;  // stdout and stderr together
+};
+
+CliResult Shell(const std::string& command) {
+    CliResult r;
+    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+    if (!pipe) return r;
+    char buf[512];
+    while (fgets(buf, sizeof buf, pipe)) r.output += buf;
+    const int raw = pclose(pipe);
+    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    return r;
+}
+
+CliResult Ombrel(const std::string& args) { return Shell(std::string(OMBREL_CLI) + " " + args); }
+
+std::string Clip(const test::TempDir& dir, const std::string& name, const sdktest::SdkClip& c) {
+    const std::string path = dir / name;
+    EXPECT_EQ(sdktest::WriteSdkClip(path, c), "") << path;
+    return path;
+}
+
+std::vector<std::string> Frames(const std::string& folder) {
+    std::vector<std::string> out;
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(folder, ec))
+        if (e.path().extension() == ".dpx") out.push_back(e.path().filename().string());
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+// The image data of a DPX file: from the offset its header names to the end. The magic tells
+// the byte order.
+std::string DpxImageData(const std::string& path) {
+    const std::string bytes = test::ReadWholeFile(path);
+    if (bytes.size() < 8) return {};
+    const bool big = bytes.compare(0, 4, "SDPX") == 0;
+    if (!big && bytes.compare(0, 4, "XPDS") != 0) return {};
+    uint32_t offset = 0;
+    for (int i = 0; i < 4; ++i) offset |= uint32_t(uint8_t(bytes[size_t(4 + i)])) << (big ? 24 - 8 * i : 8 * i);
+    return offset < bytes.size() ? bytes.substr(offset) : std::string();
+}
+
+// oiiotool lines with their runs of spaces made one.
+std::string Squeezed(std::string text) {
+    text.erase(std::unique(text.begin(), text.end(), [](char a, char b) { return a == ' ' && b == ' '; }), text.end());
+    return text;
+}
+
+TEST(R3DCli, InfoTellsWhatAClipIsAndRefusesWhatIsNone) {
+    test::TempDir dir;
+    const std::string path = Clip(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(40, 20, 30));
+    CliResult json = Ombrel("info --json " + path);
+    ASSERT_EQ(json.status, 0) << json.output;
+    for (const std::string& field :
+         {"\"path\": \"" + path + "\"", std::string("\"width\": 40"), std::string("\"height\": 20"),
+          std::string("\"fps\": 23.976"), std::string("\"frameRate\": \"24000/1001\""),
+          std::string("\"frameCount\": 30"), std::string("\"startTimecode\": \"11:22:33:12\""),
+          std::string("\"endTimecode\": \"11:22:34:17\""), std::string("\"reel\": \"A007\""),
+          std::string("\"clip\": \"C003\""), std::string("\"audioChannels\": 2"),
+          std::string("\"audioSampleRate\": 48000"), std::string("\"sourceType\": \"EpicM\"")})
+        EXPECT_NE(json.output.find(field), std::string::npos) << field << "\n" << json.output;
+    EXPECT_EQ(json.output.front(), '{');
+
+    CliResult text = Ombrel("info --extract 2 " + path);
+    EXPECT_EQ(text.status, 0);
+    EXPECT_NE(text.output.find("11:22:33:12 - 11:22:34:17"), std::string::npos) << text.output;
+    EXPECT_NE(text.output.find("EpicX_RC3RLF"), std::string::npos) << text.output;
+
+    test::WriteWholeFile(dir / "notes_001.R3D", "these are notes, not pictures");
+    CliResult none = Ombrel("info " + dir / "notes_001.R3D");
+    EXPECT_EQ(none.status, 1);
+    EXPECT_NE(none.output.find("not a clip"), std::string::npos) << none.output;
+    EXPECT_EQ(Ombrel("info " + dir / "absent_001.R3D").status, 1);
+    EXPECT_EQ(Ombrel("info").status, 2);
+}
+
+TEST(R3DCli, AMakersFrameFailsItsClipWithTheReasonWhileTheGoodClipRenders) {
+    test::TempDir dir;
+    sdktest::SdkClip bad = sdktest::BasicClip(64, 32, 4);
+    bad.makerFrames = {1};
+    const std::string badPath = Clip(dir, "A001_C001_0101AB_001.R3D", bad);
+    const std::string goodPath = Clip(dir, "A001_C002_0101AB_001.R3D", sdktest::BasicClip(64, 32, 4));
+    CliResult r = Ombrel("render --out " + dir.path() + "/out " + badPath + " " + goodPath);
+    EXPECT_EQ(r.status, 1) << r.output;
+    EXPECT_NE(r.output.find("Frame 1 of " + badPath +
+                            " could not be decoded: this frame's image data needs the camera maker's decoder"),
+              std::string::npos)
+        << r.output;
+    const std::string good = dir / "out/A001_C002_0101AB";
+    const auto frames = Frames(good);
+    ASSERT_EQ(frames.size(), 4u) << r.output;
+    EXPECT_EQ(frames.front(), "A001_C002_0101AB.982884.dpx");  // numbered from 11:22:33:12
+    EXPECT_TRUE(fs::exists(good + "/A001_C002_0101AB.au"));
+    CliResult read = Shell("oiiotool --info " + good + "/" + frames.back());
+    EXPECT_EQ(read.status, 0) << read.output;
+    EXPECT_NE(Squeezed(read.output).find("64 x 32, 3 channel, uint10 dpx"), std::string::npos) << read.output;
+    // The failed clip's sound was extracted before its frames; its output ends at the bad frame.
+    EXPECT_LE(Frames(dir / "out/A001_C001_0101AB").size(), 1u);
+}
+
+TEST(R3DCli, ARenderSplitIntoTwoRangesWritesTheSamePicturesAsTheWhole) {
+    test::TempDir dir;
+    const std::string path = Clip(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(96, 48, 6));
+    const std::string look = " --stock 5207 --gauge CP35 --grain 1 " + path;
+    ASSERT_EQ(Ombrel("render --out " + dir.path() + "/whole --frames 0-5" + look).status, 0);
+    ASSERT_EQ(Ombrel("render --out " + dir.path() + "/split --frames 0-2" + look).status, 0);
+    ASSERT_EQ(Ombrel("render --out " + dir.path() + "/split --frames 3-5" + look).status, 0);
+    const auto whole = Frames(dir / "whole/A001_C001_0101AB");
+    ASSERT_EQ(whole.size(), 6u);
+    EXPECT_EQ(Frames(dir / "split/A001_C001_0101AB"), whole);
+    for (const auto& name : whole) {
+        const std::string a = DpxImageData(dir / ("whole/A001_C001_0101AB/" + name));
+        ASSERT_FALSE(a.empty());
+        EXPECT_TRUE(a == DpxImageData(dir / ("split/A001_C001_0101AB/" + name))) << name;
+    }
+}
+
+TEST(R3DCli, TheDemoRendersItsClipAndWritesAPngOfTheFirstFrame) {
+    test::TempDir dir;
+    const std::string clip = Clip(dir, "A001_C001_0101AB_demo_001.R3D", sdktest::BasicClip(128, 64, 3));
+    CliResult r = Shell("OMBREL_DEMO_CLIP=" + clip + " " + OMBREL_CLI + " demo --out " + dir.path() + "/out");
+    ASSERT_EQ(r.status, 0) << r.output;
+    const std::string folder = dir / "out/A001_C001_0101AB_demo";
+    EXPECT_NE(r.output.find("Graded DPX frames: " + folder), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("To view:"), std::string::npos);
+    EXPECT_EQ(Frames(folder).size(), 3u);
+    const std::string png = folder + "_first_frame.png";
+    EXPECT_NE(r.output.find(png), std::string::npos) << r.output;
+    CliResult info = Shell("oiiotool --info " + png);
+    EXPECT_EQ(info.status, 0) << info.output;
+    EXPECT_NE(Squeezed(info.output).find("128 x 64, 3 channel, uint8 png"), std::string::npos) << info.output;
+
+    CliResult missing = Shell("OMBREL_DEMO_CLIP=" + dir.path() + "/none_001.R3D " + OMBREL_CLI + " demo --out " +
+                        dir.path() + "/out2");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.output.find("the demo clip is not there"), std::string::npos) << missing.output;
+}
+
+}  // namespace
+}  // namespace ombrel
