@@ -8,27 +8,15 @@
 #include <string>
 
 #include "core/PlistValue.h"
+#include "support/Shell.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
 
-struct CliRun {
-    int status = -1;
-    std::string output;  // stdout and stderr together
-};
+using CliRun = test::ShellResult;
 
-CliRun Ombrel(const std::string& args) {
-    CliRun r;
-    std::string cmd = std::string(OMBREL_CLI) + " " + args + " 2>&1";
-    FILE* pipe = popen(cmd.c_str(), "r");
-    if (!pipe) return r;
-    char buf[512];
-    while (fgets(buf, sizeof buf, pipe)) r.output += buf;
-    int raw = pclose(pipe);
-    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    return r;
-}
+CliRun Ombrel(const std::string& args) { return test::RunShell(std::string(OMBREL_CLI) + " " + args); }
 
 std::string Quoted(const std::string& s) { return "'" + s + "'"; }
 

@@ -7,6 +7,7 @@
 
 #include "core/Paths.h"
 #include "model/SettingsManager.h"
+#include "support/Shell.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -87,13 +88,7 @@ TEST(RenderPreset, IconsAreWrittenAsTiffAndFactoryIconsReachTheLegacyPath) {
     p->setIcon(Swatch());
     ASSERT_TRUE(std::filesystem::exists(p->IconPathLegacy()));
     // An independent reader agrees on the file.
-    std::string cmd = "tiffinfo '" + p->IconPathLegacy() + "' 2>&1";
-    FILE* pipe = popen(cmd.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string info;
-    char buf[256];
-    while (fgets(buf, sizeof buf, pipe)) info += buf;
-    pclose(pipe);
+    const std::string info = test::RunShell("tiffinfo '" + p->IconPathLegacy() + "'").output;
     EXPECT_NE(info.find("Image Width: 8 Image Length: 4"), std::string::npos) << info;
 
     RenderPreset loaded;

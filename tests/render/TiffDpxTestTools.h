@@ -19,24 +19,12 @@
 #include <string>
 #include <vector>
 
+#include "support/Shell.h"
+
 namespace ombrel::test {
 
-struct CommandResult {
-    int status = -1;
-    std::string output;
-};
-
-// Runs a shell command and collects what it prints on stdout and stderr.
-inline CommandResult RunCommand(const std::string& command) {
-    CommandResult result;
-    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-    if (!pipe) return result;
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) result.output.append(buffer, n);
-    result.status = ::pclose(pipe);
-    return result;
-}
+using CommandResult = ShellResult;
+inline CommandResult RunCommand(const std::string& command) { return RunShell(command); }
 
 inline std::string Quoted(const std::string& path) {
     std::string q = "'";

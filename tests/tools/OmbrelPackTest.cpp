@@ -6,6 +6,7 @@
 #include <string>
 
 #include "datafile/DataFile.h"
+#include "support/Shell.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -15,23 +16,8 @@ using test::ReadWholeFile;
 using test::TempDir;
 using test::WriteWholeFile;
 
-struct Result {
-    int status = -1;
-    std::string output;
-};
-
-// Runs a command with stderr folded into the output; status is the exit code.
-Result Shell(const std::string& command) {
-    Result r;
-    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-    if (!pipe) return r;
-    char buffer[512];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
-    int status = ::pclose(pipe);
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
-}
+using Result = test::ShellResult;
+Result Shell(const std::string& command) { return test::RunShell(command); }
 
 std::string Pack(const std::string& args) { return std::string("'") + OMBREL_PACK + "' " + args; }
 std::string Q(const std::string& path) { return "'" + path + "'"; }
