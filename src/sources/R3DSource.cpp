@@ -111,6 +111,9 @@ bool R3DSource::OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std
     }
     asycBufferPtr_ = nullptr;
     setUsingPrefetch(false);
+    // The size guessed before the open was at the source's own divisor; now the decoded size
+    // is known, and a frame of the output size needs no copy.
+    if (forOutputSize && OutputWidth() > 0) setNeedsResize(w != OutputWidth() || h != OutputHeight());
     r3dFile_ = std::move(file);
     return true;
 }
@@ -241,7 +244,8 @@ int32_t R3DSource::RetrieveBufferForFrame(int32_t frame) {
     if (state == kFrameReady) {
         asycBufferPtr_ = data;
         setUsingPrefetch(true);
-        CopyInterleavedRawToResized();
+        // A consumer that reads the slot itself needs no copy.
+        if (ResizeBuffer() != RawBuffer()) CopyInterleavedRawToResized();
     } else if (state == kFrameFailed) {
         setLastError(r3dFile_->DecodeErrorForFrame(frame));
     }

@@ -161,6 +161,8 @@ TEST(R3DSource, PrefetchedFramesEqualTheWrittenPictureAndTheRingKeepsItsContract
             EXPECT_TRUE(s->DiscardFrame(f));
         }
         EXPECT_TRUE(s->usingPrefetch());
+        EXPECT_FALSE(s->needsResize());  // the decode is the output's size: read from the slot
+        EXPECT_EQ(s->ResizeBuffer(), s->RawBuffer());
 
         // The preview's road: one frame at once, into the current slot.
         ASSERT_TRUE(s->Decode(2));
@@ -169,6 +171,16 @@ TEST(R3DSource, PrefetchedFramesEqualTheWrittenPictureAndTheRingKeepsItsContract
         EXPECT_EQ(std::memcmp(s->RawBuffer(), two.data(), size_t(w) * h * 6), 0);
         EXPECT_FALSE(s->Decode(6));
     }
+}
+
+TEST(R3DSource, AnOutputOfAnotherSizeReadsACopyOfTheFrame) {
+    test::TempDir dir;
+    auto s = OpenForOutput(Written(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(48, 24, 1)), 40, 20, 4);
+    EXPECT_TRUE(s->needsResize());
+    ASSERT_TRUE(s->PreFectchFrame(0));
+    ASSERT_EQ(s->RetrieveBufferForFrame(0), kFrameReady);
+    ASSERT_NE(s->ResizeBuffer(), s->RawBuffer());
+    EXPECT_EQ(std::memcmp(s->ResizeBuffer(), s->RawBuffer(), 48 * 24 * 6), 0);
 }
 
 TEST(R3DSource, PlanarAndInterleavedLayoutsDescribeTheProcessedBuffer) {
