@@ -1,12 +1,17 @@
-# Thin wrapper over CMake. `make test SANITIZE=1` builds with ASan and UBSan.
+# Thin wrapper over CMake. `make test SANITIZE=1` builds with ASan and UBSan; `TSAN=1` with ThreadSanitizer.
 BUILD_DIR ?= build
 SANITIZE ?= 0
+TSAN ?= 0
 WERROR ?= 0
 JOBS ?= $(shell nproc)
 
 ifeq ($(SANITIZE),1)
 BUILD_DIR := $(BUILD_DIR)-sanitize
 CMAKE_FLAGS += -DOMBREL_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
+endif
+ifeq ($(TSAN),1)
+BUILD_DIR := $(BUILD_DIR)-tsan
+CMAKE_FLAGS += -DOMBREL_TSAN=ON -DCMAKE_BUILD_TYPE=Debug
 endif
 ifeq ($(WERROR),1)
 CMAKE_FLAGS += -DOMBREL_WERROR=ON
@@ -33,4 +38,4 @@ bench: build
 	@for b in $(BUILD_DIR)/bench/bench_*; do [ -x "$$b" ] && "$$b"; done; true
 
 clean:
-	@rm -rf $(BUILD_DIR) $(BUILD_DIR)-sanitize
+	@rm -rf $(BUILD_DIR) $(BUILD_DIR)-sanitize $(BUILD_DIR)-tsan
