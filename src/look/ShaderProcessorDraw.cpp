@@ -455,7 +455,7 @@ void ShaderProcessor::LoadUVArrayX1Y1X2Y2(float* array, int x1, int y1, int x2, 
 void ShaderProcessor::BlurFboWidthHeight(int width, int height) {
     blurOffset_ = {0.0f, 1.3846154f, 3.2307692f, 0.0f, 0.0f};
     SetBlurWeight(0.5);
-    if (backend_ != Backend::OpenGL || !GlContext::Current()) return;
+    if (backend_ != Backend::OpenGL || !SetCorrectContext(nullptr)) return;
     if (!blurTexture_[0]) {
         blurFBO_ = GlObject::Framebuffer();
         blurTexture_[0] = GlObject::Texture();
@@ -582,7 +582,7 @@ bool ShaderProcessor::FBOSetup(const GlContextPtr& context) {
 }
 
 void ShaderProcessor::HistogramFBOSetup() {
-    if (backend_ != Backend::OpenGL || !GlContext::Current()) return;
+    if (backend_ != Backend::OpenGL || !SetCorrectContext(nullptr)) return;
     histogramFBO_ = GlObject::Framebuffer();
     glfbo::BindFramebuffer(GL_FRAMEBUFFER, histogramFBO_.get());
     histogramTexture_ = GlObject::Texture();
