@@ -185,30 +185,7 @@ void ProjectRender::PrepareLook(const std::string& clip, ClipSettings& look) con
     const ClipSettings defaults;
     look.CopySettingsFrom(own ? *own : defaults);
     // The look options were checked when the command line was read.
-    const RenderOptions& o = options_;
-    if (o.stock) look.setStockName(*o.stock);
-    if (o.gauge) look.setGrainName(*o.gauge);
-    if (o.grain) look.setGrainMultiplier(*o.grain);
-    if (o.exposure) {
-        look.setExposure(*o.exposure);
-        look.setUseMetadata(false);
-    }
-    if (o.kelvin) {
-        look.setKelvin(*o.kelvin);
-        look.setUseMetadata(false);
-    }
-    if (o.saturation) look.setSaturation(*o.saturation);
-    if (o.lift) look.setLift(*o.lift);
-    if (o.gamma) look.setGamma(*o.gamma);
-    if (o.gain) look.setGain(*o.gain);
-    float b = 0, m = 0, w = 0;
-    if (o.levels && std::sscanf(o.levels->c_str(), "%f,%f,%f", &b, &m, &w) == 3) {
-        look.setBlack(b);
-        look.setMid(m);
-        look.setWhite(w);
-    }
-    if (o.colorAmount) look.setColorChangePercent(*o.colorAmount);
-    if (o.scurveAmount) look.setScurveChangePercent(*o.scurveAmount);
+    ApplyLookOptions(options_, look);
 }
 
 void ProjectRender::AttachSnippets(const std::string& clip, ClipSettings& settings) const {

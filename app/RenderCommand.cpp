@@ -87,6 +87,32 @@ void PrintProgress(const std::string& style, const RenderManager& rm) {
 
 }  // namespace
 
+void ApplyLookOptions(const RenderOptions& o, ClipSettings& look) {
+    if (o.stock) look.setStockName(*o.stock);
+    if (o.gauge) look.setGrainName(*o.gauge);
+    if (o.grain) look.setGrainMultiplier(*o.grain);
+    if (o.exposure) {
+        look.setExposure(*o.exposure);
+        look.setUseMetadata(false);
+    }
+    if (o.kelvin) {
+        look.setKelvin(*o.kelvin);
+        look.setUseMetadata(false);
+    }
+    if (o.saturation) look.setSaturation(*o.saturation);
+    if (o.lift) look.setLift(*o.lift);
+    if (o.gamma) look.setGamma(*o.gamma);
+    if (o.gain) look.setGain(*o.gain);
+    float b = 0, m = 0, w = 0;
+    if (o.levels && ParseLevels(*o.levels, &b, &m, &w)) {
+        look.setBlack(b);
+        look.setMid(m);
+        look.setWhite(w);
+    }
+    if (o.colorAmount) look.setColorChangePercent(*o.colorAmount);
+    if (o.scurveAmount) look.setScurveChangePercent(*o.scurveAmount);
+}
+
 CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     CLI::App* render = app.add_subcommand("render", "Render clips with a film look");
     render->add_option("CLIP", o.clips, "Clips to render");
@@ -167,40 +193,17 @@ int RunRender(const RenderOptions& o) {
         }
         look.LoadFromDictionary(dict);
     }
-    if (o.stock) look.setStockName(*o.stock);
-    if (o.gauge) {
-        if (o.gauge->rfind("CP", 0) != 0) {
-            std::fprintf(stderr, "ombrel render: a grain gauge begins with \"CP\", as CP35, not \"%s\"\n",
-                         o.gauge->c_str());
-            return kExitUsage;
-        }
-        look.setGrainName(*o.gauge);
+    if (o.gauge && o.gauge->rfind("CP", 0) != 0) {
+        std::fprintf(stderr, "ombrel render: a grain gauge begins with \"CP\", as CP35, not \"%s\"\n",
+                     o.gauge->c_str());
+        return kExitUsage;
     }
-    if (o.grain) look.setGrainMultiplier(*o.grain);
-    if (o.exposure) {
-        look.setExposure(*o.exposure);
-        look.setUseMetadata(false);
+    float black = 0, mid = 0, white = 0;
+    if (o.levels && !ParseLevels(*o.levels, &black, &mid, &white)) {
+        std::fprintf(stderr, "ombrel render: --levels wants black,mid,white, as 0,0.5,1\n");
+        return kExitUsage;
     }
-    if (o.kelvin) {
-        look.setKelvin(*o.kelvin);
-        look.setUseMetadata(false);
-    }
-    if (o.saturation) look.setSaturation(*o.saturation);
-    if (o.lift) look.setLift(*o.lift);
-    if (o.gamma) look.setGamma(*o.gamma);
-    if (o.gain) look.setGain(*o.gain);
-    if (o.levels) {
-        float b = 0, m = 0, w = 0;
-        if (!ParseLevels(*o.levels, &b, &m, &w)) {
-            std::fprintf(stderr, "ombrel render: --levels wants black,mid,white, as 0,0.5,1\n");
-            return kExitUsage;
-        }
-        look.setBlack(b);
-        look.setMid(m);
-        look.setWhite(w);
-    }
-    if (o.colorAmount) look.setColorChangePercent(*o.colorAmount);
-    if (o.scurveAmount) look.setScurveChangePercent(*o.scurveAmount);
+    ApplyLookOptions(o, look);
     int first = 0, last = 0;
     if (o.frames && !ParseRange(*o.frames, &first, &last)) {
         std::fprintf(stderr, "ombrel render: --frames wants an inclusive range A-B, as 0-99\n");

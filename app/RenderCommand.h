@@ -9,6 +9,10 @@ namespace CLI {
 class App;
 }
 
+namespace ombrel {
+class ClipSettings;
+}
+
 namespace ombrel::cli {
 
 // Exit codes of the command line.
@@ -47,6 +51,8 @@ struct RenderOptions {
 
 // Adds the `render` subcommand with its options bound to `options`.
 CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& options);
+// Puts the look options that were given on a clip's record; they were checked when read.
+void ApplyLookOptions(const RenderOptions& options, ClipSettings& look);
 // Runs a parsed render command: queues the clips and renders them. Returns an exit code.
 int RunRender(const RenderOptions& options);
 
