@@ -246,6 +246,7 @@ public:
     const std::array<float, 5>& blurWeight() const { return blurWeight_; }
     const std::array<float, 5>& blurOffset() const { return blurOffset_; }
     void SetViewportToImageSize();
+    void BlurUploadedFrameAndDraw(DrawParams* params);
     void SetViewportToWindowSize(const FloatRect& rect);
     bool FBOSetup(const GlContextPtr& context);
     void HistogramFBOSetup();

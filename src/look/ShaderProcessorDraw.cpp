@@ -62,21 +62,7 @@ void ShaderProcessor::RenderUsingR3DRenderBuffer(DrawParams* params) {
     glTexImage2D(GL_TEXTURE_RECTANGLE, 0, static_cast<GLint>(float3_), static_cast<GLsizei>(params->baseSize.width),
                  static_cast<GLsizei>(params->baseSize.height), 0, GL_RGB, GL_UNSIGNED_SHORT, r3dRenderBuffer_);
     ClearGlErrors();
-    if (blurAmount_ > 0.0f) {
-        if (!blurTexture_[0]) BlurFboWidthHeight(static_cast<int>(imageWidth_), static_cast<int>(imageHeight_));
-        SetViewportToImageSize();
-        BlurTexture(params->name);
-        BlurTexture(blurTexture_[1].get());
-        glfbo::FramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_RECTANGLE, 0, 0);
-        glfbo::BindFramebuffer(GL_FRAMEBUFFER, 0);
-        glActiveTexture(GL_TEXTURE0);
-        glBindTexture(GL_TEXTURE_RECTANGLE, blurTexture_[1].get());
-        params->name = blurTexture_[1].get();
-        SetViewportToWindowSize(params->viewportRect);
-        ClearGlErrors();
-    }
-    params->needsFlip = true;
-    DrawRect(params);
+    BlurUploadedFrameAndDraw(params);
 }
 
 void ShaderProcessor::RenderUsingAVRenderBufferParams(const uint8_t* buffer, DrawParams* params) {
@@ -91,6 +77,11 @@ void ShaderProcessor::RenderUsingAVRenderBufferParams(const uint8_t* buffer, Dra
     glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_RGBA, static_cast<GLsizei>(params->baseSize.width),
                  static_cast<GLsizei>(params->baseSize.height), 0, GL_RGBA, GL_UNSIGNED_BYTE, buffer);
     ClearGlErrors();
+    BlurUploadedFrameAndDraw(params);
+}
+
+// The frame is on unit 0 under params->name: blur it when asked, then draw the look.
+void ShaderProcessor::BlurUploadedFrameAndDraw(DrawParams* params) {
     if (blurAmount_ > 0.0f) {
         if (!blurTexture_[0]) BlurFboWidthHeight(static_cast<int>(imageWidth_), static_cast<int>(imageHeight_));
         SetViewportToImageSize();
