@@ -9,6 +9,7 @@
 
 #include "RenderCommand.h"
 #include "library/FileParser.h"
+#include "look/LutManager.h"
 #include "platform/movie/MovieProbe.h"
 #include "r3d/sdk/R3DSDK.h"
 #include "sources/R3DSource.h"
@@ -119,8 +120,14 @@ bool ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts, s
         return false;
     }
     facts->path = std::filesystem::absolute(path, ec).string();
-    if (FileParser::IsR3DFile(path)) return ReadR3DFacts(path, extractType, facts, error);
-    return ReadMovieFacts(path, facts, error);
+    const bool ok = FileParser::IsR3DFile(path) ? ReadR3DFacts(path, extractType, facts, error)
+                                                : ReadMovieFacts(path, facts, error);
+    if (ok && LutManager::LutAvailable(facts->sourceType)) {
+        const auto tables = LutManager::InstalledTables();
+        const auto it = tables.find(facts->sourceType);
+        facts->stockTables = it == tables.end() ? 0 : int(it->second.size());
+    }
+    return ok;
 }
 
 std::string ClipFactsJson(const ClipFacts& f) {
@@ -141,6 +148,7 @@ std::string ClipFactsJson(const ClipFacts& f) {
     key("audioChannels"), s += std::to_string(f.audioChannels);
     key("audioSampleRate"), s += std::to_string(f.audioSampleRate);
     key("sourceType"), s += JsonString(f.sourceType);
+    key("stockTables"), s += std::to_string(f.stockTables);
     key("camera"), s += JsonString(f.camera);
     key("sensor"), s += JsonString(f.sensor);
     key("whiteBalanceKelvin"), s += std::to_string(f.whiteBalanceKelvin);
@@ -171,7 +179,10 @@ std::string ClipFactsText(const ClipFacts& f) {
     if (f.whiteBalanceKelvin > 0) line("White balance:", fmt::format("{} K", f.whiteBalanceKelvin));
     if (f.iso > 0) line("ISO:", std::to_string(f.iso));
     if (f.droppedFrames > 0) line("Dropped:", fmt::format("{} frames", f.droppedFrames));
-    line("Profile:", f.sourceType);
+    line("Profile:", f.stockTables > 0 ? fmt::format("{} ({} stock tables installed)", f.sourceType, f.stockTables)
+                                        : fmt::format("{} (no stock tables installed: renders use the fallback "
+                                                      "table \"5207\" of {})",
+                                                      f.sourceType, f.sourceType == "5D" ? "5D" : "EpicM"));
     return s;
 }
 

@@ -33,6 +33,9 @@ struct ClipFacts {
     int audioChannels = 0;
     int audioSampleRate = 0;
     std::string sourceType;
+    // Stock tables the profile store holds for the profile; 0 means renders of the clip
+    // use the fallback table.
+    int stockTables = 0;
     std::string camera;
     std::string sensor;
     int whiteBalanceKelvin = 0;

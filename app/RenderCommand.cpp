@@ -13,6 +13,7 @@
 #include "core/Paths.h"
 #include "library/FileParser.h"
 #include "library/FileParserHooks.h"
+#include "look/LutManager.h"
 #include "model/SettingsManager.h"
 #include "platform/movie/MovieProbe.h"
 #include "render/LookPipeline.h"
@@ -218,6 +219,7 @@ int RunRender(const RenderOptions& o) {
     }
 
     InstallLookPipeline(o.cpu ? LookPipeline::Cpu : LookPipeline::OpenGL);
+    LutManager::SetColorFormat(out->colorFormat());
     auto& manager = RenderManager::Instance();
     auto& settings = SettingsManager::Instance();
     manager.Reset();

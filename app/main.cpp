@@ -8,6 +8,7 @@
 #include "RenderCommand.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "look/LutManager.h"
 #include "render/DefaultRenderers.h"
 #include "sources/R3DSource.h"
 
@@ -39,6 +40,11 @@ int main(int argc, char** argv) {
 
     if (version) {
         std::printf("ombrel %s\ndata root: %s\n", OMBREL_VERSION, DataRoot().c_str());
+        const auto tables = LutManager::InstalledTables();
+        if (tables.empty()) std::printf("stock tables: none in %s\n", LutManager::PictureStyleBasePath().c_str());
+        for (const auto& [profile, stocks] : tables)
+            std::printf("stock tables: %-14s %zu%s\n", profile.c_str(), stocks.size(),
+                        LutManager::LutAvailable(profile) ? "" : " (no \"5207\" table: profile not usable)");
         return cli::kExitOk;
     }
     if (*render) return cli::RunRender(renderOptions);

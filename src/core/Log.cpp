@@ -1,5 +1,7 @@
 #include "core/Log.h"
 
+#include <cstdlib>
+
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/sinks/syslog_sink.h>
@@ -43,6 +45,12 @@ void Toggle(const std::shared_ptr<spdlog::sinks::sink>& sink, bool on) {
 }  // namespace
 
 std::shared_ptr<spdlog::logger> Log() { return State().logger; }
+
+void LogFatal(const std::string& line) {
+    Log()->critical("{}", line);
+    Log()->flush();
+    std::abort();
+}
 
 void SetLogToStderr(bool on) { Toggle(State().stderrSink, on); }
 void SetLogToSyslog(bool on) { Toggle(State().syslogSink, on); }

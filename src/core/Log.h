@@ -30,6 +30,10 @@ void LogError(fmt::format_string<Args...> f, Args&&... args) {
     Log()->error("{}{}", kErrorPrefix, fmt::format(f, std::forward<Args>(args)...));
 }
 
+// A programming or installation error the process cannot go on from: the line is logged
+// and flushed, then the process aborts.
+[[noreturn]] void LogFatal(const std::string& line);
+
 // Turns off the stderr sink (the CLI's --quiet) or the syslog sink (tests).
 void SetLogToStderr(bool on);
 void SetLogToSyslog(bool on);

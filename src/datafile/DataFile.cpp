@@ -139,11 +139,6 @@ void Unscramble(uint8_t* buffer, size_t size) {
     for (size_t i = 0; i < n; ++i) buffer[i] = inverse[buffer[i]];
 }
 
-[[noreturn]] void Fatal(const std::string& line) {
-    Log()->critical("{}", line);
-    Log()->flush();
-    std::abort();
-}
 
 uint32_t FreshSeed() {
     try {
@@ -290,12 +285,12 @@ std::optional<std::vector<uint8_t>> GetUnscrambledData(const std::string& path) 
     char message[kMessageBufferSize] = {};
     if (UnscrambleDataFromFile(path, bytes, length, message) != 0) {
         Log()->error("{}", message);
-        Fatal("Failed to get unscramble at " + path);
+        LogFatal("Failed to get unscramble at " + path);
     }
     try {
         return std::vector<uint8_t>(bytes.get(), bytes.get() + length);
     } catch (const std::bad_alloc&) {
-        Fatal("Failed to get unscramble at " + path);
+        LogFatal("Failed to get unscramble at " + path);
     }
 }
 

@@ -27,11 +27,7 @@ std::function<std::optional<std::string>()>& CameraReader() {
     return reader;
 }
 
-[[noreturn]] void BrokenInstallation(const std::string& what) {
-    Log()->critical("{}{}", kErrorPrefix, what);
-    Log()->flush();
-    std::abort();
-}
+[[noreturn]] void BrokenInstallation(const std::string& what) { LogFatal(kErrorPrefix + what); }
 
 void ShaderKitWarn(const std::string& text) { Log()->warn("{}{}", kShaderKitPrefix, text); }
 
