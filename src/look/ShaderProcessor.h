@@ -263,6 +263,9 @@ public:
     bool histogramPreLevels() const { return histogramPreLevels_; }
     void setPauseGrainShift(bool v) { pauseGrainShift_ = v; }
     bool pauseGrainShift() const { return pauseGrainShift_; }
+    // The grain offset of the next draw instead of a random jump: how a render places the
+    // grain of each frame where the clip's own walk puts it. Call on the drawing thread.
+    void SetGrainOffsetForNextDraw(std::array<float, 2> offset) { nextGrainOffset_ = offset; }
     void setR3dRenderBuffer(const uint8_t* buffer) { r3dRenderBuffer_ = buffer; }
     const uint8_t* r3dRenderBuffer() const { return r3dRenderBuffer_; }
     void setZoomEnabled(bool v) { zoomEnabled_ = v; }
@@ -366,6 +369,7 @@ protected:
 
     // Fields of the draw.
     std::atomic<bool> pauseGrainShift_{false};
+    std::optional<std::array<float, 2>> nextGrainOffset_;  // drawing thread only
     const uint8_t* r3dRenderBuffer_ = nullptr;
     int32_t locBlurTextureH_ = -1, locBlurTextureV_ = -1;
     int32_t locBlurWeightH_ = -1, locBlurOffsetH_ = -1;

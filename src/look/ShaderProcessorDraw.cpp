@@ -130,6 +130,12 @@ void ShaderProcessor::RenderUsingTexture0(DrawParams* params) {
 // ---------------------------------------------------------------- the draw
 
 void ShaderProcessor::ShiftGrain() {
+    if (nextGrainOffset_) {
+        grainOffset_ = *nextGrainOffset_;
+        nextGrainOffset_.reset();
+        pauseGrainShift_ = false;
+        return;
+    }
     if (pauseGrainShift_.exchange(false)) {
         grainOffset_ = {0.0f, 0.0f};
         return;

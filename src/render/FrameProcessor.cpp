@@ -41,6 +41,11 @@ std::unique_ptr<FrameProcessor> MakeFrameProcessor() {
     return std::make_unique<IdentityFrameProcessor>();
 }
 
+void IdentityFrameProcessor::ChangeGrainMapToStockScale(const std::string& stock, double scale) {
+    look_.stock = stock;
+    look_.grainScale = scale;
+}
+
 float GrainAmountFor(float grainMultiplier, int colorFormat) {
     return grainMultiplier * (colorFormat == 2 ? 0.3f : 1.0f);
 }

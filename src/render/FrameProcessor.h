@@ -49,6 +49,11 @@ public:
     virtual void SetBlurAmount(float radius) = 0;
     virtual void SetCurrentLUTSourceTypeChosenR3DMode(const std::string& stock, const std::string& sourceType,
                                                       const std::optional<std::string>& chosen, bool r3dMode) = 0;
+    // Selects the grain image for the stock at the clip's gauge (its grain scale).
+    virtual void ChangeGrainMapToStockScale(const std::string& stock, double scale) = 0;
+    // Places the grain of the next draw where the clip's walk puts frame `frame` (0 is the
+    // clip's first frame), so any range of a clip renders the same grain as the whole.
+    virtual void SetGrainFrame(uint64_t clipSeed, int64_t frame) = 0;
 
     // The frame to draw next: packed 16-bit RGB of the image size.
     virtual void setR3dRenderBuffer(const uint8_t* buffer) = 0;
@@ -68,6 +73,9 @@ struct LookValues {
     float lift = 1.0f, gamma = 1.0f, gain = 1.0f;
     float exposure = 0.0f, kelvin = 5600.0f;
     double blend = 1.0, sBlend = 1.0, grain = 1.0;
+    double grainScale = 0.0;
+    uint64_t grainSeed = 0;
+    int64_t grainFrame = -1;
     double black = 0.0, mid = 0.5, white = 1.0;
     float blur = 0.0f;
     std::string stock, sourceType;
@@ -97,6 +105,11 @@ public:
     void SetBlurAmount(float radius) override { look_.blur = radius; }
     void SetCurrentLUTSourceTypeChosenR3DMode(const std::string& stock, const std::string& sourceType,
                                               const std::optional<std::string>& chosen, bool r3dMode) override;
+    void ChangeGrainMapToStockScale(const std::string& stock, double scale) override;
+    void SetGrainFrame(uint64_t clipSeed, int64_t frame) override {
+        look_.grainSeed = clipSeed;
+        look_.grainFrame = frame;
+    }
     void setR3dRenderBuffer(const uint8_t* buffer) override { buffer_ = buffer; }
     bool InitPipelineForViewportContext(uint32_t width, uint32_t height,
                                         const std::shared_ptr<OpenGLContext>& context) override;

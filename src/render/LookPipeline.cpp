@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "look/GrainMap.h"
+#include "look/LutManager.h"
 
 namespace ombrel {
 
@@ -38,6 +39,13 @@ bool ShaderFrameProcessor::FBOSetup(const std::shared_ptr<OpenGLContext>& contex
     return processor_.FBOSetup(context);
 }
 
+void ShaderFrameProcessor::SetGrainFrame(uint64_t clipSeed, int64_t frame) {
+    if (!walk_ || walk_->seed() != clipSeed) walk_.emplace(clipSeed);
+    const auto size = processor_.grainSize();
+    const auto offset = walk_->OffsetForFrame(frame, size[0], size[1]);
+    processor_.SetGrainOffsetForNextDraw({static_cast<float>(offset[0]), static_cast<float>(offset[1])});
+}
+
 bool ShaderFrameProcessor::RenderUsingR3DRenderBuffer(const FrameDrawParams& params) {
     if (!processor_.r3dRenderBuffer() || !params.writeToDiskData) {
         LogError("RenderUsingR3DRenderBuffer without a frame or a read-back area");
@@ -70,6 +78,7 @@ void InstallLookPipeline(LookPipeline which) {
         return std::make_shared<CachedGrain>(
             GrainManager::Instance().GrainMapWithNameSizeStockName(grainName, width, height, stockName));
     };
+    hooks.currentColorFormat = [] { return LutManager::Instance().currentColorFormat(); };
     SetRenderHooks(std::move(hooks));
 }
 

@@ -4,7 +4,9 @@
 // its CPU reference where a machine has no OpenGL at all.
 
 #include <memory>
+#include <optional>
 
+#include "look/GrainWalk.h"
 #include "look/ShaderProcessor.h"
 #include "render/FrameProcessor.h"
 
@@ -43,6 +45,10 @@ public:
                                               const std::optional<std::string>& chosen, bool r3dMode) override {
         processor_.SetCurrentLUTSourceTypeChosenR3DMode(stock, sourceType, chosen, r3dMode);
     }
+    void ChangeGrainMapToStockScale(const std::string& stock, double scale) override {
+        processor_.ChangeGrainMapToStockScaleCurveOnly(stock, scale, false);
+    }
+    void SetGrainFrame(uint64_t clipSeed, int64_t frame) override;
     void setR3dRenderBuffer(const uint8_t* buffer) override { processor_.setR3dRenderBuffer(buffer); }
     bool InitPipelineForViewportContext(uint32_t width, uint32_t height,
                                         const std::shared_ptr<OpenGLContext>& context) override;
@@ -53,6 +59,7 @@ public:
 
 private:
     ShaderProcessor processor_;
+    std::optional<GrainWalk> walk_;
 };
 
 }  // namespace ombrel

@@ -10,6 +10,7 @@
 #include "core/MainQueue.h"
 #include "core/Paths.h"
 #include "library/FileParser.h"
+#include "look/GrainWalk.h"
 #include "model/SettingsManager.h"
 #include "render/RenderManager.h"
 #include "sources/SourceFactory.h"
@@ -440,6 +441,9 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
     processor->SetBlurAmount(clip.blurRadius());
     processor->SetCurrentLUTSourceTypeChosenR3DMode(clip.stockName(), source.SourceType(), clip.sourceCameraChosen(),
                                                     true);
+    // A render follows the clip's gauge as the preview does: 16mm grain is 16mm grain
+    // whether the clip is raw or a movie.
+    processor->ChangeGrainMapToStockScale(clip.stockName(), clip.grainScale());
 
     // One block per clip: 8 bytes a pixel whatever the read-back layout.
     std::vector<uint16_t> frameBuffer(static_cast<size_t>(ow) * oh * 4);
@@ -535,6 +539,7 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
         }
         if (!movie) {
             processor->setR3dRenderBuffer(source.needsResize() ? source.ResizeBuffer() : source.RawBuffer());
+            processor->SetGrainFrame(GrainWalk::SeedForClip(sourcePath_), f);
             const bool drawn = processor->RenderUsingR3DRenderBuffer(*params);
             source.DiscardFrame(f);
             if (!drawn) {
