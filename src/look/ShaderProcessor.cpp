@@ -9,6 +9,8 @@
 #include "datafile/DataFile.h"
 #include "datafile/Resource.h"
 #include "look/LutManager.h"
+#include "look/balls/ColorBall2DLUT.h"
+#include "look/exposure/ColorTempExposureModel.h"
 
 namespace ombrel {
 
@@ -89,6 +91,7 @@ ShaderProcessor::ShaderProcessor(Backend backend) : backend_(backend) {
     SetMatrixForSat(zeroSatMat_.data(), 0.0f);
     SetMatrixForSat(fullSatMat_.data(), 1.0f);
     SetLiftGammaGain(1.0f, 1.0f, 1.0f);
+    ballMaths_ = std::make_unique<colorBall2DLUT>();
     ColorBallInfo zero;
     ColorBallData::ResetColorBallInfo(&zero);
     SetBallInfo(zero);
@@ -431,15 +434,20 @@ void ShaderProcessor::ValidateProgramObject(const GLSLAttributes* attributes) {
 
 void ShaderProcessor::SetupExposureLut() {
     std::lock_guard lock(textureLock_);
-    if (exposureModelReady_) return;
+    if (exposureModel_) return;
     lastExposureWasFlat_ = false;
-    exposureModelReady_ = true;
-    // The exposure model (code value to log, shift, back) fills this table; until it lands
-    // the table is the identity at every setting.
-    for (int i = 0; i < kTableLength; ++i) {
-        const float v = static_cast<float>(i) / static_cast<float>(kTableLength - 1);
-        for (int k = 0; k < 3; ++k) exposureTexture_[static_cast<size_t>(3 * i + k)] = v;
+    // Both tables are part of the installation: without them no movie clip can be exposed.
+    const std::string cvToLogPath = RequireResource("Resources/5D_CV2logLUT.bin");
+    const std::string logToCVPath = RequireResource("Resources/5D_log2CVLUT.bin");
+    auto model = std::make_unique<colorTempExposureModel>();
+    std::string why;
+    if (!LoadExposureTables(*model, cvToLogPath, logToCVPath, &why)) {
+        BrokenInstallation("Unusable exposure table: " + why +
+                           ". The installation is broken: reinstall, or point OMBREL_DATA_DIR at a data root "
+                           "that holds good tables.");
     }
+    exposureModel_ = std::move(model);
+    exposureModel_->getGLTexture_RGB(0.0f, 0.0f, kTableLength, exposureTexture_.data());
 }
 
 void ShaderProcessor::SetExposureKelvin(float exposure, float kelvin) {
@@ -447,13 +455,12 @@ void ShaderProcessor::SetExposureKelvin(float exposure, float kelvin) {
     const bool flat = exposure == 0.0f && kelvin == 5600.0f;
     if (flat && lastExposureWasFlat_) return;
     lastExposureWasFlat_ = flat;
+    // The first call makes the model, which clears the flag again: the table it starts from
+    // is rebuilt once more before a flat setting is taken as in force.
     SetupExposureLut();
-    // The model's table for exposure / 3 decades and kelvin - 5600 goes here; the identity
-    // stands until then.
-    for (int i = 0; i < kTableLength; ++i) {
-        const float v = static_cast<float>(i) / static_cast<float>(kTableLength - 1);
-        for (int k = 0; k < 3; ++k) exposureTexture_[static_cast<size_t>(3 * i + k)] = v;
-    }
+    // One stop is a third of a decade in the model's log domain.
+    exposureModel_->getGLTexture_RGB(static_cast<float>(exposure / 3.0), kelvin - 5600.0f, kTableLength,
+                                     exposureTexture_.data());
     reloadExposure_ = true;
 }
 
@@ -461,14 +468,11 @@ void ShaderProcessor::SetBallInfo(ColorBallInfo info) {
     std::lock_guard lock(textureLock_);
     ballInfoLocal_ = info;
     ColorBallInfo use = info;
+    // The bypass builds the table of balls at the centre and keeps the caller's positions.
     if (showOriginal_) ColorBallData::ResetColorBallInfo(&use);
-    (void)use;
-    // The colour-ball model builds this table from the three balls; until it lands the table
-    // is the identity, which is also what balls at the centre give.
-    for (int i = 0; i < kTableLength; ++i) {
-        const float v = static_cast<float>(i) / static_cast<float>(kTableLength - 1);
-        for (int k = 0; k < 3; ++k) ballTexture_[static_cast<size_t>(3 * i + k)] = v;
-    }
+    // The response is quadratic in the distance from the centre.
+    ballMaths_->getLUT(use.s[1], use.s[0] * use.s[0], use.m[1], use.m[0] * use.m[0], use.h[1], use.h[0] * use.h[0],
+                       kTableLength, 1.0f, ballTexture_.data());
     reloadBalls_ = true;
 }
 
@@ -689,6 +693,21 @@ void ShaderProcessor::EditTables(const std::function<void(Tables&)>& fn) {
     reloadLift_ = true;
     reloadBalls_ = true;
     pushSplineTexture_ = true;
+}
+
+std::array<float, kTableLength * 3> ShaderProcessor::exposureTable() const {
+    std::lock_guard lock(textureLock_);
+    return exposureTexture_;
+}
+
+std::array<float, kTableLength * 3> ShaderProcessor::ballTable() const {
+    std::lock_guard lock(textureLock_);
+    return ballTexture_;
+}
+
+ColorBallInfo ShaderProcessor::ballInfoLocal() const {
+    std::lock_guard lock(textureLock_);
+    return ballInfoLocal_;
 }
 
 cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender() const {

@@ -34,6 +34,9 @@
 
 namespace ombrel {
 
+class colorTempExposureModel;
+class colorBall2DLUT;
+
 // One program: its two sources and the linked program (empty when the build failed).
 struct GLSLAttributes {
     std::string fragmentShaderSource;
@@ -215,6 +218,10 @@ public:
         std::array<float, kTableLength * 3>& liftTexture;
     };
     void EditTables(const std::function<void(Tables&)>& fn);
+    // Copies of the exposure and colour-ball tables as the setters left them (full float).
+    std::array<float, kTableLength * 3> exposureTable() const;
+    std::array<float, kTableLength * 3> ballTable() const;
+    ColorBallInfo ballInfoLocal() const;
 
     // What the core shader reads in a render draw with the state now in force (the grain
     // offset as the last draw left it), tables rounded as the GPU stores them.
@@ -350,13 +357,14 @@ protected:
     std::atomic<uint32_t> outputWidth_{0};
     std::atomic<uint32_t> outputHeight_{0};
     std::atomic<bool> showOriginal_{false};
-    bool exposureModelReady_ = false;
+    std::unique_ptr<colorTempExposureModel> exposureModel_;  // under textureLock; made on first need
     std::atomic<bool> lastExposureWasFlat_{false};
     float liftLocal_ = 1.0f, gammaLocal_ = 1.0f, gainLocal_ = 1.0f;  // under textureLock
     std::atomic<bool> isBlackAndWhite_{false};
     float originalSBlendAmount_ = 0.0f, originalLutAmount_ = 0.0f, originalGrainAmount_ = 0.0f;
     double lastGrainScale_ = 1.0;  // under textureLock
     ColorBallInfo ballInfoLocal_;  // under textureLock
+    std::unique_ptr<colorBall2DLUT> ballMaths_;  // under textureLock
     std::atomic<bool> useRenderContext_{false};
     GlContextPtr renderContext_;
     std::string renderContextError_;
