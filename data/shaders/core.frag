@@ -23,6 +23,12 @@ uniform float grainAmount;
 uniform float grainColorfulness;
 uniform vec2 grainOffset;
 uniform int grainSize[2];
+uniform vec3 grainNeutral;          // the grain image's own mean: grain moves levels around it
+// Tables that give back each level unchanged are skipped (three texture reads each).
+uniform bool exposureIsIdentity;
+uniform bool ballsIsIdentity;
+uniform bool liftIsIdentity;
+uniform bool histogramIsIdentity;
 uniform mat4 saturation;            // sent transposed: rows in memory hold the weights
 uniform mat4 blackandwhite;
 
@@ -67,7 +73,7 @@ vec3 Grain(vec3 c)
     pos = pos - size * floor(pos / size);
     pos -= size * step(size, pos);
     pos += size * (1.0 - step(vec2(0.0), pos));
-    vec3 g = texture2DRect(grainMap, pos + 0.5).rgb - 0.5;
+    vec3 g = texture2DRect(grainMap, pos + 0.5).rgb - grainNeutral;
     float mono = dot(g, kLuma);
     float level = clamp(dot(c, kLuma), 0.0, 1.0);
     vec3 strength = texture1D(grainCurve, (level * 255.0 + 0.5) / 256.0).rgb;
@@ -88,15 +94,15 @@ vec4 StartARGB()
 vec4 CoreShader(vec4 pixel)
 {
     vec3 c = clamp(pixel.rgb, 0.0, 1.0);
-    c = PerChannel4095(exposure, c);
-    c = PerChannel4095(ballsLookup, c);
-    c = Shared4096(liftLookup, c);
+    if (!exposureIsIdentity) c = PerChannel4095(exposure, c);
+    if (!ballsIsIdentity) c = PerChannel4095(ballsLookup, c);
+    if (!liftIsIdentity) c = Shared4096(liftLookup, c);
     c = clamp(Weighted(c, saturation), 0.0, 1.0);
     vec3 film = texture3D(stockLUT, c * (63.0 / 64.0) + (0.5 / 64.0)).rgb;
     c = clamp(mix(c, film, stockLUTAmount), 0.0, 1.0);
     c = mix(c, SCurve(c), sBlendAmount);
     c = Weighted(c, blackandwhite);
-    c = mix(c, Shared4096(histogram, c), histogramAmount);
+    if (!histogramIsIdentity) c = mix(c, Shared4096(histogram, c), histogramAmount);
     c = Grain(c);
     return vec4(clamp(c, 0.0, 1.0), pixel.a);
 }

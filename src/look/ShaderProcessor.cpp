@@ -408,7 +408,13 @@ void ShaderProcessor::LoadOBShader() {
     l.locBlackAndWhite = GetUniformLocationAttributes("blackandwhite", a);
     l.locLiftLookup = GetUniformLocationAttributes("liftLookup", a);
     l.locBallLookup = GetUniformLocationAttributes("ballsLookup", a);
+    l.locGrainNeutral = GetUniformLocationAttributes("grainNeutral", a);
+    l.locExposureIsIdentity = GetUniformLocationAttributes("exposureIsIdentity", a);
+    l.locBallsIsIdentity = GetUniformLocationAttributes("ballsIsIdentity", a);
+    l.locLiftIsIdentity = GetUniformLocationAttributes("liftIsIdentity", a);
+    l.locHistogramIsIdentity = GetUniformLocationAttributes("histogramIsIdentity", a);
     EnableShaders(a);
+    glUniform3f(l.locGrainNeutral, 0.5f, 0.5f, 0.5f);
     glUniform1i(l.locVideoFrame, kUnitVideoFrame);
     glUniform1i(l.locGrainMap, kUnitGrainMap);
     glUniform1i(l.locGrainCurve, kUnitGrainCurve);
@@ -710,6 +716,11 @@ ColorBallInfo ShaderProcessor::ballInfoLocal() const {
     return ballInfoLocal_;
 }
 
+std::array<float, 3> ShaderProcessor::GrainNeutral(const GrainMap* map) {
+    (void)map;
+    return {0.5f, 0.5f, 0.5f};
+}
+
 cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender() const {
     cpu::CoreShaderInputs in;
     {
@@ -730,6 +741,7 @@ cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender() const {
             in.grainImage.assign(data, data + static_cast<size_t>(in.grainWidth) * static_cast<size_t>(in.grainHeight) * 3);
             const float* curve = grain_->grainCurve()->buffer();
             in.grainCurve.assign(curve, curve + GrainLookup::kEntries * 3);
+            in.grainNeutral = GrainNeutral(grain_.get());
         } else {
             in.grainCurve.assign(GrainLookup::kEntries * 3, 0.0f);
         }
@@ -743,6 +755,7 @@ cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender() const {
     in.histogramAmount = 1.0f;
     in.grainColorfulness = 0.6f;
     in.grainOffset = grainOffset_;
+    cpu::MarkIdentityTables(in);
     if (HalfFloatTextures()) cpu::RoundTablesToHalf(in);
     return in;
 }

@@ -65,6 +65,11 @@ struct OBShaderLocations {
     int32_t locBlackAndWhite = -1;
     int32_t locLiftLookup = -1;
     int32_t locBallLookup = -1;
+    int32_t locGrainNeutral = -1;
+    int32_t locExposureIsIdentity = -1;
+    int32_t locBallsIsIdentity = -1;
+    int32_t locLiftIsIdentity = -1;
+    int32_t locHistogramIsIdentity = -1;
     int32_t locDisplayMat = -1;
     int32_t locD65CAMat = -1;
     int32_t locRec709MatInv = -1;
@@ -305,6 +310,10 @@ protected:
     void BindAndUploadTables(bool all);
     void UploadTable(int slot, bool all);
     void SendLookUniforms();
+    // The uniforms that describe the uploaded tables; after BindAndUploadTables.
+    void SendTableUniforms();
+    // The level grain is added around: the map's own mean, 0.5 without a map.
+    static std::array<float, 3> GrainNeutral(const GrainMap* map);
     void SendHistogramAmount(float amount);
     void ValidateProgramObject(const GLSLAttributes* attributes);
     void RenderPassCpu(DrawParams* params);
@@ -378,6 +387,9 @@ protected:
     // Fields of the draw.
     std::atomic<bool> pauseGrainShift_{false};
     std::optional<std::array<float, 2>> nextGrainOffset_;  // drawing thread only
+    // What the uploaded tables are, for the uniforms that go with them; drawing thread only.
+    std::array<bool, 9> uploadedIsIdentity_{};  // by texture unit
+    std::array<float, 3> uploadedGrainNeutral_{0.5f, 0.5f, 0.5f};
     const uint8_t* r3dRenderBuffer_ = nullptr;
     int32_t locBlurTextureH_ = -1, locBlurTextureV_ = -1;
     int32_t locBlurWeightH_ = -1, locBlurOffsetH_ = -1;

@@ -119,6 +119,7 @@ void ShaderProcessor::RenderUsingTexture0(DrawParams* params) {
     const auto size = grainSize();
     glUniform1iv(l.locGrainSize, 2, size.data());
     BindAndUploadTables(true);
+    SendTableUniforms();
     glFinish();
     DrawTextureAtX1Y1X2Y2IsFlipped(0.0f, 0.0f, params->baseSize.width, params->baseSize.height, true);
     glFlush();
@@ -170,6 +171,7 @@ void ShaderProcessor::DrawRect(DrawParams* params) {
         }
     }
     BindAndUploadTables(false);
+    SendTableUniforms();
     DrawSetup_Samplers(params);
     ClearGlErrors();
     if (params->writeToDisk) {
@@ -216,6 +218,16 @@ void ShaderProcessor::SendLookUniforms() {
     glUniform1iv(l.locGrainSize, 2, size.data());
 }
 
+void ShaderProcessor::SendTableUniforms() {
+    const OBShaderLocations& l = *locCurrent_;
+    const auto identity = [this](int unit) { return uploadedIsIdentity_[static_cast<size_t>(unit)] ? 1 : 0; };
+    glUniform1i(l.locExposureIsIdentity, identity(kUnitExposure));
+    glUniform1i(l.locBallsIsIdentity, identity(kUnitBalls));
+    glUniform1i(l.locLiftIsIdentity, identity(kUnitLift));
+    glUniform1i(l.locHistogramIsIdentity, identity(kUnitHistogram));
+    glUniform3f(l.locGrainNeutral, uploadedGrainNeutral_[0], uploadedGrainNeutral_[1], uploadedGrainNeutral_[2]);
+}
+
 void ShaderProcessor::SendHistogramAmount(float amount) {
     histogramAmount_ = amount;
     glUniform1f(locCurrent_->locHistogramAmount, amount);
@@ -260,6 +272,7 @@ void ShaderProcessor::UploadTable(int unit, bool all) {
             if (grain_ && grainSize_[0] > 0 && grainSize_[1] > 0) {
                 glTexImage2D(GL_TEXTURE_RECTANGLE, 0, f3, grainSize_[0], grainSize_[1], 0, GL_RGB, GL_FLOAT,
                              grain_->GetTextureData());
+                uploadedGrainNeutral_ = GrainNeutral(grain_.get());
             }
             break;
         }
@@ -279,18 +292,23 @@ void ShaderProcessor::UploadTable(int unit, bool all) {
         case kUnitHistogram:
             LinearClampTexture(GL_TEXTURE_1D, GL_LINEAR);
             glTexImage1D(GL_TEXTURE_1D, 0, f1, kTableLength, 0, GL_RED, GL_FLOAT, splineTexture_.data());
+            uploadedIsIdentity_[kUnitHistogram] = cpu::IsIdentityTable(splineTexture_.data(), kTableLength, 1, 4096.0f);
             break;
         case kUnitExposure:
             LinearClampTexture(GL_TEXTURE_1D, GL_LINEAR);
             glTexImage1D(GL_TEXTURE_1D, 0, f3, kTableLength, 0, GL_RGB, GL_FLOAT, exposureTexture_.data());
+            uploadedIsIdentity_[kUnitExposure] =
+                cpu::IsIdentityTable(exposureTexture_.data(), kTableLength, 3, 4095.0f);
             break;
         case kUnitLift:
             LinearClampTexture(GL_TEXTURE_1D, GL_LINEAR);
             glTexImage1D(GL_TEXTURE_1D, 0, f1, kTableLength, 0, GL_RED, GL_FLOAT, liftTexture_.data());
+            uploadedIsIdentity_[kUnitLift] = cpu::IsIdentityTable(liftTexture_.data(), kTableLength, 1, 4096.0f);
             break;
         case kUnitBalls:
             LinearClampTexture(GL_TEXTURE_1D, GL_LINEAR);
             glTexImage1D(GL_TEXTURE_1D, 0, f3, kTableLength, 0, GL_RGB, GL_FLOAT, ballTexture_.data());
+            uploadedIsIdentity_[kUnitBalls] = cpu::IsIdentityTable(ballTexture_.data(), kTableLength, 3, 4095.0f);
             break;
     }
     glFinish();

@@ -94,6 +94,30 @@ float TruncateToHalf(float value) {
     return std::copysign(std::min(std::ldexp(std::trunc(std::ldexp(a, -q)), q), 65504.0f), value);
 }
 
+bool IsIdentityTable(const float* table, int entries, int stride, float divisor) {
+    // A quarter of a 10-bit step: below what a 16-bit float table can hold near white, so
+    // the GPU could not tell such a table from the identity either. The flat exposure
+    // table, a round trip through the log domain, strays by about half that.
+    constexpr float kTolerance = 1.0f / 4096.0f;
+    for (int i = 0; i < entries; ++i) {
+        const float level = static_cast<float>(i) / divisor;
+        for (int k = 0; k < stride; ++k)
+            if (std::abs(table[static_cast<size_t>(i * stride + k)] - level) > kTolerance) return false;
+    }
+    return true;
+}
+
+void MarkIdentityTables(CoreShaderInputs& in) {
+    auto identity = [](const std::vector<float>& t, int stride, float divisor) {
+        return t.size() == static_cast<size_t>(kTableEntries * stride) &&
+               IsIdentityTable(t.data(), kTableEntries, stride, divisor);
+    };
+    in.exposureIsIdentity = identity(in.exposure, 3, 4095.0f);
+    in.ballsIsIdentity = identity(in.balls, 3, 4095.0f);
+    in.liftIsIdentity = identity(in.lift, 1, 4096.0f);
+    in.splineIsIdentity = identity(in.spline, 1, 4096.0f);
+}
+
 void RoundTablesToHalf(CoreShaderInputs& in) {
     RoundAll(in.stockLut);
     RoundAll(in.spline);
@@ -109,9 +133,12 @@ float SCurve(float x) { return x + 0.5f * x * (1.0f - x) * (2.0f * x - 1.0f); }
 std::array<float, 4> CoreShader(const CoreShaderInputs& in, const std::array<float, 4>& p, float fragX,
                                 float fragY) {
     float c[3] = {Clamp01(p[0]), Clamp01(p[1]), Clamp01(p[2])};
-    for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.exposure.data(), kTableEntries, 3, k, Coord4095(c[k]));
-    for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.balls.data(), kTableEntries, 3, k, Coord4095(c[k]));
-    for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.lift.data(), kTableEntries, 1, 0, Coord4096(c[k]));
+    if (!in.exposureIsIdentity)
+        for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.exposure.data(), kTableEntries, 3, k, Coord4095(c[k]));
+    if (!in.ballsIsIdentity)
+        for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.balls.data(), kTableEntries, 3, k, Coord4095(c[k]));
+    if (!in.liftIsIdentity)
+        for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.lift.data(), kTableEntries, 1, 0, Coord4096(c[k]));
     TimesMatrix(c, in.saturation);
     for (float& v : c) v = Clamp01(v);
     const auto film = Lut3D(in.stockLut, c);
@@ -120,9 +147,11 @@ std::array<float, 4> CoreShader(const CoreShaderInputs& in, const std::array<flo
         c[k] = Mix(c[k], SCurve(c[k]), in.sBlendAmount);
     }
     TimesMatrix(c, in.blackandwhite);
-    for (int k = 0; k < 3; ++k) {
-        const float levels = Lerp1D(in.spline.data(), kTableEntries, 1, 0, Coord4096(c[k]));
-        c[k] = Mix(c[k], levels, in.histogramAmount);
+    if (!in.splineIsIdentity) {
+        for (int k = 0; k < 3; ++k) {
+            const float levels = Lerp1D(in.spline.data(), kTableEntries, 1, 0, Coord4096(c[k]));
+            c[k] = Mix(c[k], levels, in.histogramAmount);
+        }
     }
     if (in.grainWidth >= 1 && in.grainHeight >= 1) {
         const float size[2] = {static_cast<float>(in.grainWidth), static_cast<float>(in.grainHeight)};
@@ -135,7 +164,7 @@ std::array<float, 4> CoreShader(const CoreShaderInputs& in, const std::array<flo
         const float* texel =
             in.grainImage.data() + 3 * (static_cast<size_t>(pos[1]) * static_cast<size_t>(in.grainWidth) +
                                         static_cast<size_t>(pos[0]));
-        float g[3] = {texel[0] - 0.5f, texel[1] - 0.5f, texel[2] - 0.5f};
+        float g[3] = {texel[0] - in.grainNeutral[0], texel[1] - in.grainNeutral[1], texel[2] - in.grainNeutral[2]};
         const float mono = g[0] * kLuma[0] + g[1] * kLuma[1] + g[2] * kLuma[2];
         const float level = Clamp01(c[0] * kLuma[0] + c[1] * kLuma[1] + c[2] * kLuma[2]);
         const float u = (level * 255.0f + 0.5f) / 256.0f;

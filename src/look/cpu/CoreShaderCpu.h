@@ -39,7 +39,24 @@ struct CoreShaderInputs {
     // Both matrices in the memory order in which they are sent with the transpose flag.
     std::array<float, 16> saturation{};
     std::array<float, 16> blackandwhite{};
+    // Tables that give back each level unchanged are skipped, here and on the GPU: three
+    // reads less a pixel each, and no rounding by a table that should do nothing.
+    bool exposureIsIdentity = false;
+    bool ballsIsIdentity = false;
+    bool liftIsIdentity = false;
+    bool splineIsIdentity = false;
+    // The grain image's own mean per channel: grain is added around it, so that it leaves
+    // the average level of the picture where it was.
+    std::array<float, 3> grainNeutral{0.5f, 0.5f, 0.5f};
 };
+
+// True when entry i of every channel holds i / divisor, to within a quarter of a 10-bit
+// step: the table maps each level to itself
+// (4095 for tables read at Coord4095, 4096 for those read at Coord4096). `stride` is the
+// number of floats per entry.
+bool IsIdentityTable(const float* table, int entries, int stride, float divisor);
+// Sets the four flags above from the tables as they are (before any rounding to half).
+void MarkIdentityTables(CoreShaderInputs& inputs);
 
 // The nearest 16-bit float, round to nearest even, back as a float: how tables and frames
 // are stored when they are uploaded.
