@@ -1,0 +1,145 @@
+// Decoded bitmaps and the planar 8-bit scaler that grain scans go through.
+#include <gtest/gtest.h>
+#include <tiffio.h>
+
+#include <climits>
+#include <cmath>
+#include <vector>
+
+#include "platform/imageio/Bitmap.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+// A plain 8-bit RGB TIFF, three samples per pixel, no alpha: what a grain scan is.
+void WriteRgbTiff(const std::string& path, int w, int h, const std::vector<uint8_t>& rgb) {
+    TIFF* tif = TIFFOpen(path.c_str(), "w");
+    ASSERT_NE(tif, nullptr);
+    TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(w));
+    TIFFSetField(tif, TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(h));
+    TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 3);
+    TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+    TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tif, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 4);
+    for (int y = 0; y < h; ++y) {
+        std::vector<uint8_t> row(rgb.begin() + y * w * 3, rgb.begin() + (y + 1) * w * 3);
+        ASSERT_EQ(TIFFWriteScanline(tif, row.data(), static_cast<uint32_t>(y), 0), 1);
+    }
+    TIFFClose(tif);
+}
+
+TEST(Bitmap, AnRgbFileDecodesToMeshedRgbaRowsTopFirst) {
+    test::TempDir dir;
+    const int w = 37, h = 11;
+    std::vector<uint8_t> rgb(static_cast<size_t>(w * h * 3));
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            uint8_t* p = &rgb[static_cast<size_t>((y * w + x) * 3)];
+            p[0] = static_cast<uint8_t>(x * 6);
+            p[1] = static_cast<uint8_t>(y * 20);
+            p[2] = static_cast<uint8_t>((x * 31 + y * 17) % 256);
+        }
+    }
+    WriteRgbTiff(dir / "scan.bin", w, h, rgb);
+    std::string error;
+    BitmapRepPtr rep = DecodeBitmapFile(dir / "scan.bin", &error);
+    ASSERT_TRUE(rep) << error;
+    EXPECT_EQ(rep->width, w);
+    EXPECT_EQ(rep->height, h);
+    EXPECT_EQ(rep->samplesPerPixel, 4);
+    EXPECT_EQ(rep->bitsPerSample, 8);
+    EXPECT_EQ(rep->bitsPerPixel, 32);
+    EXPECT_EQ(rep->bytesPerRow, w * 4);
+    ASSERT_EQ(rep->data.size(), static_cast<size_t>(w * h * 4));
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            const uint8_t* p = rep->row(y) + x * 4;
+            const uint8_t* q = &rgb[static_cast<size_t>((y * w + x) * 3)];
+            ASSERT_EQ(p[0], q[0]) << x << "," << y;
+            ASSERT_EQ(p[1], q[1]) << x << "," << y;
+            ASSERT_EQ(p[2], q[2]) << x << "," << y;
+            ASSERT_EQ(p[3], 255) << x << "," << y;
+        }
+    }
+}
+
+TEST(Bitmap, WhatIsNoImageGivesNullAndSaysWhy) {
+    test::TempDir dir;
+    std::string error;
+    EXPECT_FALSE(DecodeBitmapFile(dir / "missing.bin", &error));
+    EXPECT_NE(error.find("missing.bin"), std::string::npos) << error;
+    test::WriteWholeFile(dir / "text.bin", "grain, but not as a picture");
+    error.clear();
+    EXPECT_FALSE(DecodeBitmapFile(dir / "text.bin", &error));
+    EXPECT_FALSE(error.empty());
+}
+
+TEST(Bitmap, NewBitmapsAreZeroedRgbaOrNullWhenTheyCannotBe) {
+    auto rep = BitmapRep::TryRgba8(5, 3);
+    ASSERT_TRUE(rep);
+    EXPECT_EQ(rep->bytesPerRow, 20);
+    EXPECT_EQ(rep->bitsPerPixel / rep->bitsPerSample, 4);
+    EXPECT_EQ(rep->data, std::vector<uint8_t>(60, 0));
+    EXPECT_FALSE(BitmapRep::TryRgba8(0, 3));
+    EXPECT_FALSE(BitmapRep::TryRgba8(3, -1));
+    EXPECT_FALSE(BitmapRep::TryRgba8(INT_MAX / 4 + 1, 1)) << "a row an int cannot count";
+    EXPECT_FALSE(BitmapRep::TryRgba8(1 << 28, 1 << 20)) << "a petabyte";
+    EXPECT_TRUE(BitmapRep::Rgba8(0, 4).empty());
+}
+
+std::vector<uint8_t> Plane(int w, int h, uint8_t (*f)(int, int)) {
+    std::vector<uint8_t> p(static_cast<size_t>(w * h));
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) p[static_cast<size_t>(y * w + x)] = f(x, y);
+    }
+    return p;
+}
+
+TEST(ScalePlanar8, AFlatPlaneStaysFlatAtEverySizeBecauseEdgesRepeat) {
+    // A scaler that read zeros beyond the edges would darken the border.
+    const auto src = Plane(23, 17, [](int, int) -> uint8_t { return 200; });
+    for (auto [w, h] : {std::pair{23, 17}, {7, 5}, {1, 1}, {2, 3}, {64, 33}, {301, 250}}) {
+        std::vector<uint8_t> dst(static_cast<size_t>(w * h), 0);
+        ASSERT_EQ(ScalePlanar8(src.data(), 23, 17, 23, dst.data(), w, h, w), 0) << w << "x" << h;
+        for (size_t i = 0; i < dst.size(); ++i) ASSERT_EQ(dst[i], 200) << w << "x" << h << " at " << i;
+    }
+}
+
+TEST(ScalePlanar8, SameSizeIsACopyAndARampStaysARamp) {
+    const auto noise = Plane(41, 13, [](int x, int y) -> uint8_t { return static_cast<uint8_t>((x * 97 + y * 57) % 256); });
+    std::vector<uint8_t> same(noise.size());
+    ASSERT_EQ(ScalePlanar8(noise.data(), 41, 13, 41, same.data(), 41, 13, 41), 0);
+    EXPECT_EQ(same, noise);
+
+    // A ramp of 2 per pixel, halved: 4 per pixel, centred between the source pairs.
+    const auto ramp = Plane(120, 8, [](int x, int) -> uint8_t { return static_cast<uint8_t>(2 * x); });
+    std::vector<uint8_t> half(60 * 4);
+    ASSERT_EQ(ScalePlanar8(ramp.data(), 120, 8, 120, half.data(), 60, 4, 60), 0);
+    for (int x = 4; x < 56; ++x) EXPECT_NEAR(half[static_cast<size_t>(2 * 60 + x)], 4 * x + 1, 1) << x;
+
+    // Strides wider than the rows are honoured on both sides.
+    std::vector<uint8_t> padded(static_cast<size_t>(50 * 8), 0);
+    for (int y = 0; y < 8; ++y) std::copy_n(ramp.begin() + y * 120, 40, padded.begin() + y * 50);
+    std::vector<uint8_t> out(static_cast<size_t>(48 * 16), 7);
+    ASSERT_EQ(ScalePlanar8(padded.data(), 40, 8, 50, out.data(), 40, 16, 48), 0);
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 40; x += 5) EXPECT_NEAR(out[static_cast<size_t>(y * 48 + x)], 2 * x, 1) << x << "," << y;
+        EXPECT_EQ(out[static_cast<size_t>(y * 48 + 45)], 7) << "beyond the row";
+    }
+}
+
+TEST(ScalePlanar8, BadArgumentsAreRefusedWithANegativeCode) {
+    std::vector<uint8_t> a(100, 1), b(100, 1);
+    EXPECT_LT(ScalePlanar8(nullptr, 10, 10, 10, b.data(), 10, 10, 10), 0);
+    EXPECT_LT(ScalePlanar8(a.data(), 10, 10, 10, nullptr, 10, 10, 10), 0);
+    EXPECT_LT(ScalePlanar8(a.data(), 0, 10, 10, b.data(), 10, 10, 10), 0);
+    EXPECT_LT(ScalePlanar8(a.data(), 10, 10, 10, b.data(), 10, 0, 10), 0);
+    EXPECT_LT(ScalePlanar8(a.data(), 10, 10, 9, b.data(), 10, 10, 10), 0) << "stride shorter than a row";
+    EXPECT_EQ(b, std::vector<uint8_t>(100, 1)) << "a refused call writes nothing";
+}
+
+}  // namespace
+}  // namespace ombrel
