@@ -26,7 +26,7 @@
 #include <vector>
 
 #include "look/DrawParams.h"
-#include "look/GrainMap.h"
+#include "look/grain/GrainManager.h"
 #include "look/cpu/CoreShaderCpu.h"
 #include "model/ColorBallInfo.h"
 #include "platform/gl/GlContext.h"

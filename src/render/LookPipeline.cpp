@@ -1,7 +1,7 @@
 #include "render/LookPipeline.h"
 
 #include "core/Log.h"
-#include "look/GrainMap.h"
+#include "look/grain/GrainManager.h"
 #include "look/LutManager.h"
 
 namespace ombrel {

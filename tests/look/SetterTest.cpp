@@ -210,6 +210,9 @@ protected:
         const char* old = std::getenv("OMBREL_DATA_DIR");
         oldRoot_ = old ? old : "";
         ::setenv("OMBREL_DATA_DIR", dir_.path().c_str(), 1);
+        // A stock change also picks the grain map, and no pipeline runs without its scans.
+        std::filesystem::create_directories(dir_.path() + "/Resources");
+        std::filesystem::copy_file(oldRoot_ + "/Resources/CP35.bin", dir_.path() + "/Resources/CP35.bin");
         WriteStock(dir_.path(), "5D", "5207", 0.1f);
         WriteStock(dir_.path(), "EpicM", "5207", 0.2f);
         WriteStock(dir_.path(), "RedOne", "5213", 0.3f);

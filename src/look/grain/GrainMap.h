@@ -1,0 +1,114 @@
+#pragma once
+
+// One grain scan at one size, ready for the GPU: the resized bitmap, its texture data and the
+// per-channel grain values at the amount last asked for.
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "look/grain/GrainLookup.h"
+#include "platform/imageio/Bitmap.h"
+
+namespace ombrel {
+
+struct GrainSize {
+    float width = 0.0f;
+    float height = 0.0f;
+};
+
+class GrainMap {
+public:
+    // The scan resized for a frame of `width`; the scan's aspect decides the height, so the
+    // height asked for only names the map in the cache. Use grainSize() for the real size.
+    GrainMap(BitmapRepPtr scan, float width, float height);
+    // A map made from samples: width * height * 3 floats in 0..1, 0.5 neutral.
+    GrainMap(int width, int height, std::vector<float> textureData, std::string stockName = {},
+             std::string grainName = {});
+    GrainMap(const GrainMap&) = delete;
+    GrainMap& operator=(const GrainMap&) = delete;
+
+    // Resizes a scan so that the result still tiles: the scan is padded with its own far
+    // edges before it is scaled. A target larger than the scan in both axes magnifies a
+    // centred crop instead, so the result stays about the scan's size. On failure the scan
+    // itself comes back. `grainSize` receives the size of what comes back.
+    static BitmapRepPtr resizeNSImageToSize(const BitmapRepPtr& scan, float width, float height,
+                                            GrainSize* grainSize);
+
+    // Makes the per-channel grain values for amount A: (level * 65535 - 32767) * A, signed
+    // around mid grey. The texture does not depend on A. The same amount again costs nothing.
+    void SetGrainAmount(double amount);
+    double grainAmount() const;
+
+    // 3 floats per pixel, interleaved, in the bitmap's row order (grain has no up or down):
+    // the samples stretched by the range of the first pixels of the image, then / 255.
+    const float* GetTextureData() const { return textureData_.data(); }
+    // Per-channel mean of the texture data; 0.5 means the grain adds nothing on average.
+    std::array<float, 3> grainMean() const { return mean_; }
+
+    // The real size of the image, which callers must use rather than what they asked for.
+    GrainSize grainSize() const { return grainSize_; }
+    void GetGrainSize(int* width, int* height) const {
+        *width = width_;
+        *height = height_;
+    }
+    int width() const { return width_; }
+    int height() const { return height_; }
+
+    // One float per pixel; null until the first SetGrainAmount. The values change with the
+    // amount, so a reader must not race a change of amount.
+    const float* GetGrainLookupR() const { return Lookup(0); }
+    const float* GetGrainLookupG() const { return Lookup(1); }
+    const float* GetGrainLookupB() const { return Lookup(2); }
+    // The resized bitmap; null for a map made from samples.
+    const BitmapRepPtr& GetGrainBitmapRep() const { return grainRep_; }
+
+    // The response curve in force; one map serves every stock of its size, so the curve
+    // changes while the image stays.
+    GrainLookupPtr grainCurve() const;
+    void setGrainCurve(GrainLookupPtr curve);
+    // The stock for which the map was first made.
+    std::string stockName() const;
+    void setStockName(const std::string& stockName);
+    // The scan it was made from ("CP35", "CP16", "CP8").
+    std::string grainName() const;
+    void setGrainName(const std::string& grainName);
+
+private:
+    void CreateLookups();
+    void MapRange();
+    const float* Lookup(int channel) const;
+
+    BitmapRepPtr grainRep_;
+    GrainSize grainSize_;
+    int width_ = 0;
+    int height_ = 0;
+    std::vector<float> textureData_;
+    std::array<float, 3> mean_{0.5f, 0.5f, 0.5f};
+
+    mutable std::mutex lock_;  // guards what follows
+    std::array<std::vector<float>, 3> grainLookup_;
+    double grainAmount_ = -1.0;
+    GrainLookupPtr grainCurve_;
+    std::string stockName_;
+    std::string grainName_;
+};
+
+using GrainMapPtr = std::shared_ptr<GrainMap>;
+
+// Seams for tests of the resize's failure paths. Empty members keep the real behaviour.
+struct GrainResizeHooks {
+    // Scales one plane, as ScalePlanar8.
+    std::function<int(const uint8_t* src, int srcWidth, int srcHeight, int srcStride, uint8_t* dst,
+                      int dstWidth, int dstHeight, int dstStride)>
+        scalePlane;
+    // Asked with the total size of the work buffers before they are allocated.
+    std::function<bool(size_t bytes)> mayAllocate;
+};
+void SetGrainResizeHooksForTesting(GrainResizeHooks hooks);
+
+}  // namespace ombrel
