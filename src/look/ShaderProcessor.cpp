@@ -717,7 +717,9 @@ ColorBallInfo ShaderProcessor::ballInfoLocal() const {
 }
 
 std::array<float, 3> ShaderProcessor::GrainNeutral(const GrainMap* map) {
-    (void)map;
+    // A range sample of a few hundred pixels seldom centres the whole scan on 0.5; grain
+    // centred on 0.5 would brighten or darken the picture by the difference.
+    if (map) return map->grainMean();
     return {0.5f, 0.5f, 0.5f};
 }
 
