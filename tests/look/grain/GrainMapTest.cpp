@@ -66,7 +66,10 @@ TEST(GrainResize, ATargetSmallerInOneAxisScalesTheWholeScanToTheTarget) {
     EXPECT_EQ(map.grainSize().height, 75.0f);
 }
 
-TEST(GrainResize, ALargerTargetMagnifiesACentredCropAndReportsItsRealSize) {
+// The numbered steps magnify a centred crop, whose opposite edges were never neighbours: such
+// a map need not tile, whatever the list of edge cases hopes. The scans are made as wide as
+// the grain widths they serve, so the pipeline takes this road only for small gauges beyond 2K.
+TEST(GrainResize, ALargerTargetMagnifiesACentredCropAsTheStepsSayThoughItsEdgesNeedNotTile) {
     auto scan = MakeBitmap(200, 100, [](int x, int y) {
         return std::array<uint8_t, 3>{static_cast<uint8_t>(x), static_cast<uint8_t>(2 * y), 128};
     });
@@ -163,6 +166,30 @@ TEST(GrainResize, OppositeEdgesOfTheScansMatchWhereTheWholeScanIsResized) {
             GrainMap map(raw->Rep(), width, 0.0f);
             ASSERT_NE(map.GetGrainBitmapRep(), raw->Rep()) << name << " at " << width;
             ExpectSeamless(*map.GetGrainBitmapRep(), std::string(name) + " width " + std::to_string(width));
+        }
+    }
+}
+
+TEST(GrainResize, FramesUpTo2KAtEveryGaugeAndUpTo4KAtTheLargerOnesTakeAWholeScanSoTheyTile) {
+    // The scan and size the pipeline picks for a grain width: up to 2800 the 35mm scan, up to
+    // 5500 the 16mm one at half size, beyond that the 8mm one at a quarter.
+    auto pick = [](double grainWidth) -> std::pair<const char*, float> {
+        if (grainWidth <= 2800.0) return {"CP35", static_cast<float>(grainWidth)};
+        if (grainWidth <= 5500.0) return {"CP16", static_cast<float>(grainWidth / 2.0)};
+        return {"CP8", static_cast<float>(grainWidth / 4.0)};
+    };
+    const struct {
+        double frameWidth;
+        std::vector<double> scales;
+    } cases[] = {{1920.0, {0.69, 1.0, 1.13, 2.0, 2.43, 4.0, 5.53}},
+                 {2048.0, {0.69, 1.0, 1.13, 2.0, 2.43, 4.0, 5.53}},
+                 {4096.0, {0.69, 1.0, 1.13, 2.0}}};
+    for (const auto& c : cases) {
+        for (double scale : c.scales) {
+            const auto [name, width] = pick(c.frameWidth * scale);
+            auto raw = RawGrain::InitWithName(name);
+            EXPECT_FALSE(TakenFor(raw->Rep()->width, raw->Rep()->height, width).magnified)
+                << c.frameWidth << " at " << scale << ": " << name << " at " << width;
         }
     }
 }
