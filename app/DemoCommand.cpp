@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 
 // The look of the demo: a colour negative stock at Super 35 grain.
 constexpr const char* kDemoStock = "5207";
-constexpr const char* kDemoGauge = "CP35";
+constexpr const char* kDemoGauge = "Super 35";
 
 std::string FindOnPath(const std::string& tool) {
     const char* path = std::getenv("PATH");

@@ -8,6 +8,7 @@
 
 #include "RenderCommand.h"
 #include "core/Paths.h"
+#include "model/Gauge.h"
 #include "model/SettingsManager.h"
 
 namespace ombrel::cli {
@@ -53,7 +54,7 @@ void PrintClip(const std::string& clip, const ProjectState& state) {
         std::printf("  look: none saved (defaults)\n");
     } else {
         std::printf("  look: stock %s, gauge %s, grain %s, exposure %s, kelvin %s%s, saturation %s\n",
-                    s->stockName().c_str(), s->grainName().c_str(), Num(s->grainMultiplier()).c_str(),
+                    s->stockName().c_str(), GrainSizeForMultiplier(s->grainScale()).c_str(), Num(s->grainMultiplier()).c_str(),
                     Num(s->exposure()).c_str(), Num(s->kelvin()).c_str(),
                     s->useMetadata() ? " (camera metadata first)" : "", Num(s->saturation()).c_str());
         const ColorBallInfo balls = s->ballInfo();

@@ -13,7 +13,9 @@
 #include "core/Paths.h"
 #include "library/FileParser.h"
 #include "library/FileParserHooks.h"
+#include "look/grain/GrainManager.h"
 #include "look/LutManager.h"
+#include "model/Gauge.h"
 #include "model/SettingsManager.h"
 #include "platform/movie/MovieProbe.h"
 #include "render/LookPipeline.h"
@@ -90,7 +92,15 @@ void PrintProgress(const std::string& style, const RenderManager& rm) {
 
 void ApplyLookOptions(const RenderOptions& o, ClipSettings& look) {
     if (o.stock) look.setStockName(*o.stock);
-    if (o.gauge) look.setGrainName(*o.gauge);
+    if (o.gauge) {
+        if (const std::optional<int> tag = GaugeTagForName(*o.gauge)) {
+            look.setGrainScale(static_cast<float>(*tag) / 100.0f);
+            // A smaller gauge is also a softer picture.
+            look.setBlurRadius(GrainManager::BlurRadiusForTag(*tag));
+            if (o.gauge->size() > 2 && (o.gauge->rfind("CP", 0) == 0 || o.gauge->rfind("cp", 0) == 0))
+                look.setGrainName("CP" + o.gauge->substr(2));
+        }
+    }
     if (o.grain) look.setGrainMultiplier(*o.grain);
     if (o.exposure) {
         look.setExposure(*o.exposure);
@@ -129,7 +139,9 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     render->add_flag("--no-clip-prefix", o.noClipPrefix, "Frame names without the clip name");
     render->add_flag("--index-names", o.indexNames, "Number frames by index, not by timecode");
     render->add_option("--stock", o.stock, "Film stock name");
-    render->add_option("--gauge", o.gauge, "Grain gauge (CP...)");
+    render->add_option("--gauge", o.gauge,
+                       "Film gauge of the grain: \"Super 35\", \"35mm Academy\", \"35mm Full Frame\", \"Super 16\", "
+                       "\"16mm\", \"Super 8\", \"8mm\", or its tag (scale x 100)");
     render->add_option("--grain", o.grain, "Grain strength");
     render->add_option("--exposure", o.exposure, "Exposure in stops");
     render->add_option("--kelvin", o.kelvin, "Colour temperature in Kelvin");
@@ -194,8 +206,10 @@ int RunRender(const RenderOptions& o) {
         }
         look.LoadFromDictionary(dict);
     }
-    if (o.gauge && o.gauge->rfind("CP", 0) != 0) {
-        std::fprintf(stderr, "ombrel render: a grain gauge begins with \"CP\", as CP35, not \"%s\"\n",
+    if (o.gauge && !GaugeTagForName(*o.gauge)) {
+        std::fprintf(stderr,
+                     "ombrel render: --gauge wants a film gauge (Super 35, 35mm Academy, 35mm Full Frame, Super 16, "
+                     "16mm, Super 8, 8mm) or its tag, as 243, not \"%s\"\n",
                      o.gauge->c_str());
         return kExitUsage;
     }

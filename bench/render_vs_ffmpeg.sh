@@ -41,7 +41,7 @@ for size in 1920x1080 4096x2160; do
   "$R3D_MAKE" "$clip" --size "$size" --frames "$FRAMES" --fps 24 --force >/dev/null 2>&1
 
   t0=$(now)
-  "$OMBREL" render --format dpx --stock 5207 --gauge CP35 --grain 1 --out "$WORK/$size/ours" "$clip" \
+  "$OMBREL" render --format dpx --stock 5207 --gauge "Super 35" --grain 1 --out "$WORK/$size/ours" "$clip" \
     >/dev/null 2>"$WORK/$size/ours.log" || { cat "$WORK/$size/ours.log" >&2; exit 1; }
   t1=$(now)
 

@@ -40,7 +40,7 @@ struct Project {
         PlistValue a = PlistValue::MakeDict();
         a.set("stockName", "5219");
         a.set("grainName", "CP16");
-        a.set("grainScale", 1.0f);
+        a.set("grainScale", 2.43f);
         a.set("grainMultiplier", 0.5f);
         a.set("exposure", 1.5f);
         a.set("kelvin", 4300.0f);
@@ -86,7 +86,7 @@ TEST(ProjectCli, ShowListsTheClipsAndTheirKeySettings) {
     EXPECT_TRUE(Has(r, "output folder: " + p.out)) << r.output;
     EXPECT_TRUE(Has(r, "open clip: " + p.movie)) << r.output;
     EXPECT_TRUE(Has(r, "clips: 3")) << r.output;
-    EXPECT_TRUE(Has(r, "clip: " + p.r3d + "\n  look: stock 5219, gauge CP16, grain 0.5, exposure 1.5, kelvin 4300"))
+    EXPECT_TRUE(Has(r, "clip: " + p.r3d + "\n  look: stock 5219, gauge 16mm, grain 0.5, exposure 1.5, kelvin 4300"))
         << r.output;
     EXPECT_TRUE(Has(r, "frames: 10-20")) << r.output;
     EXPECT_TRUE(Has(r, "preset: Warm (#3")) << r.output;

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -123,7 +124,8 @@ TEST(R3DCli, AMakersFrameFailsItsClipWithTheReasonWhileTheGoodClipRenders) {
 TEST(R3DCli, ARenderSplitIntoTwoRangesWritesTheSamePicturesAsTheWhole) {
     test::TempDir dir;
     const std::string path = Clip(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(96, 48, 6));
-    const std::string look = " --stock 5207 --gauge CP35 --grain 1 " + path;
+    // 16mm: larger grain and the blur of the smaller gauges, both of which must split cleanly.
+    const std::string look = " --stock 5207 --gauge 16mm --grain 1 " + path;
     ASSERT_EQ(Ombrel("render --out " + dir.path() + "/whole --frames 0-5" + look).status, 0);
     ASSERT_EQ(Ombrel("render --out " + dir.path() + "/split --frames 0-2" + look).status, 0);
     ASSERT_EQ(Ombrel("render --out " + dir.path() + "/split --frames 3-5" + look).status, 0);
@@ -135,6 +137,32 @@ TEST(R3DCli, ARenderSplitIntoTwoRangesWritesTheSamePicturesAsTheWhole) {
         ASSERT_FALSE(a.empty());
         EXPECT_TRUE(a == DpxImageData(dir / ("split/A001_C001_0101AB/" + name))) << name;
     }
+}
+
+// Mean absolute difference of two DPX frames' image data, in bytes.
+double MeanByteDifference(const std::string& a, const std::string& b) {
+    if (a.size() != b.size() || a.empty()) return -1.0;
+    double sum = 0.0;
+    for (size_t i = 0; i < a.size(); ++i) sum += std::abs(int(uint8_t(a[i])) - int(uint8_t(b[i])));
+    return sum / static_cast<double>(a.size());
+}
+
+TEST(R3DCli, TwoStocksGiveDifferentFramesAndOneStockTwiceGivesTheSame) {
+    test::TempDir dir;
+    const std::string path = Clip(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(96, 48, 2));
+    auto render = [&](const std::string& out, const std::string& stock) {
+        CliResult r = Ombrel("render --out " + dir.path() + "/" + out + " --stock " + stock + " --grain 1 " + path);
+        EXPECT_EQ(r.status, 0) << r.output;
+        return DpxImageData(dir / (out + "/A001_C001_0101AB/A001_C001_0101AB.982884.dpx"));
+    };
+    const std::string first = render("a", "5207");
+    const std::string again = render("b", "5207");
+    const std::string other = render("c", "8543");
+    const std::string mono = render("d", "KodakTriX");
+    ASSERT_FALSE(first.empty());
+    EXPECT_TRUE(first == again) << "the same stock, clip and frame give the same bytes, grain included";
+    EXPECT_GT(MeanByteDifference(first, other), 2.0) << "two colour negatives differ measurably";
+    EXPECT_GT(MeanByteDifference(first, mono), 2.0) << "a black-and-white stock differs from a colour one";
 }
 
 TEST(R3DCli, TheDemoRendersItsClipAndWritesAPngOfTheFirstFrame) {
