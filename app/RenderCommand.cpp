@@ -224,6 +224,15 @@ int RunRender(const RenderOptions& o) {
         std::fprintf(stderr, "ombrel render: --frames wants an inclusive range A-B, as 0-99\n");
         return kExitUsage;
     }
+    // The range becomes the clip's in and out points, where an out point equal to the in point
+    // stands for the whole clip: a range of one frame cannot be said that way.
+    if (o.frames && first == last) {
+        std::fprintf(stderr,
+                     "ombrel render: --frames wants at least two frames (%d-%d would be read as the whole clip's in "
+                     "and out points); render %d-%d and keep the first\n",
+                     first, last, first, last + 1);
+        return kExitUsage;
+    }
 
     std::unique_ptr<ProjectRender> project;
     if (o.project) {

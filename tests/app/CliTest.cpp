@@ -50,6 +50,9 @@ TEST(Cli, BadUsageExitsWithTwoAndSaysWhy) {
     CliRun frames = Ombrel("render --frames 10-2 " + clip);
     EXPECT_EQ(frames.status, 2);
     EXPECT_NE(frames.output.find("--frames wants an inclusive range"), std::string::npos);
+    CliRun one = Ombrel("render --frames 4-4 " + clip);
+    EXPECT_EQ(one.status, 2);
+    EXPECT_NE(one.output.find("--frames wants at least two frames"), std::string::npos) << one.output;
     CliRun gauge = Ombrel("render --gauge XX16 " + clip);
     EXPECT_EQ(gauge.status, 2);
     EXPECT_NE(gauge.output.find("--gauge wants a film gauge"), std::string::npos) << gauge.output;
