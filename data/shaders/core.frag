@@ -24,11 +24,29 @@ uniform float grainColorfulness;
 uniform vec2 grainOffset;
 uniform int grainSize[2];
 uniform vec3 grainNeutral;          // the grain image's own mean: grain moves levels around it
-// Tables that give back each level unchanged are skipped (three texture reads each).
+// Tables that give back each level unchanged are skipped (three texture reads each). The
+// pipeline compiles a program with such a table's flag fixed (the define), which drops the
+// read altogether; otherwise the flag is a uniform.
+#ifdef EXPOSURE_IS_IDENTITY
+const bool exposureIsIdentity = true;
+#else
 uniform bool exposureIsIdentity;
+#endif
+#ifdef BALLS_IS_IDENTITY
+const bool ballsIsIdentity = true;
+#else
 uniform bool ballsIsIdentity;
+#endif
+#ifdef LIFT_IS_IDENTITY
+const bool liftIsIdentity = true;
+#else
 uniform bool liftIsIdentity;
+#endif
+#ifdef HISTOGRAM_IS_IDENTITY
+const bool histogramIsIdentity = true;
+#else
 uniform bool histogramIsIdentity;
+#endif
 uniform mat4 saturation;            // sent transposed: rows in memory hold the weights
 uniform mat4 blackandwhite;
 

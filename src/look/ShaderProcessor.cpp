@@ -129,6 +129,8 @@ ShaderProcessor::~ShaderProcessor() {
     blurFBO_.release();
     for (auto& t : blurTexture_) t.release();
     for (auto& a : attributesOBShader_) a.programObject.release();
+    for (auto& [mask, program] : fixedTablePrograms_) program->attributes.programObject.release();
+    fixedTablePrograms_.clear();
     attributesBlurH_.programObject.release();
     attributesBlurV_.programObject.release();
 }
@@ -136,6 +138,7 @@ ShaderProcessor::~ShaderProcessor() {
 void ShaderProcessor::ReleaseGlObjects() {
     if (!GlContext::Current()) return;
     for (auto& a : attributesOBShader_) a.programObject.reset();
+    fixedTablePrograms_.clear();
     attributesBlurH_.programObject.reset();
     attributesBlurV_.programObject.reset();
     histogramFBO_.reset();
@@ -390,7 +393,10 @@ void ShaderProcessor::LoadOBShader() {
     GLSLAttributes* a = &attributesOBShader_[0];
     const std::string main = GeneratedMain();
     getShadersFromResourceAttributesAppendFragAppendVert("ombrel_CL", a, &main, nullptr);
-    OBShaderLocations& l = locationsOBShader_[0];
+    InitCoreProgram(a, locationsOBShader_[0]);
+}
+
+void ShaderProcessor::InitCoreProgram(GLSLAttributes* a, OBShaderLocations& l) {
     l.locVideoFrame = GetUniformLocationAttributes("videoFrame", a);
     l.locGrainMap = GetUniformLocationAttributes("grainMap", a);
     l.locStockLUT = GetUniformLocationAttributes("stockLUT", a);
@@ -409,10 +415,14 @@ void ShaderProcessor::LoadOBShader() {
     l.locLiftLookup = GetUniformLocationAttributes("liftLookup", a);
     l.locBallLookup = GetUniformLocationAttributes("ballsLookup", a);
     l.locGrainNeutral = GetUniformLocationAttributes("grainNeutral", a);
-    l.locExposureIsIdentity = GetUniformLocationAttributes("exposureIsIdentity", a);
-    l.locBallsIsIdentity = GetUniformLocationAttributes("ballsIsIdentity", a);
-    l.locLiftIsIdentity = GetUniformLocationAttributes("liftIsIdentity", a);
-    l.locHistogramIsIdentity = GetUniformLocationAttributes("histogramIsIdentity", a);
+    // A table compiled out has neither its sampler nor its flag; asking would only warn.
+    auto optional = [a](const char* name) {
+        return a->programObject ? glGetUniformLocation(a->programObject.get(), name) : -1;
+    };
+    l.locExposureIsIdentity = optional("exposureIsIdentity");
+    l.locBallsIsIdentity = optional("ballsIsIdentity");
+    l.locLiftIsIdentity = optional("liftIsIdentity");
+    l.locHistogramIsIdentity = optional("histogramIsIdentity");
     EnableShaders(a);
     glUniform3f(l.locGrainNeutral, 0.5f, 0.5f, 0.5f);
     glUniform1i(l.locVideoFrame, kUnitVideoFrame);
@@ -425,6 +435,42 @@ void ShaderProcessor::LoadOBShader() {
     glUniform1i(l.locBallLookup, kUnitBalls);
     ValidateProgramObject(a);
     ClearGlErrors();
+}
+
+GLSLAttributes* ShaderProcessor::CoreProgramForUploadedTables() {
+    static constexpr struct {
+        int unit;
+        const char* define;
+    } kFixed[] = {{kUnitExposure, "EXPOSURE_IS_IDENTITY"},
+                  {kUnitBalls, "BALLS_IS_IDENTITY"},
+                  {kUnitLift, "LIFT_IS_IDENTITY"},
+                  {kUnitHistogram, "HISTOGRAM_IS_IDENTITY"}};
+    int mask = 0;
+    std::string defines;
+    for (size_t i = 0; i < std::size(kFixed); ++i) {
+        if (!uploadedIsIdentity_[static_cast<size_t>(kFixed[i].unit)]) continue;
+        mask |= 1 << i;
+        defines += fmt::format("#define {}\n", kFixed[i].define);
+    }
+    locCurrent_ = &locationsOBShader_[0];
+    GLSLAttributes* general = &attributesOBShader_[0];
+    const std::string& source = general->fragmentShaderSource;
+    const size_t afterVersion = source.find('\n');
+    if (mask == 0 || !general->programObject || afterVersion == std::string::npos) return general;
+    auto& slot = fixedTablePrograms_[mask];
+    if (!slot) {
+        slot = std::make_unique<CoreProgram>();
+        slot->attributes.vertexShaderSource = general->vertexShaderSource;
+        // The defines go right after #version, which must stay the first line.
+        slot->attributes.fragmentShaderSource =
+            source.substr(0, afterVersion + 1) + defines + source.substr(afterVersion + 1);
+        if (getProgramObjectAttributes("ombrel_CL", &slot->attributes) != 0)
+            InitCoreProgram(&slot->attributes, slot->locations);
+    }
+    // A variant that would not build leaves the general program in charge.
+    if (!slot->attributes.programObject) return general;
+    locCurrent_ = &slot->locations;
+    return &slot->attributes;
 }
 
 void ShaderProcessor::ValidateProgramObject(const GLSLAttributes* attributes) {

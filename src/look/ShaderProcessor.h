@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -312,6 +313,12 @@ protected:
     void SendLookUniforms();
     // The uniforms that describe the uploaded tables; after BindAndUploadTables.
     void SendTableUniforms();
+    // Locations and the fixed sampler units of a linked core program.
+    void InitCoreProgram(GLSLAttributes* a, OBShaderLocations& l);
+    // The core program for the tables as uploaded: tables that give back every level are
+    // compiled out (a uniform branch around a texture read still costs a software rasteriser
+    // most of the read). Sets locCurrent_; falls back to the general program.
+    GLSLAttributes* CoreProgramForUploadedTables();
     // The level grain is added around: the map's own mean, 0.5 without a map.
     static std::array<float, 3> GrainNeutral(const GrainMap* map);
     void SendHistogramAmount(float amount);
@@ -389,6 +396,12 @@ protected:
     std::optional<std::array<float, 2>> nextGrainOffset_;  // drawing thread only
     // What the uploaded tables are, for the uniforms that go with them; drawing thread only.
     std::array<bool, 9> uploadedIsIdentity_{};  // by texture unit
+    struct CoreProgram {
+        GLSLAttributes attributes;
+        OBShaderLocations locations;
+    };
+    // By the mask of the tables compiled out; made on first need, drawing thread only.
+    std::map<int, std::unique_ptr<CoreProgram>> fixedTablePrograms_;
     std::array<float, 3> uploadedGrainNeutral_{0.5f, 0.5f, 0.5f};
     const uint8_t* r3dRenderBuffer_ = nullptr;
     int32_t locBlurTextureH_ = -1, locBlurTextureV_ = -1;

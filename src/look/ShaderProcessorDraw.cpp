@@ -156,6 +156,8 @@ void ShaderProcessor::DrawRect(DrawParams* params) {
     std::lock_guard lock(drawLock_);
     const bool blurActive = NeedsBlur();
     if (!SetCorrectContext(params->context)) return;
+    // Tables first: which of them give back every level decides the program.
+    BindAndUploadTables(false);
     DrawSetup_Begin(params);
     ShiftGrain();
     grainColorfulness_ = 0.6f;
@@ -170,7 +172,6 @@ void ShaderProcessor::DrawRect(DrawParams* params) {
             glBindTexture(params->target, params->name);
         }
     }
-    BindAndUploadTables(false);
     SendTableUniforms();
     DrawSetup_Samplers(params);
     ClearGlErrors();
@@ -184,7 +185,6 @@ void ShaderProcessor::DrawRect(DrawParams* params) {
 }
 
 void ShaderProcessor::DrawSetup_Begin(DrawParams* params) {
-    locCurrent_ = &locationsOBShader_[0];
     if (NeedsBlur() && params->renderingQT) {
         if (!blurTexture_[0]) BlurFboWidthHeight(static_cast<int>(imageWidth_), static_cast<int>(imageHeight_));
         SetViewportToImageSize();
@@ -195,8 +195,9 @@ void ShaderProcessor::DrawSetup_Begin(DrawParams* params) {
         SetViewportToWindowSize(params->viewportRect);
         ClearGlErrors();
     }
-    EnableShaders(&attributesOBShader_[0]);
-    if (glGetError() != GL_NO_ERROR) ValidateProgramObject(&attributesOBShader_[0]);
+    GLSLAttributes* program = CoreProgramForUploadedTables();
+    EnableShaders(program);
+    if (glGetError() != GL_NO_ERROR) ValidateProgramObject(program);
 }
 
 void ShaderProcessor::SendLookUniforms() {
