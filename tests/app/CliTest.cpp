@@ -20,10 +20,11 @@ TEST(Cli, VersionNamesTheDataRoot) {
     EXPECT_EQ(r.status, 0);
     EXPECT_NE(r.output.find("ombrel "), std::string::npos);
     EXPECT_NE(r.output.find("data root: "), std::string::npos);
-    std::string old = std::getenv("OMBREL_DATA_DIR") ? std::getenv("OMBREL_DATA_DIR") : "";
-    ::setenv("OMBREL_DATA_DIR", "/opt/elsewhere", 1);
-    CliRun custom = Ombrel("--version");
-    ::setenv("OMBREL_DATA_DIR", old.c_str(), 1);
+    CliRun custom;
+    {
+        test::ScopedDataRoot elsewhere("/opt/elsewhere");
+        custom = Ombrel("--version");
+    }
     EXPECT_NE(custom.output.find("data root: /opt/elsewhere"), std::string::npos);
 }
 

@@ -17,19 +17,11 @@ using test::WriteWholeFile;
 // Points the data root at a scratch folder for one test.
 class ScratchDataRoot {
 public:
-    ScratchDataRoot() {
-        if (const char* old = std::getenv("OMBREL_DATA_DIR")) old_ = old;
-        ::setenv("OMBREL_DATA_DIR", dir_.path().c_str(), 1);
-    }
-    ~ScratchDataRoot() {
-        if (old_.empty()) ::unsetenv("OMBREL_DATA_DIR");
-        else ::setenv("OMBREL_DATA_DIR", old_.c_str(), 1);
-    }
     const TempDir& dir() const { return dir_; }
 
 private:
     TempDir dir_;
-    std::string old_;
+    test::ScopedDataRoot root_{dir_.path()};
 };
 
 TEST(Resource, FoundUnderTheDataRootOrExplainedWhenMissing) {

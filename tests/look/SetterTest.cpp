@@ -207,12 +207,10 @@ void WriteStock(const std::string& root, const std::string& profile, const std::
 class StockSelection : public testing::Test {
 protected:
     void SetUp() override {
-        const char* old = std::getenv("OMBREL_DATA_DIR");
-        oldRoot_ = old ? old : "";
-        ::setenv("OMBREL_DATA_DIR", dir_.path().c_str(), 1);
+        root_.emplace(dir_.path());
         // A stock change also picks the grain map, and no pipeline runs without its scans.
         std::filesystem::create_directories(dir_.path() + "/Resources");
-        std::filesystem::copy_file(oldRoot_ + "/Resources/CP35.bin", dir_.path() + "/Resources/CP35.bin");
+        std::filesystem::copy_file(root_->previous() + "/Resources/CP35.bin", dir_.path() + "/Resources/CP35.bin");
         WriteStock(dir_.path(), "5D", "5207", 0.1f);
         WriteStock(dir_.path(), "EpicM", "5207", 0.2f);
         WriteStock(dir_.path(), "RedOne", "5213", 0.3f);
@@ -221,14 +219,14 @@ protected:
         WriteStock(dir_.path(), "5D", "KodakTriX", 0.6f);
     }
     void TearDown() override {
-        ::setenv("OMBREL_DATA_DIR", oldRoot_.c_str(), 1);
+        root_.reset();
         ShaderProcessor::SetDefaultCameraReader(nullptr);
         AppState::Instance().setState(1);
     }
     static float Loaded(const ShaderProcessor& sp) { return sp.CoreShaderInputsForRender().stockLut[12345]; }
 
     test::TempDir dir_;
-    std::string oldRoot_;
+    std::optional<test::ScopedDataRoot> root_;
 };
 
 TEST_F(StockSelection, ChosenCameraThenR3DSourceThenUserDefaultThenSource) {

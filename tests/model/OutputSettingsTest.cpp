@@ -117,14 +117,12 @@ TEST(OutputSettings, ReadableListAndPresetPaths) {
 
     // A preset present on disk is named by its file in the report.
     test::TempDir data;
-    std::string old = std::getenv("OMBREL_DATA_DIR") ? std::getenv("OMBREL_DATA_DIR") : "";
-    ::setenv("OMBREL_DATA_DIR", data.path().c_str(), 1);
+    test::ScopedDataRoot root(data.path());
     test::WriteWholeFile(data / "Resources/Codecs/1cva.dat", "x");
     EXPECT_EQ(OutputSettings::PathForPresetID(5), data / "Resources/Codecs/1cva.dat");
     o.setQtCodec(5);
     EXPECT_EQ(o.ReadableList()["qtCodec"].asString(), "1cva.dat");
     EXPECT_FALSE(OutputSettings::PathForPresetID(4).has_value());  // resource missing
-    ::setenv("OMBREL_DATA_DIR", old.c_str(), 1);
 }
 
 TEST(SettingsManager, SizeTagsBothWaysWithTheCustomSize) {

@@ -34,4 +34,20 @@ void WriteWholeFile(const std::string& path, const std::string& bytes) {
     out << bytes;
 }
 
+ScopedDataRoot::ScopedDataRoot(const std::string& root) {
+    if (const char* v = std::getenv("OMBREL_DATA_DIR")) {
+        hadValue_ = true;
+        oldValue_ = v;
+    }
+    ::setenv("OMBREL_DATA_DIR", root.c_str(), 1);
+}
+
+ScopedDataRoot::~ScopedDataRoot() {
+    if (hadValue_) {
+        ::setenv("OMBREL_DATA_DIR", oldValue_.c_str(), 1);
+    } else {
+        ::unsetenv("OMBREL_DATA_DIR");
+    }
+}
+
 }  // namespace ombrel::test

@@ -19,6 +19,23 @@ private:
     std::string path_;
 };
 
+// Points OMBREL_DATA_DIR at another root while alive, then puts back what was there (or
+// nothing).
+class ScopedDataRoot {
+public:
+    explicit ScopedDataRoot(const std::string& root);
+    ~ScopedDataRoot();
+    ScopedDataRoot(const ScopedDataRoot&) = delete;
+    ScopedDataRoot& operator=(const ScopedDataRoot&) = delete;
+
+    // The root in force before this one; empty when there was none.
+    const std::string& previous() const { return oldValue_; }
+
+private:
+    bool hadValue_ = false;
+    std::string oldValue_;
+};
+
 std::string ReadWholeFile(const std::string& path);
 void WriteWholeFile(const std::string& path, const std::string& bytes);
 

@@ -48,20 +48,5 @@ Seams MeasureSeams(const BitmapRep& rep) {
     return s;
 }
 
-ScopedDataRoot::ScopedDataRoot(const std::string& root) {
-    if (const char* v = std::getenv("OMBREL_DATA_DIR")) {
-        hadValue_ = true;
-        oldValue_ = v;
-    }
-    ::setenv("OMBREL_DATA_DIR", root.c_str(), 1);
-}
-
-ScopedDataRoot::~ScopedDataRoot() {
-    if (hadValue_) {
-        ::setenv("OMBREL_DATA_DIR", oldValue_.c_str(), 1);
-    } else {
-        ::unsetenv("OMBREL_DATA_DIR");
-    }
-}
 
 }  // namespace ombrel::test

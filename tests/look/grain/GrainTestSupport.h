@@ -1,5 +1,6 @@
 #pragma once
 
+
 // Helpers of the grain suites: bitmaps made to order, seam measures, a scoped data root.
 
 #include <array>
@@ -8,6 +9,7 @@
 #include <string>
 
 #include "platform/imageio/Bitmap.h"
+#include "support/TempDir.h"  // ScopedDataRoot
 
 namespace ombrel::test {
 
@@ -22,18 +24,5 @@ struct Seams {
     double seamRows = 0, innerRows = 0, twoRows = 0;
 };
 Seams MeasureSeams(const BitmapRep& rep);
-
-// Points OMBREL_DATA_DIR at another root while alive.
-class ScopedDataRoot {
-public:
-    explicit ScopedDataRoot(const std::string& root);
-    ~ScopedDataRoot();
-    ScopedDataRoot(const ScopedDataRoot&) = delete;
-    ScopedDataRoot& operator=(const ScopedDataRoot&) = delete;
-
-private:
-    bool hadValue_ = false;
-    std::string oldValue_;
-};
 
 }  // namespace ombrel::test

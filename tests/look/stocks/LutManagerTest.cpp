@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -98,14 +99,12 @@ TEST(StockCatalogue, PopupHoldsTheStocksInGroupsWithDisabledSeparators) {
 class StockTables : public testing::Test {
 protected:
     void SetUp() override {
-        const char* old = std::getenv("OMBREL_DATA_DIR");
-        oldRoot_ = old ? old : "";
-        ::setenv("OMBREL_DATA_DIR", dir_.path().c_str(), 1);
+        root_.emplace(dir_.path());
         AppState::Instance().setState(1);
         LutManager::SetColorFormat(0);
     }
     void TearDown() override {
-        ::setenv("OMBREL_DATA_DIR", oldRoot_.c_str(), 1);
+        root_.reset();
         AppState::Instance().setState(1);
         LutManager::SetColorFormat(0);
     }
@@ -128,7 +127,7 @@ protected:
     }
 
     test::TempDir dir_;
-    std::string oldRoot_;
+    std::optional<test::ScopedDataRoot> root_;
     std::vector<float> buffer_;
 };
 
