@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <new>
 #include <system_error>
+#include <vector>
 
 #include "core/Log.h"
 #include "core/MainQueue.h"
@@ -12,6 +14,7 @@
 #include "library/FileParser.h"
 #include "look/GrainWalk.h"
 #include "model/SettingsManager.h"
+#include "render/FrameWriter.h"
 #include "render/RenderManager.h"
 #include "sources/SourceFactory.h"
 
@@ -516,9 +519,24 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
                               const FrameDrawParams* params) {
     RenderSource& source = *renderSource_;
     ClipSettings& clip = *setup.clipSettings;
-    RenderManagerItem& item = *currentRenderItem_;
+    // Raw frames are drawn into two buffers in turn; the file of one is written while the
+    // next frame is drawn into the other. Declared before the writer, which finishes the
+    // frame in hand whichever way the loop ends.
+    std::vector<uint16_t> secondBuffer;
+    FrameDrawParams draw;
+    std::unique_ptr<FrameWriter> writer;
+    uint8_t* drawBuffers[2] = {nullptr, nullptr};
+    if (!movie) {
+        draw = *params;
+        secondBuffer.resize(static_cast<size_t>(params->viewportWidth) * params->viewportHeight * 4);
+        drawBuffers[0] = params->writeToDiskData;
+        drawBuffers[1] = reinterpret_cast<uint8_t*>(secondBuffer.data());
+        writer = std::make_unique<FrameWriter>();
+    }
     for (int f = first; f <= last; ++f) {
         if (setup.useFrameFlags && !setup.FrameFlagged(f)) {
+            // The counters move in frame order: the frame in hand is counted first.
+            if (writer && !writer->Wait()) return false;
             // Skipped frames move the clip's own counter only.
             clip.setFramesRendered(static_cast<float>(f + 1));
             if (f == last) PostFramesRendered(f);
@@ -538,31 +556,42 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
             return false;
         }
         if (!movie) {
+            draw.writeToDiskData = drawBuffers[f & 1];
             processor->setR3dRenderBuffer(source.needsResize() ? source.ResizeBuffer() : source.RawBuffer());
             processor->SetGrainFrame(GrainWalk::SeedForClip(sourcePath_), f);
-            const bool drawn = processor->RenderUsingR3DRenderBuffer(*params);
+            const bool drawn = processor->RenderUsingR3DRenderBuffer(draw);
             source.DiscardFrame(f);
             if (!drawn) {
                 FailItem("Frame " + std::to_string(f) + " of " + sourcePath_ + " could not be drawn");
                 return false;
             }
-            if (ShouldCancel()) return false;
-            buffer = params->writeToDiskData;
-        } else if (!buffer) {
+            if (!writer->Wait() || ShouldCancel()) return false;
+            uint8_t* const filled = draw.writeToDiskData;
+            writer->Submit([this, &setup, f, filled] { return WriteAndCountFrame(setup, f, filled); });
+            continue;
+        }
+        if (!buffer) {
             source.DiscardFrame(f);
             FailItem("Frame " + std::to_string(f) + " of " + sourcePath_ + " came without pixels");
             return false;
         }
-        // A cancel also sets the item's error state, so the message tells a writer's failure.
-        const bool failedBefore = !item.errorMessage().empty();
-        WriteFrame(setup, f, buffer);
-        if (movie) source.DiscardFrame(f);
-        // A writer that failed the item ends the clip; the frame does not count.
-        if (!failedBefore && !item.errorMessage().empty()) return false;
-        clip.setFramesRendered(static_cast<float>(f + 1));
-        item.setFramesRendered(f + 1);
-        PostFramesRendered(f);
+        const bool written = WriteAndCountFrame(setup, f, buffer);
+        source.DiscardFrame(f);
+        if (!written) return false;
     }
+    return !writer || writer->Wait();
+}
+
+bool RenderBase::WriteAndCountFrame(RenderSetup& setup, int frame, uint8_t* buffer) {
+    RenderManagerItem& item = *currentRenderItem_;
+    // A cancel also sets the item's error state, so the message tells a writer's failure.
+    const bool failedBefore = !item.errorMessage().empty();
+    WriteFrame(setup, frame, buffer);
+    // A writer that failed the item ends the clip; the frame does not count.
+    if (!failedBefore && !item.errorMessage().empty()) return false;
+    setup.clipSettings->setFramesRendered(static_cast<float>(frame + 1));
+    item.setFramesRendered(frame + 1);
+    PostFramesRendered(frame);
     return true;
 }
 

@@ -33,7 +33,9 @@ struct FrameTarget {
 // Override WritesFrames() to answer true, and FrameFileExtension() (or FrameTargetsForFrame
 // for another naming), OutputWantsRGBA() and WriteFrameToPath(). Optionally
 // BeginFrameSequence(), PrepareFrameForWriting(), EndFrameSequence(). The loop calls them
-// on the render worker thread, in this order per clip:
+// on the render worker thread, except that the per-frame hooks of raw frames run on the
+// frame writer's thread (one frame at a time, while the next is drawn), in this order per
+// clip:
 //
 //   SetupForRender (folders, audio, timecode base, snippets, frame flags, and the refusal
 //   when output exists: FrameTargetsForFrame of every frame of the range is tested)
@@ -177,6 +179,9 @@ private:
     bool RunFrameLoop(RenderSetup& setup, int first, int last, bool movie, FrameProcessor* processor,
                       const FrameDrawParams* params);
     void WriteFrame(RenderSetup& setup, int frame, uint8_t* buffer);
+    // Writes a frame and counts it done; false when the write failed the item (or a
+    // cancel had). Runs on the frame writer's thread for raw frames.
+    bool WriteAndCountFrame(RenderSetup& setup, int frame, uint8_t* buffer);
     void PostFramesRendered(int frame) const;
     bool MakeFolder(const std::string& path) const;
 
