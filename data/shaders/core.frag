@@ -24,29 +24,9 @@ uniform float grainColorfulness;
 uniform vec2 grainOffset;
 uniform int grainSize[2];
 uniform vec3 grainNeutral;          // the grain image's own mean: grain moves levels around it
-// Tables that give back each level unchanged are skipped (three texture reads each). The
-// pipeline compiles a program with such a table's flag fixed (the define), which drops the
-// read altogether; otherwise the flag is a uniform.
-#ifdef EXPOSURE_IS_IDENTITY
-const bool exposureIsIdentity = true;
-#else
-uniform bool exposureIsIdentity;
-#endif
-#ifdef BALLS_IS_IDENTITY
-const bool ballsIsIdentity = true;
-#else
-uniform bool ballsIsIdentity;
-#endif
-#ifdef LIFT_IS_IDENTITY
-const bool liftIsIdentity = true;
-#else
-uniform bool liftIsIdentity;
-#endif
-#ifdef HISTOGRAM_IS_IDENTITY
-const bool histogramIsIdentity = true;
-#else
-uniform bool histogramIsIdentity;
-#endif
+// A table that gives back every level unchanged is left out of the program: the pipeline
+// builds it with EXPOSURE_IS_IDENTITY, BALLS_IS_IDENTITY, LIFT_IS_IDENTITY or
+// HISTOGRAM_IS_IDENTITY defined (three texture reads a pixel less each).
 uniform mat4 saturation;            // sent transposed: rows in memory hold the weights
 uniform mat4 blackandwhite;
 
@@ -112,15 +92,23 @@ vec4 StartARGB()
 vec4 CoreShader(vec4 pixel)
 {
     vec3 c = clamp(pixel.rgb, 0.0, 1.0);
-    if (!exposureIsIdentity) c = PerChannel4095(exposure, c);
-    if (!ballsIsIdentity) c = PerChannel4095(ballsLookup, c);
-    if (!liftIsIdentity) c = Shared4096(liftLookup, c);
+#ifndef EXPOSURE_IS_IDENTITY
+    c = PerChannel4095(exposure, c);
+#endif
+#ifndef BALLS_IS_IDENTITY
+    c = PerChannel4095(ballsLookup, c);
+#endif
+#ifndef LIFT_IS_IDENTITY
+    c = Shared4096(liftLookup, c);
+#endif
     c = clamp(Weighted(c, saturation), 0.0, 1.0);
     vec3 film = texture3D(stockLUT, c * (63.0 / 64.0) + (0.5 / 64.0)).rgb;
     c = clamp(mix(c, film, stockLUTAmount), 0.0, 1.0);
     c = mix(c, SCurve(c), sBlendAmount);
     c = Weighted(c, blackandwhite);
-    if (!histogramIsIdentity) c = mix(c, Shared4096(histogram, c), histogramAmount);
+#ifndef HISTOGRAM_IS_IDENTITY
+    c = mix(c, Shared4096(histogram, c), histogramAmount);
+#endif
     c = Grain(c);
     return vec4(clamp(c, 0.0, 1.0), pixel.a);
 }

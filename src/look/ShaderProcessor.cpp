@@ -397,32 +397,31 @@ void ShaderProcessor::LoadOBShader() {
 }
 
 void ShaderProcessor::InitCoreProgram(GLSLAttributes* a, OBShaderLocations& l) {
+    // A program built with tables left out lacks their uniforms: only the general program's
+    // missing uniforms are worth a warning.
+    const bool general = a == &attributesOBShader_[0];
+    auto table = [&](const char* name) {
+        if (general) return GetUniformLocationAttributes(name, a);
+        return a->programObject ? static_cast<int32_t>(glGetUniformLocation(a->programObject.get(), name)) : -1;
+    };
     l.locVideoFrame = GetUniformLocationAttributes("videoFrame", a);
     l.locGrainMap = GetUniformLocationAttributes("grainMap", a);
     l.locStockLUT = GetUniformLocationAttributes("stockLUT", a);
     l.locGrainCurve = GetUniformLocationAttributes("grainCurve", a);
     l.locStockLUTAmount = GetUniformLocationAttributes("stockLUTAmount", a);
     l.locSBlendAmount = GetUniformLocationAttributes("sBlendAmount", a);
-    l.locHistogramAmount = GetUniformLocationAttributes("histogramAmount", a);
+    l.locHistogramAmount = table("histogramAmount");
     l.locGrainOffset = GetUniformLocationAttributes("grainOffset", a);
     l.locGrainSize = GetUniformLocationAttributes("grainSize", a);
     l.locGrainAmount = GetUniformLocationAttributes("grainAmount", a);
     l.locGrainColorfulness = GetUniformLocationAttributes("grainColorfulness", a);
-    l.locHistogram = GetUniformLocationAttributes("histogram", a);
-    l.locExposure = GetUniformLocationAttributes("exposure", a);
+    l.locHistogram = table("histogram");
+    l.locExposure = table("exposure");
     l.locSaturation = GetUniformLocationAttributes("saturation", a);
     l.locBlackAndWhite = GetUniformLocationAttributes("blackandwhite", a);
-    l.locLiftLookup = GetUniformLocationAttributes("liftLookup", a);
-    l.locBallLookup = GetUniformLocationAttributes("ballsLookup", a);
+    l.locLiftLookup = table("liftLookup");
+    l.locBallLookup = table("ballsLookup");
     l.locGrainNeutral = GetUniformLocationAttributes("grainNeutral", a);
-    // A table compiled out has neither its sampler nor its flag; asking would only warn.
-    auto optional = [a](const char* name) {
-        return a->programObject ? glGetUniformLocation(a->programObject.get(), name) : -1;
-    };
-    l.locExposureIsIdentity = optional("exposureIsIdentity");
-    l.locBallsIsIdentity = optional("ballsIsIdentity");
-    l.locLiftIsIdentity = optional("liftIsIdentity");
-    l.locHistogramIsIdentity = optional("histogramIsIdentity");
     EnableShaders(a);
     glUniform3f(l.locGrainNeutral, 0.5f, 0.5f, 0.5f);
     glUniform1i(l.locVideoFrame, kUnitVideoFrame);
@@ -446,12 +445,8 @@ GLSLAttributes* ShaderProcessor::CoreProgramForUploadedTables() {
                   {kUnitLift, "LIFT_IS_IDENTITY"},
                   {kUnitHistogram, "HISTOGRAM_IS_IDENTITY"}};
     int mask = 0;
-    std::string defines;
-    for (size_t i = 0; i < std::size(kFixed); ++i) {
-        if (!uploadedIsIdentity_[static_cast<size_t>(kFixed[i].unit)]) continue;
-        mask |= 1 << i;
-        defines += fmt::format("#define {}\n", kFixed[i].define);
-    }
+    for (size_t i = 0; i < std::size(kFixed); ++i)
+        if (uploadedIsIdentity_[static_cast<size_t>(kFixed[i].unit)]) mask |= 1 << i;
     locCurrent_ = &locationsOBShader_[0];
     GLSLAttributes* general = &attributesOBShader_[0];
     const std::string& source = general->fragmentShaderSource;
@@ -459,6 +454,9 @@ GLSLAttributes* ShaderProcessor::CoreProgramForUploadedTables() {
     if (mask == 0 || !general->programObject || afterVersion == std::string::npos) return general;
     auto& slot = fixedTablePrograms_[mask];
     if (!slot) {
+        std::string defines;
+        for (size_t i = 0; i < std::size(kFixed); ++i)
+            if (mask & (1 << i)) defines += fmt::format("#define {}\n", kFixed[i].define);
         slot = std::make_unique<CoreProgram>();
         slot->attributes.vertexShaderSource = general->vertexShaderSource;
         // The defines go right after #version, which must stay the first line.

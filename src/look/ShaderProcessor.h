@@ -67,10 +67,6 @@ struct OBShaderLocations {
     int32_t locLiftLookup = -1;
     int32_t locBallLookup = -1;
     int32_t locGrainNeutral = -1;
-    int32_t locExposureIsIdentity = -1;
-    int32_t locBallsIsIdentity = -1;
-    int32_t locLiftIsIdentity = -1;
-    int32_t locHistogramIsIdentity = -1;
     int32_t locDisplayMat = -1;
     int32_t locD65CAMat = -1;
     int32_t locRec709MatInv = -1;
@@ -311,7 +307,8 @@ protected:
     void BindAndUploadTables(bool all);
     void UploadTable(int slot, bool all);
     void SendLookUniforms();
-    // The uniforms that describe the uploaded tables; after BindAndUploadTables.
+    // The uniform that goes with the uploaded grain image (its neutral level); after
+    // BindAndUploadTables.
     void SendTableUniforms();
     // Locations and the fixed sampler units of a linked core program.
     void InitCoreProgram(GLSLAttributes* a, OBShaderLocations& l);
@@ -394,7 +391,8 @@ protected:
     // Fields of the draw.
     std::atomic<bool> pauseGrainShift_{false};
     std::optional<std::array<float, 2>> nextGrainOffset_;  // drawing thread only
-    // What the uploaded tables are, for the uniforms that go with them; drawing thread only.
+    // What the uploaded tables are, for the program and uniforms that go with them; drawing
+    // thread only.
     std::array<bool, 9> uploadedIsIdentity_{};  // by texture unit
     struct CoreProgram {
         GLSLAttributes attributes;

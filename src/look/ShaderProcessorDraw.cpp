@@ -221,11 +221,6 @@ void ShaderProcessor::SendLookUniforms() {
 
 void ShaderProcessor::SendTableUniforms() {
     const OBShaderLocations& l = *locCurrent_;
-    const auto identity = [this](int unit) { return uploadedIsIdentity_[static_cast<size_t>(unit)] ? 1 : 0; };
-    glUniform1i(l.locExposureIsIdentity, identity(kUnitExposure));
-    glUniform1i(l.locBallsIsIdentity, identity(kUnitBalls));
-    glUniform1i(l.locLiftIsIdentity, identity(kUnitLift));
-    glUniform1i(l.locHistogramIsIdentity, identity(kUnitHistogram));
     glUniform3f(l.locGrainNeutral, uploadedGrainNeutral_[0], uploadedGrainNeutral_[1], uploadedGrainNeutral_[2]);
 }
 
