@@ -143,9 +143,10 @@ int RunDemo(const DemoOptions& o) {
     } else {
         std::fprintf(stderr, "ombrel demo: neither oiiotool nor ffmpeg could make a PNG of %s\n", first.c_str());
     }
-    std::printf("To view: open the PNG in any image viewer, or play the frames with "
-                "ffplay -framerate 24 -pattern_type glob -i '%s/*.dpx'\n",
-                folder.c_str());
+    std::printf(
+        "To view: open the PNG in any image viewer, or play the frames with "
+        "ffplay -framerate 24 -pattern_type glob -i '%s/*.dpx'\n",
+        folder.c_str());
     return made.empty() ? kExitFailed : kExitOk;
 }
 

@@ -1,7 +1,7 @@
 #include "InfoCommand.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <CLI/CLI.hpp>
 
 #include <cmath>
 #include <cstdio>
@@ -87,7 +87,8 @@ bool ReadMovieFacts(const std::string& path, ClipFacts* f, std::string* error) {
     MovieProbe probe(path);
     const MovieTrack* video = probe.ok() ? probe.info().FirstVideoTrack() : nullptr;
     if (!video) {
-        *error = probe.ok() ? "not a clip: the movie has no picture" : "not a clip: neither an R3D clip nor a movie that can be read";
+        *error = probe.ok() ? "not a clip: the movie has no picture"
+                            : "not a clip: neither an R3D clip nor a movie that can be read";
         return false;
     }
     f->kind = "movie";
@@ -165,8 +166,8 @@ std::string ClipFactsText(const ClipFacts& f) {
     };
     line("Path:", f.path);
     line("Size:", fmt::format("{} x {}", f.width, f.height));
-    line("Rate:", f.frameRate == JsonNumber(f.fps) ? f.frameRate + " fps"
-                                                    : fmt::format("{} ({:.3f} fps)", f.frameRate, f.fps));
+    line("Rate:",
+         f.frameRate == JsonNumber(f.fps) ? f.frameRate + " fps" : fmt::format("{} ({:.3f} fps)", f.frameRate, f.fps));
     line("Frames:", std::to_string(f.frameCount));
     line("Timecode:", f.startTimecode + " - " + f.endTimecode);
     if (f.kind == "r3d") line("Edge code:", f.startEdgecode + " - " + f.endEdgecode);
@@ -180,14 +181,15 @@ std::string ClipFactsText(const ClipFacts& f) {
     if (f.iso > 0) line("ISO:", std::to_string(f.iso));
     if (f.droppedFrames > 0) line("Dropped:", fmt::format("{} frames", f.droppedFrames));
     line("Profile:", f.stockTables > 0 ? fmt::format("{} ({} stock tables installed)", f.sourceType, f.stockTables)
-                                        : fmt::format("{} (no stock tables installed: renders use the fallback "
-                                                      "table \"5207\" of {})",
-                                                      f.sourceType, f.sourceType == "5D" ? "5D" : "EpicM"));
+                                       : fmt::format("{} (no stock tables installed: renders use the fallback "
+                                                     "table \"5207\" of {})",
+                                                     f.sourceType, f.sourceType == "5D" ? "5D" : "EpicM"));
     return s;
 }
 
 CLI::App* AddInfoCommand(CLI::App& app, InfoOptions& o) {
-    CLI::App* info = app.add_subcommand("info", "What a clip is: size, rate, frames, timecode, reel/clip, audio, profile");
+    CLI::App* info =
+        app.add_subcommand("info", "What a clip is: size, rate, frames, timecode, reel/clip, audio, profile");
     info->add_option("CLIP", o.clip, "An R3D clip or a movie file")->required();
     info->add_flag("--json", o.json, "Print one JSON object");
     info->add_option("--extract", o.extract, "Extract type whose camera profile to show for R3D clips (0-2)")

@@ -54,15 +54,16 @@ void PrintClip(const std::string& clip, const ProjectState& state) {
         std::printf("  look: none saved (defaults)\n");
     } else {
         std::printf("  look: stock %s, gauge %s, grain %s, exposure %s, kelvin %s%s, saturation %s\n",
-                    s->stockName().c_str(), GrainSizeForMultiplier(s->grainScale()).c_str(), Num(s->grainMultiplier()).c_str(),
-                    Num(s->exposure()).c_str(), Num(s->kelvin()).c_str(),
+                    s->stockName().c_str(), GrainSizeForMultiplier(s->grainScale()).c_str(),
+                    Num(s->grainMultiplier()).c_str(), Num(s->exposure()).c_str(), Num(s->kelvin()).c_str(),
                     s->useMetadata() ? " (camera metadata first)" : "", Num(s->saturation()).c_str());
         const ColorBallInfo balls = s->ballInfo();
-        std::printf("        lift %s, gamma %s, gain %s, levels %s/%s/%s, colour %s, s-curve %s, balls %s,%s %s,%s %s,%s\n",
-                    Num(s->lift()).c_str(), Num(s->gamma()).c_str(), Num(s->gain()).c_str(), Num(s->black()).c_str(),
-                    Num(s->mid()).c_str(), Num(s->white()).c_str(), Num(s->colorChangePercent()).c_str(),
-                    Num(s->scurveChangePercent()).c_str(), Num(balls.h[0]).c_str(), Num(balls.h[1]).c_str(),
-                    Num(balls.m[0]).c_str(), Num(balls.m[1]).c_str(), Num(balls.s[0]).c_str(), Num(balls.s[1]).c_str());
+        std::printf(
+            "        lift %s, gamma %s, gain %s, levels %s/%s/%s, colour %s, s-curve %s, balls %s,%s %s,%s %s,%s\n",
+            Num(s->lift()).c_str(), Num(s->gamma()).c_str(), Num(s->gain()).c_str(), Num(s->black()).c_str(),
+            Num(s->mid()).c_str(), Num(s->white()).c_str(), Num(s->colorChangePercent()).c_str(),
+            Num(s->scurveChangePercent()).c_str(), Num(balls.h[0]).c_str(), Num(balls.h[1]).c_str(),
+            Num(balls.m[0]).c_str(), Num(balls.m[1]).c_str(), Num(balls.s[0]).c_str(), Num(balls.s[1]).c_str());
         if (s->userFrameIn() == 0 && s->userFrameOut() == 0)
             std::printf("  frames: whole clip\n");
         else if (s->userFrameOut() == 0)
@@ -144,7 +145,8 @@ std::unique_ptr<ProjectRender> ProjectRender::Load(const RenderOptions& o, const
         }
         if (found.size() != 1) {
             std::fprintf(stderr, "ombrel render: --clip %s %s the project %s (ombrel project show lists them)\n",
-                         wanted.c_str(), found.empty() ? "is not a clip of" : "names several clips of; give the whole path from",
+                         wanted.c_str(),
+                         found.empty() ? "is not a clip of" : "names several clips of; give the whole path from",
                          o.project->c_str());
             *exitCode = kExitUsage;
             return nullptr;

@@ -13,8 +13,8 @@
 #include "core/Paths.h"
 #include "library/FileParser.h"
 #include "library/FileParserHooks.h"
-#include "look/grain/GrainManager.h"
 #include "look/LutManager.h"
+#include "look/grain/GrainManager.h"
 #include "model/Gauge.h"
 #include "model/SettingsManager.h"
 #include "platform/movie/MovieProbe.h"
@@ -153,15 +153,15 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     render->add_option("--color-amount", o.colorAmount, "Blend of the stock's colour, 0 to 1");
     render->add_option("--scurve-amount", o.scurveAmount, "Blend of the stock's S-curve, 0 to 1");
     auto* settings = render->add_option("--settings", o.settingsFile, "A clip-settings property list to start from")
-        ->check(CLI::ExistingFile);
-    auto* project = render->add_option("--project", o.project,
-                                       "Render the clips of a saved project with their own settings and its output "
-                                       "settings; output and look options given here override them")
-        ->check(CLI::ExistingFile)
-        ->excludes(settings);
+                         ->check(CLI::ExistingFile);
+    auto* project = render
+                        ->add_option("--project", o.project,
+                                     "Render the clips of a saved project with their own settings and its output "
+                                     "settings; output and look options given here override them")
+                        ->check(CLI::ExistingFile)
+                        ->excludes(settings);
     render->add_option("--clip", o.projectClips, "With --project: render this clip of it (repeatable)")->needs(project);
-    render->add_option("--progress", o.progress, "Progress lines on stderr")
-        ->check(CLI::IsMember({"plain", "openjd"}));
+    render->add_option("--progress", o.progress, "Progress lines on stderr")->check(CLI::IsMember({"plain", "openjd"}));
     render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
     render->parse_complete_callback([render, &o] {
         for (const CLI::Option* option : render->get_options())

@@ -42,9 +42,9 @@ struct RenderOptions {
     std::optional<double> colorAmount;
     std::optional<double> scurveAmount;
     std::optional<std::string> settingsFile;
-    std::optional<std::string> project;       // --project FILE: the clips of a saved project
-    std::vector<std::string> projectClips;    // --clip PATH: some of them
-    std::set<std::string> given;              // the options named on the command line
+    std::optional<std::string> project;     // --project FILE: the clips of a saved project
+    std::vector<std::string> projectClips;  // --clip PATH: some of them
+    std::set<std::string> given;            // the options named on the command line
     std::string progress = "plain";
     bool cpu = false;
 };

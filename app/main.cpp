@@ -31,9 +31,7 @@ int main(int argc, char** argv) {
 
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? cli::kExitOk : cli::kExitUsage;
-    }
+    } catch (const CLI::ParseError& e) { return app.exit(e) == 0 ? cli::kExitOk : cli::kExitUsage; }
     SetLogToSyslog(false);
     RegisterDefaultRenderers();
     RegisterR3DSource();

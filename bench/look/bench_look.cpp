@@ -85,7 +85,8 @@ void ApplyLook(ShaderProcessor& sp) {
     std::array<float, ombrel::GrainLookup::kEntries * 3> curve{};
     for (int i = 0; i < ombrel::GrainLookup::kEntries; ++i) {
         const float level = i / 255.0f;
-        for (int k = 0; k < 3; ++k) curve[static_cast<size_t>(3 * i + k)] = 0.08f * 4.0f * level * (1.0f - level) + 0.01f;
+        for (int k = 0; k < 3; ++k)
+            curve[static_cast<size_t>(3 * i + k)] = 0.08f * 4.0f * level * (1.0f - level) + 0.01f;
     }
     map->setGrainCurve(std::make_shared<ombrel::GrainLookup>(curve));
     sp.SetGrainMap(map, false);
@@ -228,7 +229,8 @@ int main(int argc, char** argv) {
         const auto cpu = Fps().find("cpu " + size);
         std::printf("  %-10s %8.2f / %8.2f", size.c_str(), gpu != Fps().end() ? gpu->second : 0.0,
                     cpu != Fps().end() ? cpu->second : 0.0);
-        if (gpu != Fps().end() && cpu != Fps().end() && cpu->second > 0) std::printf("   ratio %.1f", gpu->second / cpu->second);
+        if (gpu != Fps().end() && cpu != Fps().end() && cpu->second > 0)
+            std::printf("   ratio %.1f", gpu->second / cpu->second);
         std::printf("\n");
     }
     return 0;

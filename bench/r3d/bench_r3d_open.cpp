@@ -77,10 +77,7 @@ void OpenClip(benchmark::State& state) {
     state.counters["MB"] = double(std::filesystem::file_size(path)) / 1e6;
 }
 
-BENCHMARK(OpenClip)
-    ->ArgsProduct({{4, 5}, {1, 0}})
-    ->ArgNames({"major", "footer"})
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(OpenClip)->ArgsProduct({{4, 5}, {1, 0}})->ArgNames({"major", "footer"})->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -34,8 +34,8 @@ const Size kSizes[] = {{1920, 1080}, {2048, 1080}, {4096, 2160}};
 std::string ScratchFolder() {
     static const std::string folder = [] {
         const char* base = std::getenv("OMBREL_BENCH_DIR");
-        std::string t = (base ? std::string(base) : std::filesystem::temp_directory_path().string()) +
-                        "/ombrel-bench-XXXXXX";
+        std::string t =
+            (base ? std::string(base) : std::filesystem::temp_directory_path().string()) + "/ombrel-bench-XXXXXX";
         if (!::mkdtemp(t.data())) {
             std::perror("mkdtemp");
             std::exit(1);
@@ -150,7 +150,8 @@ void OiioWrite(benchmark::State& state, const char* what, const char* convert, c
     }
     constexpr int outputs = 8;
     std::string command = "oiiotool " + source + " " + convert;
-    for (int i = 0; i < outputs; ++i) command += " -o " + ScratchFolder() + "/oiio." + std::to_string(i) + "." + extension;
+    for (int i = 0; i < outputs; ++i)
+        command += " -o " + ScratchFolder() + "/oiio." + std::to_string(i) + "." + extension;
     double total = 0;
     int64_t frames = 0;
     for (auto _ : state) {

@@ -14,8 +14,8 @@ namespace ombrel {
 std::string TemporaryPathFor(const std::string& path) {
     static std::atomic<unsigned> counter{0};
     std::filesystem::path p(path);
-    std::string name = "." + p.filename().string() + ".part" + std::to_string(::getpid()) + "_" +
-                       std::to_string(counter.fetch_add(1));
+    std::string name =
+        "." + p.filename().string() + ".part" + std::to_string(::getpid()) + "_" + std::to_string(counter.fetch_add(1));
     return (p.parent_path() / name).string();
 }
 

@@ -3,9 +3,9 @@
 #include <cstdlib>
 
 #include <spdlog/sinks/base_sink.h>
+#include <spdlog/sinks/dist_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/sinks/syslog_sink.h>
-#include <spdlog/sinks/dist_sink.h>
 #include <syslog.h>
 
 #include <algorithm>

@@ -37,40 +37,36 @@ using PlistPtr = std::unique_ptr<void, PlistFree>;
 plist_t ToNode(const PlistValue& v) {
     using T = PlistValue::Type;
     switch (v.type()) {
-    case T::Null:
-        return nullptr;
-    case T::Bool:
-        return plist_new_bool(v.asBool() ? 1 : 0);
-    case T::Integer:
-        // libplist keeps integers as 64-bit words and prints them signed.
-        return plist_new_uint(static_cast<uint64_t>(v.asInt()));
-    case T::Real:
-        return plist_new_real(v.asReal());
-    case T::String:
-        return plist_new_string(v.asString().c_str());
-    case T::Data: {
-        const auto& d = v.asData();
-        return plist_new_data(reinterpret_cast<const char*>(d.data()), d.size());
-    }
-    case T::Date: {
-        double s = v.asDate().secondsSince2001;
-        double whole = std::floor(s);
-        return plist_new_date(static_cast<int32_t>(whole), static_cast<int32_t>(std::lround((s - whole) * 1e6)));
-    }
-    case T::Array: {
-        plist_t a = plist_new_array();
-        for (const auto& item : v.asArray()) {
-            if (plist_t n = ToNode(item)) plist_array_append_item(a, n);
+        case T::Null: return nullptr;
+        case T::Bool: return plist_new_bool(v.asBool() ? 1 : 0);
+        case T::Integer:
+            // libplist keeps integers as 64-bit words and prints them signed.
+            return plist_new_uint(static_cast<uint64_t>(v.asInt()));
+        case T::Real: return plist_new_real(v.asReal());
+        case T::String: return plist_new_string(v.asString().c_str());
+        case T::Data: {
+            const auto& d = v.asData();
+            return plist_new_data(reinterpret_cast<const char*>(d.data()), d.size());
         }
-        return a;
-    }
-    case T::Dict: {
-        plist_t d = plist_new_dict();
-        for (const auto& [key, item] : v.asDict()) {
-            if (plist_t n = ToNode(item)) plist_dict_set_item(d, key.c_str(), n);
+        case T::Date: {
+            double s = v.asDate().secondsSince2001;
+            double whole = std::floor(s);
+            return plist_new_date(static_cast<int32_t>(whole), static_cast<int32_t>(std::lround((s - whole) * 1e6)));
         }
-        return d;
-    }
+        case T::Array: {
+            plist_t a = plist_new_array();
+            for (const auto& item : v.asArray()) {
+                if (plist_t n = ToNode(item)) plist_array_append_item(a, n);
+            }
+            return a;
+        }
+        case T::Dict: {
+            plist_t d = plist_new_dict();
+            for (const auto& [key, item] : v.asDict()) {
+                if (plist_t n = ToNode(item)) plist_dict_set_item(d, key.c_str(), n);
+            }
+            return d;
+        }
     }
     return nullptr;
 }
@@ -78,76 +74,76 @@ plist_t ToNode(const PlistValue& v) {
 PlistValue FromNode(plist_t node) {
     if (!node) return {};
     switch (plist_get_node_type(node)) {
-    case PLIST_BOOLEAN: {
-        uint8_t b = 0;
-        plist_get_bool_val(node, &b);
-        return PlistValue(b != 0);
-    }
-    case PLIST_UINT: {
-        uint64_t u = 0;
-        plist_get_uint_val(node, &u);
-        return PlistValue(static_cast<int64_t>(u));
-    }
-    case PLIST_REAL: {
-        double d = 0;
-        plist_get_real_val(node, &d);
-        return PlistValue(d);
-    }
-    case PLIST_STRING:
-    case PLIST_KEY: {
-        char* s = nullptr;
-        if (plist_get_node_type(node) == PLIST_KEY)
-            plist_get_key_val(node, &s);
-        else
-            plist_get_string_val(node, &s);
-        std::string out = s ? s : "";
-        free(s);
-        return PlistValue(std::move(out));
-    }
-    case PLIST_DATA: {
-        char* buf = nullptr;
-        uint64_t len = 0;
-        plist_get_data_val(node, &buf, &len);
-        PlistValue::DataT out(reinterpret_cast<uint8_t*>(buf), reinterpret_cast<uint8_t*>(buf) + len);
-        free(buf);
-        return PlistValue(std::move(out));
-    }
-    case PLIST_DATE: {
-        int32_t sec = 0, usec = 0;
-        plist_get_date_val(node, &sec, &usec);
-        return PlistValue(PlistValue::DateT{sec + usec / 1e6});
-    }
-    case PLIST_ARRAY: {
-        PlistValue::ArrayT out;
-        uint32_t n = plist_array_get_size(node);
-        out.reserve(n);
-        for (uint32_t i = 0; i < n; ++i) out.push_back(FromNode(plist_array_get_item(node, i)));
-        return PlistValue(std::move(out));
-    }
-    case PLIST_DICT: {
-        PlistValue::DictT out;
-        plist_dict_iter it = nullptr;
-        plist_dict_new_iter(node, &it);
-        for (;;) {
-            char* key = nullptr;
-            plist_t item = nullptr;
-            plist_dict_next_item(node, it, &key, &item);
-            if (!key) break;
-            out.emplace(key, FromNode(item));
-            free(key);
+        case PLIST_BOOLEAN: {
+            uint8_t b = 0;
+            plist_get_bool_val(node, &b);
+            return PlistValue(b != 0);
         }
-        free(it);
-        return PlistValue(std::move(out));
-    }
-    default:
-        return {};
+        case PLIST_UINT: {
+            uint64_t u = 0;
+            plist_get_uint_val(node, &u);
+            return PlistValue(static_cast<int64_t>(u));
+        }
+        case PLIST_REAL: {
+            double d = 0;
+            plist_get_real_val(node, &d);
+            return PlistValue(d);
+        }
+        case PLIST_STRING:
+        case PLIST_KEY: {
+            char* s = nullptr;
+            if (plist_get_node_type(node) == PLIST_KEY)
+                plist_get_key_val(node, &s);
+            else
+                plist_get_string_val(node, &s);
+            std::string out = s ? s : "";
+            free(s);
+            return PlistValue(std::move(out));
+        }
+        case PLIST_DATA: {
+            char* buf = nullptr;
+            uint64_t len = 0;
+            plist_get_data_val(node, &buf, &len);
+            PlistValue::DataT out(reinterpret_cast<uint8_t*>(buf), reinterpret_cast<uint8_t*>(buf) + len);
+            free(buf);
+            return PlistValue(std::move(out));
+        }
+        case PLIST_DATE: {
+            int32_t sec = 0, usec = 0;
+            plist_get_date_val(node, &sec, &usec);
+            return PlistValue(PlistValue::DateT{sec + usec / 1e6});
+        }
+        case PLIST_ARRAY: {
+            PlistValue::ArrayT out;
+            uint32_t n = plist_array_get_size(node);
+            out.reserve(n);
+            for (uint32_t i = 0; i < n; ++i) out.push_back(FromNode(plist_array_get_item(node, i)));
+            return PlistValue(std::move(out));
+        }
+        case PLIST_DICT: {
+            PlistValue::DictT out;
+            plist_dict_iter it = nullptr;
+            plist_dict_new_iter(node, &it);
+            for (;;) {
+                char* key = nullptr;
+                plist_t item = nullptr;
+                plist_dict_next_item(node, it, &key, &item);
+                if (!key) break;
+                out.emplace(key, FromNode(item));
+                free(key);
+            }
+            free(it);
+            return PlistValue(std::move(out));
+        }
+        default: return {};
     }
 }
 
 void AppendEscaped(std::ostringstream& os, const std::string& s) {
     bool plain = !s.empty();
     for (char c : s) {
-        if (!(std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.' || c == '/' || c == '-')) plain = false;
+        if (!(std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '.' || c == '/' || c == '-'))
+            plain = false;
     }
     if (plain) {
         os << s;
@@ -169,48 +165,48 @@ void AppendEscaped(std::ostringstream& os, const std::string& s) {
 
 bool PlistValue::asBool(bool fallback) const {
     switch (type()) {
-    case Type::Bool: return std::get<bool>(value_);
-    case Type::Integer: return std::get<int64_t>(value_) != 0;
-    case Type::Real: return std::get<double>(value_) != 0.0;
-    case Type::String: {
-        const auto& s = std::get<std::string>(value_);
-        return s == "YES" || s == "yes" || s == "true" || s == "1";
-    }
-    default: return fallback;
+        case Type::Bool: return std::get<bool>(value_);
+        case Type::Integer: return std::get<int64_t>(value_) != 0;
+        case Type::Real: return std::get<double>(value_) != 0.0;
+        case Type::String: {
+            const auto& s = std::get<std::string>(value_);
+            return s == "YES" || s == "yes" || s == "true" || s == "1";
+        }
+        default: return fallback;
     }
 }
 
 int64_t PlistValue::asInt(int64_t fallback) const {
     switch (type()) {
-    case Type::Bool: return std::get<bool>(value_) ? 1 : 0;
-    case Type::Integer: return std::get<int64_t>(value_);
-    case Type::Real: {
-        double d = std::get<double>(value_);
-        if (!std::isfinite(d)) return fallback;
-        return static_cast<int64_t>(d);
-    }
-    case Type::String: {
-        const auto& s = std::get<std::string>(value_);
-        char* end = nullptr;
-        long long v = std::strtoll(s.c_str(), &end, 10);
-        return end != s.c_str() ? v : fallback;
-    }
-    default: return fallback;
+        case Type::Bool: return std::get<bool>(value_) ? 1 : 0;
+        case Type::Integer: return std::get<int64_t>(value_);
+        case Type::Real: {
+            double d = std::get<double>(value_);
+            if (!std::isfinite(d)) return fallback;
+            return static_cast<int64_t>(d);
+        }
+        case Type::String: {
+            const auto& s = std::get<std::string>(value_);
+            char* end = nullptr;
+            long long v = std::strtoll(s.c_str(), &end, 10);
+            return end != s.c_str() ? v : fallback;
+        }
+        default: return fallback;
     }
 }
 
 double PlistValue::asReal(double fallback) const {
     switch (type()) {
-    case Type::Bool: return std::get<bool>(value_) ? 1.0 : 0.0;
-    case Type::Integer: return static_cast<double>(std::get<int64_t>(value_));
-    case Type::Real: return std::get<double>(value_);
-    case Type::String: {
-        const auto& s = std::get<std::string>(value_);
-        char* end = nullptr;
-        double v = std::strtod(s.c_str(), &end);
-        return end != s.c_str() ? v : fallback;
-    }
-    default: return fallback;
+        case Type::Bool: return std::get<bool>(value_) ? 1.0 : 0.0;
+        case Type::Integer: return static_cast<double>(std::get<int64_t>(value_));
+        case Type::Real: return std::get<double>(value_);
+        case Type::String: {
+            const auto& s = std::get<std::string>(value_);
+            char* end = nullptr;
+            double v = std::strtod(s.c_str(), &end);
+            return end != s.c_str() ? v : fallback;
+        }
+        default: return fallback;
     }
 }
 
@@ -299,9 +295,9 @@ PlistValue& PlistValue::append(PlistValue v) {
 bool PlistValue::operator==(const PlistValue& other) const {
     if (type() != other.type()) return false;
     switch (type()) {
-    case Type::Array: return asArray() == other.asArray();
-    case Type::Dict: return asDict() == other.asDict();
-    default: return value_ == other.value_;
+        case Type::Array: return asArray() == other.asArray();
+        case Type::Dict: return asDict() == other.asDict();
+        default: return value_ == other.value_;
     }
 }
 
@@ -350,48 +346,48 @@ std::string PlistValue::Description(int indent) const {
     std::string pad(static_cast<size_t>(indent) * 4, ' ');
     std::string inner(static_cast<size_t>(indent + 1) * 4, ' ');
     switch (type()) {
-    case Type::Null: os << "(null)"; break;
-    case Type::Bool: os << (asBool() ? 1 : 0); break;
-    case Type::Integer: os << asInt(); break;
-    case Type::Real: {
-        char buf[64];
-        std::snprintf(buf, sizeof buf, "%.17g", asReal());
-        os << buf;
-        break;
-    }
-    case Type::String: AppendEscaped(os, asString()); break;
-    case Type::Data: {
-        os << '<';
-        const auto& d = asData();
-        for (size_t i = 0; i < d.size(); ++i) {
-            char buf[3];
-            std::snprintf(buf, sizeof buf, "%02x", d[i]);
-            if (i && i % 4 == 0) os << ' ';
+        case Type::Null: os << "(null)"; break;
+        case Type::Bool: os << (asBool() ? 1 : 0); break;
+        case Type::Integer: os << asInt(); break;
+        case Type::Real: {
+            char buf[64];
+            std::snprintf(buf, sizeof buf, "%.17g", asReal());
             os << buf;
+            break;
         }
-        os << '>';
-        break;
-    }
-    case Type::Date: os << asDate().secondsSince2001; break;
-    case Type::Array: {
-        os << "(\n";
-        const auto& a = asArray();
-        for (size_t i = 0; i < a.size(); ++i) {
-            os << inner << a[i].Description(indent + 1) << (i + 1 < a.size() ? ",\n" : "\n");
+        case Type::String: AppendEscaped(os, asString()); break;
+        case Type::Data: {
+            os << '<';
+            const auto& d = asData();
+            for (size_t i = 0; i < d.size(); ++i) {
+                char buf[3];
+                std::snprintf(buf, sizeof buf, "%02x", d[i]);
+                if (i && i % 4 == 0) os << ' ';
+                os << buf;
+            }
+            os << '>';
+            break;
         }
-        os << pad << ')';
-        break;
-    }
-    case Type::Dict: {
-        os << "{\n";
-        for (const auto& [k, v] : asDict()) {
-            os << inner;
-            AppendEscaped(os, k);
-            os << " = " << v.Description(indent + 1) << ";\n";
+        case Type::Date: os << asDate().secondsSince2001; break;
+        case Type::Array: {
+            os << "(\n";
+            const auto& a = asArray();
+            for (size_t i = 0; i < a.size(); ++i) {
+                os << inner << a[i].Description(indent + 1) << (i + 1 < a.size() ? ",\n" : "\n");
+            }
+            os << pad << ')';
+            break;
         }
-        os << pad << '}';
-        break;
-    }
+        case Type::Dict: {
+            os << "{\n";
+            for (const auto& [k, v] : asDict()) {
+                os << inner;
+                AppendEscaped(os, k);
+                os << " = " << v.Description(indent + 1) << ";\n";
+            }
+            os << pad << '}';
+            break;
+        }
     }
     return os.str();
 }

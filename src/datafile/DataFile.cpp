@@ -34,7 +34,9 @@ struct FileCloser {
 };
 using UniqueFile = std::unique_ptr<FILE, FileCloser>;
 
-std::unique_ptr<uint8_t[]> Allocate(size_t size) { return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[size]); }
+std::unique_ptr<uint8_t[]> Allocate(size_t size) {
+    return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[size]);
+}
 
 enum class ReadStage { kDone, kOpen, kRead };
 
@@ -104,9 +106,7 @@ FilterStage RunFilter(Filter& filter, const void* bytes, size_t length, std::uni
     try {
         filter.Put(static_cast<const CryptoPP::byte*>(bytes), length);
         filter.MessageEnd();
-    } catch (...) {
-        return FilterStage::kLoad;
-    }
+    } catch (...) { return FilterStage::kLoad; }
     try {
         const CryptoPP::lword ready = filter.MaxRetrievable();
         if (ready >= std::numeric_limits<size_t>::max()) return FilterStage::kFetch;
@@ -117,9 +117,7 @@ FilterStage RunFilter(Filter& filter, const void* bytes, size_t length, std::uni
         if (terminate) buffer[size] = 0;
         outBytes = std::move(buffer);
         outLength = size;
-    } catch (...) {
-        return FilterStage::kFetch;
-    }
+    } catch (...) { return FilterStage::kFetch; }
     return FilterStage::kDone;
 }
 
@@ -127,9 +125,7 @@ FilterStage Zip(const void* bytes, size_t length, std::unique_ptr<uint8_t[]>& ou
     try {
         CryptoPP::Gzip gzip(nullptr, 6, 15);
         return RunFilter(gzip, bytes, length, outBytes, outLength, false);
-    } catch (...) {
-        return FilterStage::kLoad;
-    }
+    } catch (...) { return FilterStage::kLoad; }
 }
 
 void Unscramble(uint8_t* buffer, size_t size) {
@@ -139,13 +135,10 @@ void Unscramble(uint8_t* buffer, size_t size) {
     for (size_t i = 0; i < n; ++i) buffer[i] = inverse[buffer[i]];
 }
 
-
 uint32_t FreshSeed() {
     try {
         return std::random_device{}();
-    } catch (...) {
-        return static_cast<uint32_t>(std::chrono::steady_clock::now().time_since_epoch().count());
-    }
+    } catch (...) { return static_cast<uint32_t>(std::chrono::steady_clock::now().time_since_epoch().count()); }
 }
 
 }  // namespace
@@ -203,8 +196,7 @@ int UnscrambleDataFromFile(const std::string& path, std::unique_ptr<uint8_t[]>& 
     return 0;
 }
 
-int ReadBytesFromFile(const std::string& path, std::unique_ptr<uint8_t[]>& outBytes, size_t& outLength,
-                      char* message) {
+int ReadBytesFromFile(const std::string& path, std::unique_ptr<uint8_t[]>& outBytes, size_t& outLength, char* message) {
     int err = 0;
     switch (ReadWhole(path, outBytes, outLength, err)) {
         case ReadStage::kDone: return 0;
@@ -228,9 +220,7 @@ int UnzipByteArray(const void* bytes, size_t length, std::unique_ptr<uint8_t[]>&
     try {
         CryptoPP::Gunzip gunzip;
         stage = RunFilter(gunzip, bytes, length, outBytes, outLength, true);
-    } catch (...) {
-        stage = FilterStage::kLoad;
-    }
+    } catch (...) { stage = FilterStage::kLoad; }
     switch (stage) {
         case FilterStage::kDone: return 0;
         case FilterStage::kLoad: Say(message, "Failed to load zipped data\n"); return -2;
@@ -289,9 +279,7 @@ std::optional<std::vector<uint8_t>> GetUnscrambledData(const std::string& path) 
     }
     try {
         return std::vector<uint8_t>(bytes.get(), bytes.get() + length);
-    } catch (const std::bad_alloc&) {
-        LogFatal("Failed to get unscramble at " + path);
-    }
+    } catch (const std::bad_alloc&) { LogFatal("Failed to get unscramble at " + path); }
 }
 
 }  // namespace ombrel

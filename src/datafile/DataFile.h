@@ -41,8 +41,7 @@ int UnscrambleDataFromFile(const std::string& path, std::unique_ptr<uint8_t[]>& 
 
 // Reads a whole file, with a NUL behind the data that the length does not count.
 // 0; -1 open; -2 incomplete read (also for anything that is not a regular file).
-int ReadBytesFromFile(const std::string& path, std::unique_ptr<uint8_t[]>& outBytes, size_t& outLength,
-                      char* message);
+int ReadBytesFromFile(const std::string& path, std::unique_ptr<uint8_t[]>& outBytes, size_t& outLength, char* message);
 
 // As ReadBytesFromFile; the text stops at the first NUL of the data.
 int ReadFile(const std::string& path, std::string& outText, char* message);

@@ -36,9 +36,7 @@ bool EndsWith(std::string_view s, std::string_view tail) {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-std::string TwoDigits(uint32_t v) {
-    return (v < 10 ? "0" : "") + std::to_string(v);
-}
+std::string TwoDigits(uint32_t v) { return (v < 10 ? "0" : "") + std::to_string(v); }
 
 // Reads a number the forgiving way: leading blanks, a sign, digits; anything else ends it.
 int32_t LeadingInt(std::string_view s) {
@@ -52,9 +50,7 @@ int32_t LeadingInt(std::string_view s) {
 }
 
 // Nominal rate of 23.976 footage: its timecode counts 24 frames a second.
-float NominalForText(float fps) {
-    return (fps >= 23.0f && fps < 24.0f) ? 24.0f : fps;
-}
+float NominalForText(float fps) { return (fps >= 23.0f && fps < 24.0f) ? 24.0f : fps; }
 
 }  // namespace
 
@@ -126,15 +122,14 @@ std::string FileParser::GetStringOfTimecodeFPS(uint32_t frame, float fps) {
         hours = frame / (3600 * n);
     } else {
         const float secondsF = static_cast<float>(frame) / r;
-        const uint32_t t = secondsF >= 4294967295.0f ? std::numeric_limits<uint32_t>::max()
-                                                     : static_cast<uint32_t>(secondsF);
+        const uint32_t t =
+            secondsF >= 4294967295.0f ? std::numeric_limits<uint32_t>::max() : static_cast<uint32_t>(secondsF);
         hours = t / 3600;
         minutes = (t % 3600) / 60;
         seconds = t % 60;
         const double wholeSeconds = std::trunc(static_cast<double>(static_cast<float>(t) * r));
         // Rounding in single precision may put the second's start a frame past the frame.
-        frames = wholeSeconds >= static_cast<double>(frame) ? 0u
-                                                             : static_cast<uint32_t>(frame - wholeSeconds);
+        frames = wholeSeconds >= static_cast<double>(frame) ? 0u : static_cast<uint32_t>(frame - wholeSeconds);
     }
     return TwoDigits(hours) + ":" + TwoDigits(minutes) + ":" + TwoDigits(seconds) + ":" + TwoDigits(frames);
 }

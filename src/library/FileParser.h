@@ -62,7 +62,7 @@ public:
     // Modal panels; without a window the browse answers `path` and the save an empty text,
     // as a cancel would.
     static std::string BrowseFromPathNeedDirectoryNeedFileTitle(const std::string& path, bool needDirectory,
-                                                                 bool needFile, const std::string& title);
+                                                                bool needFile, const std::string& title);
     static std::string ChooseSavePath(const std::string& title);
 
     // Facts for the usage report. The version falls back to 10.0 when unknown; memory and

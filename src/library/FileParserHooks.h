@@ -46,8 +46,7 @@ UsageEventSink GetUsageEventSink();
 
 // Modal file panels of the window. Without them a browse answers as a cancel would.
 struct FilePanels {
-    std::function<std::string(const std::string& path, bool needDirectory, bool needFile,
-                              const std::string& title)>
+    std::function<std::string(const std::string& path, bool needDirectory, bool needFile, const std::string& title)>
         browse;
     std::function<std::string(const std::string& title)> chooseSave;
 };

@@ -95,9 +95,7 @@ bool R3DFileMeta::LoadMovie(const std::string& path) {
     return true;
 }
 
-std::string R3DFileMeta::ShortName() const {
-    return DeletingPathExtension(LastPathComponent(path_));
-}
+std::string R3DFileMeta::ShortName() const { return DeletingPathExtension(LastPathComponent(path_)); }
 
 std::string R3DFileMeta::BaseFilename() const {
     const std::string name = LastPathComponent(path_);

@@ -53,8 +53,29 @@ constexpr std::array<StockEntry, 23> kStocks{{
 
 // The popup groups: motion-picture negatives, slides, black and white, still negatives,
 // instant. Separators stand between the groups.
-constexpr std::array<int, 23> kPopupOrder{0,  1,  2,  3,  4,  kSeparatorTag, 5,  6,  7,  kSeparatorTag, 8, 9,
-                                          10, 11, 12, 13, kSeparatorTag, 14, 15, 16, 17, kSeparatorTag, 18};
+constexpr std::array<int, 23> kPopupOrder{0,
+                                          1,
+                                          2,
+                                          3,
+                                          4,
+                                          kSeparatorTag,
+                                          5,
+                                          6,
+                                          7,
+                                          kSeparatorTag,
+                                          8,
+                                          9,
+                                          10,
+                                          11,
+                                          12,
+                                          13,
+                                          kSeparatorTag,
+                                          14,
+                                          15,
+                                          16,
+                                          17,
+                                          kSeparatorTag,
+                                          18};
 
 const StockEntry* FindTag(int tag) {
     for (const auto& s : kStocks) {
@@ -135,14 +156,12 @@ std::vector<StockPopupItem> LutManager::StockPopupItems() {
     return items;
 }
 
-void LutManager::SetColorFormat(int format) {
-    Instance().currentColorFormat_.store(format, std::memory_order_relaxed);
-}
+void LutManager::SetColorFormat(int format) { Instance().currentColorFormat_.store(format, std::memory_order_relaxed); }
 
 std::string LutManager::PictureStyleBasePath() { return ProfilesFolder(); }
 
-std::string LutManager::AltPathForPictureStyleStockNameStatusM(const std::string& profile,
-                                                              const std::string& stockName, bool statusM) {
+std::string LutManager::AltPathForPictureStyleStockNameStatusM(const std::string& profile, const std::string& stockName,
+                                                               bool statusM) {
     return PictureStyleBasePath() + "/" + profile + "/" + profile + "_" + stockName + (statusM ? "_SM" : "") + ".tin";
 }
 
@@ -155,12 +174,12 @@ bool LutManager::LutAvailable(const std::string& profile) {
 }
 
 bool LutManager::TextureWithStockSourceTypeToBufferOfLength(const std::string& stockName, const std::string& profile,
-                                                           float* buffer, int64_t lengthBytes) {
+                                                            float* buffer, int64_t lengthBytes) {
     if (stockName.empty() || profile.empty()) return false;
     // A stock's own Status M table is never read while its plain table exists: the format
     // only reaches the path of the fallback.
-    const bool statusM = Instance().currentColorFormat() == kColorFormatStatusM &&
-                         StatusMAvailableForStockAndSource(stockName, profile);
+    const bool statusM =
+        Instance().currentColorFormat() == kColorFormatStatusM && StatusMAvailableForStockAndSource(stockName, profile);
     std::string path = AltPathForPictureStyleStockNameStatusM(profile, stockName, false);
     if (!FileExists(path)) {
         const std::string fallback = AppState::Instance().State() != 0 ? "5D" : "EpicM";
@@ -175,9 +194,10 @@ bool LutManager::TextureWithStockSourceTypeToBufferOfLength(const std::string& s
     // The buffer ends with the container's tail, which is not table.
     const size_t tableBytes = data->size() > kContainerTailSize ? data->size() - kContainerTailSize : 0;
     if (tableBytes < kStockLutBytes) {
-        LogWarn("No stock table loaded for {} on profile {}: {} holds {} bytes of table, {} needed; the look keeps "
-                "its previous table",
-                stockName, profile, path, tableBytes, kStockLutBytes);
+        LogWarn(
+            "No stock table loaded for {} on profile {}: {} holds {} bytes of table, {} needed; the look keeps "
+            "its previous table",
+            stockName, profile, path, tableBytes, kStockLutBytes);
         return true;
     }
     if (buffer && lengthBytes >= static_cast<int64_t>(kStockLutBytes)) {

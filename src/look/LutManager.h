@@ -68,7 +68,7 @@ public:
     static std::string PictureStyleBasePath();
     // "<base>/<profile>/<profile>_<stock>[_SM].tin".
     static std::string AltPathForPictureStyleStockNameStatusM(const std::string& profile, const std::string& stockName,
-                                                             bool statusM);
+                                                              bool statusM);
     static bool StatusMAvailableForStockAndSource(const std::string& stockName, const std::string& profile);
     // Whether the profile is installed: its "5207" table stands for all its stocks.
     static bool LutAvailable(const std::string& profile);
@@ -78,7 +78,7 @@ public:
     // or a short file leaves the buffer as it was, is logged, and still answers true: the
     // look keeps the table it had. False only for an empty stock or profile.
     static bool TextureWithStockSourceTypeToBufferOfLength(const std::string& stockName, const std::string& profile,
-                                                          float* buffer, int64_t lengthBytes);
+                                                           float* buffer, int64_t lengthBytes);
 
     // What the profile store holds: each profile folder with the stocks of its tables
     // ("_SM" variants listed by their file's stock part), sorted.

@@ -195,8 +195,8 @@ bool ShaderProcessor::InitPipelineForViewportContext(const FloatRect& rect, cons
         return true;
     }
     if (!SetCorrectContext(context)) {
-        LogError("The look pipeline has no OpenGL context to build in{}{}",
-                 renderContextError_.empty() ? "" : ": ", renderContextError_);
+        LogError("The look pipeline has no OpenGL context to build in{}{}", renderContextError_.empty() ? "" : ": ",
+                 renderContextError_);
         return false;
     }
     // Surfaceless contexts present nothing, so there is no swap interval to set.
@@ -328,8 +328,8 @@ bool ShaderProcessor::getShadersFromResourceAttributes(const std::string& name, 
 GLuint ShaderProcessor::getProgramObjectAttributes(const std::string& name, GLSLAttributes* attributes) {
     auto failed = [&]() -> GLuint {
         attributes->programObject.reset();
-        ShaderKitWarn(fmt::format("WARNING: Failed to compile+link GLSL \"{}\" fragment and/or vertex shader(s)!",
-                                  name));
+        ShaderKitWarn(
+            fmt::format("WARNING: Failed to compile+link GLSL \"{}\" fragment and/or vertex shader(s)!", name));
         return 0;
     };
     const GLuint vertex = CompileShader(GL_VERTEX_SHADER, attributes->vertexShaderSource);
@@ -477,7 +477,8 @@ void ShaderProcessor::ValidateProgramObject(const GLSLAttributes* attributes) {
     glValidateProgram(program);
     GLint ok = GL_FALSE;
     glGetProgramiv(program, GL_VALIDATE_STATUS, &ok);
-    if (ok != GL_TRUE) Log()->error("{}ERROR: In validating program object!\n{}\n", kShaderKitPrefix, ProgramInfoLog(program));
+    if (ok != GL_TRUE)
+        Log()->error("{}ERROR: In validating program object!\n{}\n", kShaderKitPrefix, ProgramInfoLog(program));
 }
 
 // ---------------------------------------------------------------- look setters
@@ -637,9 +638,8 @@ void ShaderProcessor::setShowOriginal(bool on) {
     SetBallInfo(ballInfoLocal_);
 }
 
-void ShaderProcessor::SetCurrentLUTSourceTypeChosenR3DMode(const std::string& stockName,
-                                                          const std::string& sourceType,
-                                                          const std::optional<std::string>& chosen, bool r3dMode) {
+void ShaderProcessor::SetCurrentLUTSourceTypeChosenR3DMode(const std::string& stockName, const std::string& sourceType,
+                                                           const std::optional<std::string>& chosen, bool r3dMode) {
     std::optional<std::string> userDefault;
     {
         std::lock_guard lock(CameraReaderLock());
@@ -666,8 +666,7 @@ void ShaderProcessor::SetCurrentLUTSourceTypeChosenR3DMode(const std::string& st
     ChangeGrainMapToStockScaleCurveOnly(stockName, lastGrainScale_, true);
 }
 
-void ShaderProcessor::ChangeGrainMapToStockScaleCurveOnly(const std::string& stockName, double scale,
-                                                         bool curveOnly) {
+void ShaderProcessor::ChangeGrainMapToStockScaleCurveOnly(const std::string& stockName, double scale, bool curveOnly) {
     std::lock_guard lock(textureLock_);
     lastGrainScale_ = scale;
     if (imageWidth_ == 0 || imageHeight_ == 0) return;
@@ -784,7 +783,8 @@ cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender() const {
             in.grainWidth = grainSize_[0];
             in.grainHeight = grainSize_[1];
             const float* data = grain_->GetTextureData();
-            in.grainImage.assign(data, data + static_cast<size_t>(in.grainWidth) * static_cast<size_t>(in.grainHeight) * 3);
+            in.grainImage.assign(data,
+                                 data + static_cast<size_t>(in.grainWidth) * static_cast<size_t>(in.grainHeight) * 3);
             const float* curve = grain_->grainCurve()->buffer();
             in.grainCurve.assign(curve, curve + GrainLookup::kEntries * 3);
             in.grainNeutral = GrainNeutral(grain_.get());

@@ -27,8 +27,8 @@
 #include <vector>
 
 #include "look/DrawParams.h"
-#include "look/grain/GrainManager.h"
 #include "look/cpu/CoreShaderCpu.h"
+#include "look/grain/GrainManager.h"
 #include "model/ColorBallInfo.h"
 #include "platform/gl/GlContext.h"
 #include "platform/gl/GlObjects.h"
@@ -136,7 +136,7 @@ public:
     // The text of resource <name>.<extension>, gunzipped, with `append` added. A missing
     // or unreadable resource is a broken installation and stops the program.
     std::string getShaderSourceFromResourceExtensionAppend(const std::string& name, const std::string& extension,
-                                                          const std::string* append);
+                                                           const std::string* append);
     void getFragmentShaderSourceFromResourceAttributesAppend(const std::string& name, GLSLAttributes* attributes,
                                                              const std::string* append);
     void getVertexShaderSourceFromResourceAttributesAppend(const std::string& name, GLSLAttributes* attributes,
@@ -363,8 +363,8 @@ protected:
     std::array<double, 3> histogramLocal_{0.0, 0.5, 1.0};  // under textureLock
     std::vector<FloatPoint> spline_;                       // work array of CreateCurve
     std::atomic<bool> pushSplineTexture_{false};
-    GrainMapPtr grain_;                                    // under textureLock
-    std::shared_ptr<const GrainLookup> grainCurveInForce_; // under textureLock
+    GrainMapPtr grain_;                                     // under textureLock
+    std::shared_ptr<const GrainLookup> grainCurveInForce_;  // under textureLock
     std::atomic<uint32_t> imageWidth_{1920};
     std::atomic<uint32_t> imageHeight_{1080};
     std::atomic<uint32_t> outputWidth_{0};
@@ -375,8 +375,8 @@ protected:
     float liftLocal_ = 1.0f, gammaLocal_ = 1.0f, gainLocal_ = 1.0f;  // under textureLock
     std::atomic<bool> isBlackAndWhite_{false};
     float originalSBlendAmount_ = 0.0f, originalLutAmount_ = 0.0f, originalGrainAmount_ = 0.0f;
-    double lastGrainScale_ = 1.0;  // under textureLock
-    ColorBallInfo ballInfoLocal_;  // under textureLock
+    double lastGrainScale_ = 1.0;                // under textureLock
+    ColorBallInfo ballInfoLocal_;                // under textureLock
     std::unique_ptr<colorBall2DLUT> ballMaths_;  // under textureLock
     std::atomic<bool> useRenderContext_{false};
     GlContextPtr renderContext_;

@@ -433,8 +433,8 @@ void ShaderProcessor::DrawTextureAtX1Y1X2Y2IsFlipped(float x1, float y1, float x
     glEnd();
 }
 
-void ShaderProcessor::DrawTextureAtX1Y1X2Y2U1V1U2V2IsFlipped(float x1, float y1, float x2, float y2, float u1,
-                                                             float v1, float u2, float v2, bool flipped) {
+void ShaderProcessor::DrawTextureAtX1Y1X2Y2U1V1U2V2IsFlipped(float x1, float y1, float x2, float y2, float u1, float v1,
+                                                             float u2, float v2, bool flipped) {
     IdentityMatrices();
     const float px1 = 2.0f * x1 - 1.0f, py1 = 2.0f * y1 - 1.0f;
     const float px2 = 2.0f * x2 - 1.0f, py2 = 2.0f * y2 - 1.0f;
@@ -715,9 +715,9 @@ void ShaderProcessor::RenderPassCpu(DrawParams* params) {
     target.height = vh;
     target.rgba.assign(static_cast<size_t>(vw) * static_cast<size_t>(vh) * 4, 0.0f);
     for (size_t i = 3; i < target.rgba.size(); i += 4) target.rgba[i] = needsARGBSwizzleOut_ ? 0.0f : 1.0f;
-    const cpu::Quad quad = cpu::RenderPassQuad(vw, vh, params->baseSize.width, params->baseSize.height,
-                                               params->fitMethod, params->aspectSize.width, params->aspectSize.height,
-                                               params->needsFlip);
+    const cpu::Quad quad =
+        cpu::RenderPassQuad(vw, vh, params->baseSize.width, params->baseSize.height, params->fitMethod,
+                            params->aspectSize.width, params->aspectSize.height, params->needsFlip);
     cpu::DrawCoreQuad(inputs, frame, quad, target);
     if (params->outputRGBA && output32Bit_) {
         auto* out = static_cast<uint8_t*>(params->writeToDiskData);

@@ -46,9 +46,8 @@ std::optional<int> GaugeTagForName(const std::string& text) {
         int tag;
     };
     static constexpr Alias kAliases[] = {
-        {"s35", 100},  {"35", 100},         {"35mm", 100},        {"cp35", 100}, {"academy", 113},
-        {"ff", 69},    {"fullframe", 69},   {"35mmff", 69},       {"s16", 200},  {"16", 243},
-        {"cp16", 243}, {"s8", 400},         {"8", 553},           {"cp8", 553},
+        {"s35", 100},   {"35", 100},  {"35mm", 100}, {"cp35", 100}, {"academy", 113}, {"ff", 69}, {"fullframe", 69},
+        {"35mmff", 69}, {"s16", 200}, {"16", 243},   {"cp16", 243}, {"s8", 400},      {"8", 553}, {"cp8", 553},
     };
     for (const Alias& a : kAliases)
         if (key == a.key) return a.tag;

@@ -96,10 +96,14 @@ PlistValue OutputSettings::ReadableList() const {
     PlistValue d = PlistValue::MakeDict();
     d.set("frameRate", frameRate_);
     d.set("resize", resize_ ? "YES" : "NO");
-    d.set("size", std::to_string(static_cast<int>(size_.width)) + " x " + std::to_string(static_cast<int>(size_.height)));
+    d.set("size",
+          std::to_string(static_cast<int>(size_.width)) + " x " + std::to_string(static_cast<int>(size_.height)));
     d.set("overwrite", overwrite_ == 1 ? "YES" : "NO");
     if (auto path = PathForPresetID(qtCodec_)) d.set("qtCodec", LastPathComponent(*path));
-    const char* fileFormat = format_ == kFormatDpx ? "DPX" : format_ == kFormatTiff ? "Tiff" : format_ == kFormatMovie ? "QT" : nullptr;
+    const char* fileFormat = format_ == kFormatDpx     ? "DPX"
+                             : format_ == kFormatTiff  ? "Tiff"
+                             : format_ == kFormatMovie ? "QT"
+                                                       : nullptr;
     if (fileFormat) d.set("file format", fileFormat);
     return d;
 }

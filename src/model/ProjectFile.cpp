@@ -67,7 +67,8 @@ bool CheckDict(const pugi::xml_node& dict, Fault* fault) {
         if (!CheckValue(child, fault)) return false;
         pendingKey = pugi::xml_node();
     }
-    if (pendingKey) return Fail(pendingKey, std::string("key \"") + pendingKey.child_value() + "\" has no value", fault);
+    if (pendingKey)
+        return Fail(pendingKey, std::string("key \"") + pendingKey.child_value() + "\" has no value", fault);
     return true;
 }
 
@@ -85,10 +86,9 @@ bool CheckValue(const pugi::xml_node& node, Fault* fault) {
         size_t i = (!text.empty() && (text[0] == '-' || text[0] == '+')) ? 1 : 0;
         const bool hex = text.compare(i, 2, "0x") == 0 || text.compare(i, 2, "0X") == 0;
         if (hex) i += 2;
-        const bool digits = i < text.size() && std::all_of(text.begin() + static_cast<ptrdiff_t>(i), text.end(),
-                                                           [hex](unsigned char c) {
-                                                               return hex ? std::isxdigit(c) : std::isdigit(c);
-                                                           });
+        const bool digits =
+            i < text.size() && std::all_of(text.begin() + static_cast<ptrdiff_t>(i), text.end(),
+                                           [hex](unsigned char c) { return hex ? std::isxdigit(c) : std::isdigit(c); });
         return digits ? true : Fail(node, "\"" + text + "\" is not an integer", fault);
     }
     if (name == "real") {
@@ -111,8 +111,7 @@ std::string LocateFault(const std::string& text) {
     const unsigned options = pugi::parse_default & ~pugi::parse_eol;
     pugi::xml_parse_result parsed = doc.load_buffer(text.data(), text.size(), options);
     if (parsed.status == pugi::status_no_document_element) return "line 1: no XML element in the file";
-    if (!parsed)
-        return "line " + std::to_string(LineAt(text, parsed.offset)) + ": " + parsed.description();
+    if (!parsed) return "line " + std::to_string(LineAt(text, parsed.offset)) + ": " + parsed.description();
     pugi::xml_node root = doc.document_element();
     if (std::strcmp(root.name(), "plist") != 0)
         return "line " + std::to_string(LineAt(text, root.offset_debug())) + ": the document is <" + root.name() +
@@ -120,8 +119,7 @@ std::string LocateFault(const std::string& text) {
     pugi::xml_node value;
     for (pugi::xml_node child = root.first_child(); child; child = child.next_sibling()) {
         if (child.type() != pugi::node_element) continue;
-        if (value)
-            return "line " + std::to_string(LineAt(text, child.offset_debug())) + ": a second value in <plist>";
+        if (value) return "line " + std::to_string(LineAt(text, child.offset_debug())) + ": a second value in <plist>";
         value = child;
     }
     if (!value) return "line " + std::to_string(LineAt(text, root.offset_debug())) + ": <plist> holds no value";

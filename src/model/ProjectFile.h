@@ -15,10 +15,10 @@ namespace ombrel {
 
 // What a project file holds beside the clip stacks that SettingsManager keeps.
 struct ProjectState {
-    OutputSettings outputSettings;             // "outputSettings"
+    OutputSettings outputSettings;               // "outputSettings"
     std::optional<std::string> currentOpenFile;  // "CurrentOpenFile": the clip in the viewer
-    PlistValue snippetList;                    // "SnippetList": the shot list's files and ranges
-    std::string appVersion;                    // "AppVersion": written, never read back
+    PlistValue snippetList;                      // "SnippetList": the shot list's files and ranges
+    std::string appVersion;                      // "AppVersion": written, never read back
 
     // Filled by a load.
     bool hasPaths = false;           // the file had "Paths", so the clips in memory were replaced

@@ -333,8 +333,7 @@ bool SettingsManager::CreateLibraryShell(const std::string& name) {
     return SaveDictionarytoPlist(list, listPath);
 }
 
-bool SettingsManager::AddPresetsToLibraryLocked(const std::vector<RenderPresetPtr>& presets,
-                                                const std::string& name) {
+bool SettingsManager::AddPresetsToLibraryLocked(const std::vector<RenderPresetPtr>& presets, const std::string& name) {
     const std::string listPath = PresetLibraryPlistPathForName(name);
     PlistValue list = ReadListFile(listPath);
     if (!list.isDict()) return false;

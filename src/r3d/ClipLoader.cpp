@@ -5,10 +5,10 @@
 #include "r3d/MetadataMapper.h"
 #include "r3d/Sequence.h"
 
+#include <unistd.h>
 #include <algorithm>
 #include <deque>
 #include <new>
-#include <unistd.h>
 
 namespace ombrel::r3d {
 
@@ -119,7 +119,9 @@ int ClipLoader::OpenClip(const std::string& path, MetadataStore* stores) {
         RedFileVideoFrame frame;
         std::string why = "the clip has no frames";
         R3DContainer* c0 = Acquire(0);
-        const uint64_t got = !c0 ? 0 : fromSecond ? c0->GetVideoFrame2Data(1, &record) : c0->GetVideoFrameData(1, &record);
+        const uint64_t got = !c0          ? 0
+                             : fromSecond ? c0->GetVideoFrame2Data(1, &record)
+                                          : c0->GetVideoFrameData(1, &record);
         if (got == 0 || !frame.Parse(record.data(), record.size(), &why)) {
             if (got == 0 && info_.videoFrames > 0) why = "the first frame cannot be read";
             LogError("R3D clip {}: {}", path, why);

@@ -1,11 +1,11 @@
 #include "r3d/ImagePayload.h"
 
+#include <zlib.h>
 #include <algorithm>
 #include <bit>
 #include <cstring>
 #include <new>
 #include <thread>
-#include <zlib.h>
 
 namespace ombrel::r3d {
 
@@ -19,7 +19,9 @@ void Put32(std::vector<uint8_t>* out, uint32_t v) {
     for (int i = 0; i < 4; ++i) out->push_back(uint8_t(v >> (8 * i)));
 }
 uint16_t Get16(const uint8_t* p) { return uint16_t(p[0] | (p[1] << 8)); }
-uint32_t Get32(const uint8_t* p) { return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24); }
+uint32_t Get32(const uint8_t* p) {
+    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
+}
 
 // Samples are little-endian in the payload.
 inline uint16_t FromLittle(uint16_t v) {
@@ -94,7 +96,7 @@ ImagePayloadStatus ReadLayout(const uint8_t* data, size_t size, Layout* layout) 
 
 // Decodes the source rows [rowBegin, rowEnd) (a whole number of output rows) into the destination.
 bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor, uint32_t outWidth, uint32_t rowBegin,
-                uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
+                         uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
     const ImagePayloadInfo& info = layout.info;
     const size_t rowSamples = size_t(info.width) * 3;
     const size_t rowBytes = rowSamples * 2;
@@ -152,9 +154,7 @@ bool DecodeRows(const uint8_t* data, const Layout& layout, int divisor, uint32_t
                 uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
     try {
         return DecodeRowsUnguarded(data, layout, divisor, outWidth, rowBegin, rowEnd, dst, dstRowBytes);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    } catch (const std::bad_alloc&) { return false; }
 }
 
 }  // namespace
@@ -178,7 +178,7 @@ std::vector<uint8_t> CodestreamSizeHeader(uint32_t width, uint32_t height) {
     };
     be32(8, width);
     be32(12, height);
-    be32(24, width);   // one tile
+    be32(24, width);  // one tile
     be32(28, height);
     h[40] = 0, h[41] = 3;  // components
     for (int c = 0; c < 3; ++c) {
@@ -273,8 +273,8 @@ void ScaledSize(uint32_t width, uint32_t height, int divisor, uint32_t* outWidth
     if (outHeight) *outHeight = height >> shift;
 }
 
-ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divisor, uint16_t* dst,
-                                      size_t dstCapacity, size_t dstRowBytes, int threads) {
+ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divisor, uint16_t* dst, size_t dstCapacity,
+                                      size_t dstRowBytes, int threads) {
     if (divisor != 1 && divisor != 2 && divisor != 4 && divisor != 8 && divisor != 16)
         return ImagePayloadStatus::kBadArgument;
     Layout layout;
@@ -312,7 +312,7 @@ ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divi
     }
     for (auto& t : pool) t.join();
     return std::all_of(ok.begin(), ok.end(), [](char c) { return c != 0; }) ? ImagePayloadStatus::kOk
-                                                                          : ImagePayloadStatus::kCorrupt;
+                                                                            : ImagePayloadStatus::kCorrupt;
 }
 
 }  // namespace ombrel::r3d

@@ -21,8 +21,8 @@ enum class PayloadCompression : uint8_t { kNone = 0, kDeflate = 1 };
 
 struct ImagePayloadOptions {
     PayloadCompression compression = PayloadCompression::kDeflate;
-    bool predictor = true;       // store each sample as its difference from the pixel to the left
-    int level = 1;               // deflate level, 1 (fast) to 9
+    bool predictor = true;  // store each sample as its difference from the pixel to the left
+    int level = 1;          // deflate level, 1 (fast) to 9
     uint32_t rowsPerStripe = 64;
 };
 
@@ -64,7 +64,7 @@ void ScaledSize(uint32_t width, uint32_t height, int divisor, uint32_t* outWidth
 // Decodes into interleaved 16-bit RGB at width / divisor by height / divisor (each output pixel
 // the mean of a divisor x divisor block), rows dstRowBytes apart (0 for 6 * output width).
 // dstCapacity is the destination's size in bytes. threads above 1 decode stripes in parallel.
-ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divisor, uint16_t* dst,
-                                      size_t dstCapacity, size_t dstRowBytes = 0, int threads = 1);
+ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divisor, uint16_t* dst, size_t dstCapacity,
+                                      size_t dstRowBytes = 0, int threads = 1);
 
 }  // namespace ombrel::r3d

@@ -103,8 +103,7 @@ const char* ByteKey(uint16_t id) {
 
 }  // namespace
 
-void MetadataMapper::MapMetadata(const RedFileFrameMetadata& metadata, const MapperContext& ctx,
-                                 MetadataStore* store) {
+void MetadataMapper::MapMetadata(const RedFileFrameMetadata& metadata, const MapperContext& ctx, MetadataStore* store) {
     double masterGain = 1.0;
     bool haveGains = false;
     double gains[3] = {1.0, 1.0, 1.0};
@@ -206,8 +205,7 @@ void MetadataMapper::MapMetadata(const RedFileFrameMetadata& metadata, const Map
         store->SetString("camera_model", model.name);
         store->SetInt("camera_model_id", model.id);
     }
-    if (!store->Has("camera_firmware_version") && ctx.firmwareRevision != 0 &&
-        ctx.firmwareRevision != kNoRevision) {
+    if (!store->Has("camera_firmware_version") && ctx.firmwareRevision != 0 && ctx.firmwareRevision != kNoRevision) {
         const std::string version = FirmwareVersionForRevision(ctx.firmwareRevision);
         if (!version.empty()) store->SetString("camera_firmware_version", version);
     }

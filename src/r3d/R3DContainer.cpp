@@ -133,8 +133,8 @@ void R3DContainer::FixAudioBlockSizes() {
     uint64_t total = 0;
     for (uint32_t i = 1; i <= n; ++i) total += AudioDataBytes(i) / (channels * 4);
     if (h.IsGeneration5() && IsMoreAudioRevision(h.firmwareRevision) && h.rateNumerator != 0) {
-        const double expected = std::ceil(48000.0 * h.rateDenominator / h.rateNumerator *
-                                          double(info_.videoFrames) * 1.9);
+        const double expected =
+            std::ceil(48000.0 * h.rateDenominator / h.rateNumerator * double(info_.videoFrames) * 1.9);
         if (expected <= double(total)) {
             info_.audioChannels *= 2;
             total /= 2;

@@ -7,12 +7,12 @@
 #include "r3d/Sequence.h"
 #include "r3d/Timecode.h"
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <new>
-#include <unistd.h>
 
 namespace ombrel::r3d {
 
@@ -80,7 +80,9 @@ MetadataToken MetadataToken::Floats(uint16_t item, std::initializer_list<float> 
 }
 
 MetadataToken MetadataToken::U8(uint16_t item, uint8_t value) { return {item, {value}}; }
-MetadataToken MetadataToken::U16(uint16_t item, uint16_t value) { return {item, {uint8_t(value >> 8), uint8_t(value)}}; }
+MetadataToken MetadataToken::U16(uint16_t item, uint16_t value) {
+    return {item, {uint8_t(value >> 8), uint8_t(value)}};
+}
 MetadataToken MetadataToken::U32(uint16_t item, uint32_t value) {
     return {item, {uint8_t(value >> 24), uint8_t(value >> 16), uint8_t(value >> 8), uint8_t(value)}};
 }
@@ -238,11 +240,14 @@ bool R3DWriter::WriteHeader() {
 
 std::vector<uint8_t> R3DWriter::FrameMetadataFor(uint64_t frame) const {
     std::vector<MetadataToken> tokens;
-    const int base = int((uint64_t(spec_.rateNumerator) * 2 + spec_.rateDenominator) / (2 * uint64_t(spec_.rateDenominator)));
+    const int base =
+        int((uint64_t(spec_.rateNumerator) * 2 + spec_.rateDenominator) / (2 * uint64_t(spec_.rateDenominator)));
     const bool r1 = !Generation5();
     auto timecodeToken = [&](uint16_t id, const std::string& start) {
         Timecode tc;
-        if (!start.empty()) tokens.push_back(MetadataToken::String(id, tc.SetTimecode(start, base, r1) ? tc.CalculateNewTC(frame) : start));
+        if (!start.empty())
+            tokens.push_back(
+                MetadataToken::String(id, tc.SetTimecode(start, base, r1) ? tc.CalculateNewTC(frame) : start));
     };
     timecodeToken(0, spec_.edgeTimecode);
     timecodeToken(1, spec_.absoluteTimecode);
@@ -349,8 +354,8 @@ bool R3DWriter::AddAudioBlockUnguarded(const int32_t* samples, uint32_t sampleFr
         p.U8(5).U8(spec_.minor).U16(kIdentifierR2).Zeros(52 + 4).U32(uint32_t(audioBlocksWritten_)).Zeros(4);
         p.U32(0).Zeros(4).U32(mask).U32(spec_.audioSampleRate).U8(24).Zeros(3).U32(words).Zeros(26).U16(0);
     } else {
-        const uint32_t mask = spec_.audioChannelMaskOverride ? spec_.audioChannelMaskOverride
-                                                             : (1u << spec_.audioChannels) - 1;
+        const uint32_t mask =
+            spec_.audioChannelMaskOverride ? spec_.audioChannelMaskOverride : (1u << spec_.audioChannels) - 1;
         p.U32(0).U32(spec_.audioSampleRate).U32(words).U32(0);
         p.U8(mask).U8(24).U8(spec_.major).U8(spec_.minor).U16(0).U16(0);
         if (spec_.major == 4) p.U32(0);
@@ -436,7 +441,12 @@ bool R3DWriter::WriteGeneration5Tail() {
     f.Zeros(60 + 4 + 4);
     f.U8(uint32_t(spec_.videoTracks)).U8(spec_.audioChannels > 0 ? 1 : 0).U8(spec_.auxTrack ? 1 : 0).U8(0);
     for (int t = 0; t < spec_.videoTracks; ++t)
-        f.U32(refs[t].tag).U32(uint32_t(refs[t].position / kIndex2Unit)).U32(refs[t].extent).U32(refs[t].count).U32(0).U32(0);
+        f.U32(refs[t].tag)
+            .U32(uint32_t(refs[t].position / kIndex2Unit))
+            .U32(refs[t].extent)
+            .U32(refs[t].count)
+            .U32(0)
+            .U32(0);
     if (spec_.audioChannels > 0)
         f.U32(audio.tag).U32(uint32_t(audio.position / kIndex2Unit)).U32(audio.extent).U32(audio.count).Zeros(24);
     if (spec_.auxTrack)
@@ -470,12 +480,10 @@ bool R3DWriter::FinishUnguarded() {
 }
 
 // Memory running out while a record is built ends the clip with an error, never an exception.
-#define OMBREL_GUARDED(call)                          \
-    try {                                             \
-        return call;                                  \
-    } catch (const std::bad_alloc&) {                 \
-        return Fail("out of memory");                 \
-    }
+#define OMBREL_GUARDED(call) \
+    try {                    \
+        return call;         \
+    } catch (const std::bad_alloc&) { return Fail("out of memory"); }
 
 bool R3DWriter::Create(const std::string& firstPath, const R3DClipSpec& spec, bool overwrite) {
     OMBREL_GUARDED(CreateUnguarded(firstPath, spec, overwrite))

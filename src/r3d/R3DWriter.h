@@ -46,7 +46,7 @@ struct R3DClipSpec {
     uint32_t firstWord = 0x0000C0DE;  // first generation; the second writes 0
     uint32_t secondWord = 7;
     std::array<uint8_t, 16> identity{};
-    std::string originalFileName;  // empty: each file's own name
+    std::string originalFileName;             // empty: each file's own name
     uint32_t firmwareRevision = kNoRevision;  // second generation: written as header token 101 when set
 
     int videoTracks = 1;   // 2 only in the second generation
@@ -55,12 +55,12 @@ struct R3DClipSpec {
 
     int audioChannels = 0;
     uint32_t audioSampleRate = 48000;
-    bool audioLittleEndian = false;        // second generation: samples written little-endian, marked so
+    bool audioLittleEndian = false;         // second generation: samples written little-endian, marked so
     uint32_t audioChannelMaskOverride = 0;  // written instead of the mask worked out from the channels
-    bool auxTrack = false;                 // second generation
+    bool auxTrack = false;                  // second generation
     uint32_t auxValue = 0;
 
-    bool writeIndex = true;    // the tables in front of the footer
+    bool writeIndex = true;  // the tables in front of the footer
     bool writeFooter = true;
     bool damagedHeaderSize = false;  // first generation: the known damaged header size
     uint32_t footerTag = 0;          // 0: "REOS" for the first generation, "REOC" for the second

@@ -2,10 +2,10 @@
 
 #include "r3d/CameraTables.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <fmt/format.h>
 
 namespace ombrel::r3d {
 
@@ -199,7 +199,8 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
         if (r != TokenResult::kToken) break;
         if (t.cut) damage = "its last metadata token is cut short";
         if (t.Item() == kHeaderIdFileName) {
-            fileName = t.payloadSize == 0 ? std::string("n\\a") : ZeroEnded(t.payload, std::min<size_t>(t.payloadSize, 255));
+            fileName =
+                t.payloadSize == 0 ? std::string("n\\a") : ZeroEnded(t.payload, std::min<size_t>(t.payloadSize, 255));
         } else if (t.Item() == kHeaderIdRevision && t.payloadSize == 4) {
             firmwareRevision = LoadBE32(t.payload);
             revisionRead = true;
@@ -313,14 +314,14 @@ bool ReadLegacyTable(RedFileTokenizer& tk, uint32_t position, uint32_t tag, std:
     return true;
 }
 
-bool ReadLegacyPair(RedFileTokenizer& tk, uint32_t offsetsAt, uint32_t sizesAt, uint32_t offsetsTag,
-                    uint32_t sizesTag, IndexStore::Table* table, std::string* why) {
+bool ReadLegacyPair(RedFileTokenizer& tk, uint32_t offsetsAt, uint32_t sizesAt, uint32_t offsetsTag, uint32_t sizesTag,
+                    IndexStore::Table* table, std::string* why) {
     std::vector<uint32_t> offsets, sizes;
     if (!ReadLegacyTable(tk, offsetsAt, offsetsTag, &offsets, why)) return false;
     if (!ReadLegacyTable(tk, sizesAt, sizesTag, &sizes, why)) return false;
     if (offsets.size() != sizes.size()) {
-        SetWhy(why, fmt::format("the \"{}\" and \"{}\" tables differ in length", TagText(offsetsTag),
-                                TagText(sizesTag)));
+        SetWhy(why,
+               fmt::format("the \"{}\" and \"{}\" tables differ in length", TagText(offsetsTag), TagText(sizesTag)));
         return false;
     }
     table->entries.resize(offsets.size());
@@ -374,8 +375,8 @@ bool ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTa
 
 // Every counted entry must lie behind the header and inside the file; a negative size marks a
 // dropped item and needs no place.
-bool TableFits(const IndexStore::Table& table, uint32_t wanted, uint64_t headerEnd, uint64_t fileSize,
-               const char* what, std::string* why) {
+bool TableFits(const IndexStore::Table& table, uint32_t wanted, uint64_t headerEnd, uint64_t fileSize, const char* what,
+               std::string* why) {
     if (wanted > table.entries.size()) {
         SetWhy(why, fmt::format("the footer counts {} {} but the index holds {}", wanted, what, table.entries.size()));
         return false;
@@ -393,8 +394,8 @@ bool TableFits(const IndexStore::Table& table, uint32_t wanted, uint64_t headerE
 
 }  // namespace
 
-bool RedFileIndex::Parse(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef,
-                         bool primary, uint64_t headerEnd, IndexStore* store, std::string* why) {
+bool RedFileIndex::Parse(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef, bool primary,
+                         uint64_t headerEnd, IndexStore* store, std::string* why) {
     const uint64_t fileSize = tk.Size();
     const uint32_t videoWanted = store->video.count;
     const uint32_t audioWanted = primary ? store->audio.count : 0;

@@ -125,8 +125,8 @@ RedFileParser::State RedFileParser::FindIndex() {
         p.footerUsed = true;
         return State::Done;
     }
-    const bool tablesMissing = f.generation5 ? !f.video[0].HasBoth()
-                                             : (f.videoOffsetsPosition == 0 || f.videoSizesPosition == 0);
+    const bool tablesMissing =
+        f.generation5 ? !f.video[0].HasBoth() : (f.videoOffsetsPosition == 0 || f.videoSizesPosition == 0);
     if (tablesMissing) {
         LogWarn("R3D file {}: the footer has no frame index; scanning the file for frames", p.path);
         return State::FindFrames;
@@ -135,8 +135,8 @@ RedFileParser::State RedFileParser::FindIndex() {
     for (int i = 0; i < 2 && f.generation5; ++i) {
         Token t;
         if (f.video[i].HasBoth() && (f.video[i].tag & 0xFFFFFF00u) == kTagRII &&
-            tokenizer_.TokenAt(f.video[i].position, &t) == TokenResult::kToken &&
-            (t.tag & 0xFFFFFF00u) == kTagRII && t.tag != f.video[i].tag)
+            tokenizer_.TokenAt(f.video[i].position, &t) == TokenResult::kToken && (t.tag & 0xFFFFFF00u) == kTagRII &&
+            t.tag != f.video[i].tag)
             LogWarn("R3D file {}: the footer's record for \"{}\" leads to \"{}\"", p.path, TagText(f.video[i].tag),
                     TagText(t.tag));
     }

@@ -7,7 +7,7 @@ namespace ombrel::r3d {
 namespace {
 // Numbers wider than this are not chunk numbers we can count.
 constexpr int kMaxWidth = 18;
-}
+}  // namespace
 
 Sequence::Sequence(const std::string& path) {
     const size_t dot = path.rfind('.');

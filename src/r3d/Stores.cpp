@@ -1,9 +1,9 @@
 #include "r3d/Stores.h"
 
+#include <fmt/format.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <fmt/format.h>
 
 namespace ombrel::r3d {
 

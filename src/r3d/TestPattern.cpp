@@ -34,8 +34,8 @@ Rgb Background(double u, double v) {
     }
     if (v < 0.68) return {u, u, u};
     // Chart patches on a dark surround: skin tones, sky, foliage, a warm accent and a highlight.
-    static const Rgb kPatches[6] = {FromBytes(115, 82, 68),  FromBytes(194, 150, 130), FromBytes(98, 122, 157),
-                                    FromBytes(87, 108, 67),  FromBytes(214, 126, 44),  {1.0, 1.0, 1.0}};
+    static const Rgb kPatches[6] = {FromBytes(115, 82, 68), FromBytes(194, 150, 130), FromBytes(98, 122, 157),
+                                    FromBytes(87, 108, 67), FromBytes(214, 126, 44),  {1.0, 1.0, 1.0}};
     const double pu = u * 6.0;
     const int i = std::min(5, int(pu));
     const double fu = pu - i;

@@ -14,7 +14,7 @@ struct Token {
     uint64_t size = 0;         // head included, after cutting to what remains
     uint64_t claimedSize = 0;  // as written in the head
     uint32_t tag = 0;
-    bool cut = false;              // the head claimed more than the stream holds
+    bool cut = false;                // the head claimed more than the stream holds
     bool damagedHeaderSize = false;  // "RED1" with the known damaged size, taken as 324
 
     uint64_t PayloadPosition() const { return position + 8; }

@@ -91,8 +91,8 @@ bool IdentityFrameProcessor::RenderUsingR3DRenderBuffer(const FrameDrawParams& p
         LogError("RenderUsingR3DRenderBuffer without a frame or a read-back area");
         return false;
     }
-    FramePlacement place{params.baseWidth,   params.baseHeight,  params.viewportWidth, params.viewportHeight,
-                         params.fitMethod,   params.aspectWidth, params.aspectHeight};
+    FramePlacement place{params.baseWidth, params.baseHeight,  params.viewportWidth, params.viewportHeight,
+                         params.fitMethod, params.aspectWidth, params.aspectHeight};
     return PlaceFrame(reinterpret_cast<const uint16_t*>(buffer_), place,
                       reinterpret_cast<uint16_t*>(params.writeToDiskData), params.outputRGBA);
 }

@@ -1,8 +1,8 @@
 #include "render/LookPipeline.h"
 
 #include "core/Log.h"
-#include "look/grain/GrainManager.h"
 #include "look/LutManager.h"
+#include "look/grain/GrainManager.h"
 
 namespace ombrel {
 

@@ -75,8 +75,10 @@ bool RenderBase::ShouldCancel() const {
 }
 
 void RenderBase::FailItem(const std::string& message) const {
-    if (currentRenderItem_) currentRenderItem_->Fail(message);
-    else LogError("{}", message);
+    if (currentRenderItem_)
+        currentRenderItem_->Fail(message);
+    else
+        LogError("{}", message);
 }
 
 int RenderBase::FrameBaseForRate(float fps) {
@@ -110,8 +112,8 @@ bool RenderBase::LoadSettingsForRenderManagerItem(const RenderManagerItemPtr& it
     kelvin_ = clip->kelvin();
     exposure_ = clip->exposure();
     // Without a chosen folder output goes where the user's renders go by default.
-    destDirectory_ = out->outputDirectory() && !out->outputDirectory()->empty() ? *out->outputDirectory()
-                                                                               : RenderFolder();
+    destDirectory_ =
+        out->outputDirectory() && !out->outputDirectory()->empty() ? *out->outputDirectory() : RenderFolder();
     timecodeSettings_ = out->timecode();
     folderSettings_ = out->folders();
     filenameSettings_ = out->filenames();
@@ -141,15 +143,15 @@ bool RenderBase::LoadSettingsForRenderManagerItem(const RenderManagerItemPtr& it
         grainHeight_ = static_cast<float>(source.AspectHeight() * scale);
     }
     const RenderHooks hooks = GetRenderHooks();
-    currentGrain_ = hooks.grainMapWithNameSizeStockName
-                        ? hooks.grainMapWithNameSizeStockName(clip->grainName(), grainWidth_, grainHeight_,
-                                                              clip->stockName())
-                        : nullptr;
+    currentGrain_ =
+        hooks.grainMapWithNameSizeStockName
+            ? hooks.grainMapWithNameSizeStockName(clip->grainName(), grainWidth_, grainHeight_, clip->stockName())
+            : nullptr;
     return true;
 }
 
 bool RenderBase::LoadSettingsForRenderManagerItem32Bit(const RenderManagerItemPtr& item, const ClipSettings& clip,
-                                                      const OutputSettings& output) {
+                                                       const OutputSettings& output) {
     const std::string path = item->filePath();
     MadeSource made = MakeRenderSourceForPath(path);
     if (!made.source) {
@@ -228,17 +230,18 @@ bool RenderBase::SetDestPathForR3D(RenderSetup& setup) {
     setup.baseName = StripTrailing001(DeletingPathExtension(LastPathComponent(sourcePath_)));
     const auto [reel, clip] = ReelAndClipOfBaseName(setup.baseName);
     switch (folderSettings_) {
-    case 0: setup.destPath = AppendingPathComponent(destDirectory_, setup.baseName); break;
-    case 1: setup.destPath = AppendingPathComponent(destDirectory_, reel + "_" + clip); break;
-    case 2: setup.destPath = AppendingPathComponent(AppendingPathComponent(destDirectory_, reel), clip); break;
-    default: setup.destPath = destDirectory_; break;
+        case 0: setup.destPath = AppendingPathComponent(destDirectory_, setup.baseName); break;
+        case 1: setup.destPath = AppendingPathComponent(destDirectory_, reel + "_" + clip); break;
+        case 2: setup.destPath = AppendingPathComponent(AppendingPathComponent(destDirectory_, reel), clip); break;
+        default: setup.destPath = destDirectory_; break;
     }
     if (!MakeFolder(setup.destPath)) return false;
     const std::string audioPath = AppendingPathComponent(setup.destPath, setup.baseName + ".au");
     std::error_code ec;
     // Output that is to be kept includes its sound.
     if (!overwrite_ && std::filesystem::exists(audioPath, ec)) return true;
-    if (renderSource_ && !renderSource_->ExtractAudio(audioPath)) LogWarn("The audio of {} was not extracted", sourcePath_);
+    if (renderSource_ && !renderSource_->ExtractAudio(audioPath))
+        LogWarn("The audio of {} was not extracted", sourcePath_);
     return true;
 }
 
@@ -279,8 +282,8 @@ bool RenderBase::SetupForRenderStartingEnding(RenderSetup& setup, int first, int
     setup.jobs.clear();
     if (setup.edlOptions == 1) {
         for (int j = 0; j < setup.jobCount; ++j) {
-            setup.jobs.push_back(SnippetJob{snippets[static_cast<size_t>(2 * j)],
-                                            snippets[static_cast<size_t>(2 * j + 1)], 0});
+            setup.jobs.push_back(
+                SnippetJob{snippets[static_cast<size_t>(2 * j)], snippets[static_cast<size_t>(2 * j + 1)], 0});
             if (!MakeFolder(AppendingPathComponent(setup.destPath, JobFolderName(j + 1)))) return false;
         }
     }
@@ -316,7 +319,8 @@ std::vector<FrameTarget> RenderBase::FrameTargetsForFrame(const RenderSetup& set
     std::vector<FrameTarget> targets;
     if (setup.edlOptions != 1) {
         const int number = timecodeSettings_ == 1 ? frame : setup.timecodeBase + frame;
-        targets.push_back({AppendingPathComponent(setup.destPath, FrameFileName(setup.filenamePrefix, number, ext)), -1});
+        targets.push_back(
+            {AppendingPathComponent(setup.destPath, FrameFileName(setup.filenamePrefix, number, ext)), -1});
         return targets;
     }
     for (size_t j = 0; j < setup.jobs.size(); ++j) {
@@ -324,8 +328,8 @@ std::vector<FrameTarget> RenderBase::FrameTargetsForFrame(const RenderSetup& set
         if (!job.Holds(frame)) continue;
         const int number = timecodeSettings_ == 1 ? frame - job.First() : setup.timecodeBase + frame;
         const std::string folder = AppendingPathComponent(setup.destPath, JobFolderName(static_cast<int>(j) + 1));
-        targets.push_back({AppendingPathComponent(folder, FrameFileName(setup.filenamePrefix, number, ext)),
-                           static_cast<int>(j)});
+        targets.push_back(
+            {AppendingPathComponent(folder, FrameFileName(setup.filenamePrefix, number, ext)), static_cast<int>(j)});
     }
     return targets;
 }
@@ -646,8 +650,8 @@ void RenderBase::ConvertShaderBufferToARGBPixels(uint16_t* buffer, size_t pixels
 
 void RenderBase::ConvertShaderBufferToARGB(uint16_t* buffer) const {
     if (!renderSource_) return;
-    ConvertShaderBufferToARGBPixels(buffer, static_cast<size_t>(renderSource_->OutputWidth()) *
-                                                renderSource_->OutputHeight());
+    ConvertShaderBufferToARGBPixels(buffer,
+                                    static_cast<size_t>(renderSource_->OutputWidth()) * renderSource_->OutputHeight());
 }
 
 // ---------------------------------------------------------------------------------------

@@ -291,12 +291,13 @@ void RenderManager::SendReport(const RenderManagerItem& item) const {
     int32_t osMajor = 0, osMinor = 0;
     FileParser::getSystemVersionMajorminor(&osMajor, &osMinor);
     const auto queue = renderQueue();
-    const std::string outputList =
-        queue.empty() || !queue.front()->outputSettings() ? "(null)"
-                                                           : queue.front()->outputSettings()->ReadableList().Description();
+    const std::string outputList = queue.empty() || !queue.front()->outputSettings()
+                                       ? "(null)"
+                                       : queue.front()->outputSettings()->ReadableList().Description();
     const bool snippets = item.settings() && item.settings()->hasSnippets();
     const std::string data = fmt::format(
-        "{}\r\n {}\r\n{}{} FPS {}\r\nElapsed {}\r\nMac OS {}.{}\r\n{} cores\r\n{} MB Ram\r\ncpu {}MHz\r\nFrames Rendered "
+        "{}\r\n {}\r\n{}{} FPS {}\r\nElapsed {}\r\nMac OS {}.{}\r\n{} cores\r\n{} MB Ram\r\ncpu {}MHz\r\nFrames "
+        "Rendered "
         "{}\r\n:\r\n Output Settings: {}",
         ShouldCancel() ? "CANCELLED:" : "FINISHED:", FileParser::IsR3DFile(item.filePath()) ? "R3D" : "QT", "",
         snippets ? " USING EDL/XML\r\n" : "", FPSString(), ElapsedString(), osMajor, osMinor,

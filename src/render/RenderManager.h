@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "core/Singleton.h"
-#include "render/Renderer.h"
 #include "render/RenderManagerItem.h"
+#include "render/Renderer.h"
 
 namespace ombrel {
 

@@ -26,7 +26,8 @@ std::string RenderManagerItem::BaseName() const {
 }
 
 std::string RenderManagerItem::DestPath() const {
-    const std::string dir = outputSettings_ && outputSettings_->outputDirectory() ? *outputSettings_->outputDirectory() : "";
+    const std::string dir =
+        outputSettings_ && outputSettings_->outputDirectory() ? *outputSettings_->outputDirectory() : "";
     const std::string base = BaseName();
     const int format = outputSettings_ ? outputSettings_->format() : kFormatMovie;
     if (format == kFormatMovie) return AppendingPathComponent(dir, base + ".mov");
@@ -38,10 +39,10 @@ std::string RenderManagerItem::DestPath() const {
         clip = base.substr(5, 4);
     }
     switch (outputSettings_->folders()) {
-    case 0: return AppendingPathComponent(dir, base);
-    case 1: return AppendingPathComponent(dir, reel + "_" + clip);
-    case 2: return AppendingPathComponent(dir, reel + "/" + clip);
-    default: return {};
+        case 0: return AppendingPathComponent(dir, base);
+        case 1: return AppendingPathComponent(dir, reel + "_" + clip);
+        case 2: return AppendingPathComponent(dir, reel + "/" + clip);
+        default: return {};
     }
 }
 

@@ -45,7 +45,9 @@ int DecodeSlotRing::Claim(int32_t frame) {
     return -1;
 }
 
-void DecodeSlotRing::MarkReady(int slot) { slots_[static_cast<size_t>(slot)]->ready.store(true, std::memory_order_release); }
+void DecodeSlotRing::MarkReady(int slot) {
+    slots_[static_cast<size_t>(slot)]->ready.store(true, std::memory_order_release);
+}
 
 void DecodeSlotRing::MarkFailed(int slot) {
     Slot& s = *slots_[static_cast<size_t>(slot)];

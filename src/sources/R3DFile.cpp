@@ -42,8 +42,7 @@ const char* CodeLine(int status) {
 }
 
 std::string Version(const std::array<int, 4>& v) {
-    return std::to_string(v[0]) + "." + std::to_string(v[1]) + "." + std::to_string(v[2]) + "." +
-           std::to_string(v[3]);
+    return std::to_string(v[0]) + "." + std::to_string(v[1]) + "." + std::to_string(v[2]) + "." + std::to_string(v[3]);
 }
 
 // The software mode of a divisor; the card decodes half resolution in premium quality.

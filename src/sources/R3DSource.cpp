@@ -14,8 +14,7 @@ namespace {
 constexpr uint32_t kNoKelvin = 5600;
 
 int TwoDigits(const std::string& text, size_t at) {
-    if (at + 1 >= text.size() || text[at] < '0' || text[at] > '9' || text[at + 1] < '0' || text[at + 1] > '9')
-        return 0;
+    if (at + 1 >= text.size() || text[at] < '0' || text[at] > '9' || text[at + 1] < '0' || text[at + 1] > '9') return 0;
     return (text[at] - '0') * 10 + (text[at + 1] - '0');
 }
 
@@ -58,24 +57,23 @@ R3DSource::R3DSource() { setDebayer(4); }
 R3DSource::~R3DSource() = default;
 
 bool R3DSource::OpenFileForOutputSizeWithAsyncBuffersWillBlur(const std::string& path, bool forOutputSize,
-                                                             int32_t bufferCount, bool willBlur) {
+                                                              int32_t bufferCount, bool willBlur) {
     return OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(path, forOutputSize, bufferCount, true, willBlur);
 }
 
 bool R3DSource::OpenFileForOutputSize(const std::string& path, bool forOutputSize) {
     return OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(path, forOutputSize, Debayer() == 1 ? 4 : 8, true,
-                                                                 false);
+                                                                  false);
 }
 
 bool R3DSource::OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std::string& path, bool forOutputSize,
-                                                                      int32_t bufferCount, bool useRocket,
-                                                                      bool willBlur) {
+                                                                       int32_t bufferCount, bool useRocket,
+                                                                       bool willBlur) {
     RenderSource::OpenFileForOutputSize(path, forOutputSize);
     oldFile_ = std::move(r3dFile_);
     auto file = std::make_unique<R3DFile>(bufferCount);
-    const bool loaded = forOutputSize
-                            ? file->LoadR3DClip(path, AspectWidth(), AspectHeight(), useRocket, willBlur)
-                            : file->LoadR3DClip(path, Debayer());
+    const bool loaded = forOutputSize ? file->LoadR3DClip(path, AspectWidth(), AspectHeight(), useRocket, willBlur)
+                                      : file->LoadR3DClip(path, Debayer());
     if (!loaded) {
         const R3DSDK::Clip* clip = file->clip();
         const int status = clip ? clip->Status() : R3DSDK::kClipNotLoaded;
@@ -180,7 +178,9 @@ uint8_t* R3DSource::ResizeBuffer() {
     return RawBuffer();
 }
 
-uint8_t* R3DSource::ProcessedBuffer() { return r3dFile_ && !processedBuffer_.empty() ? processedBuffer_.data() : nullptr; }
+uint8_t* R3DSource::ProcessedBuffer() {
+    return r3dFile_ && !processedBuffer_.empty() ? processedBuffer_.data() : nullptr;
+}
 
 void R3DSource::SetExposureKelvin(float exposure, float kelvin) {
     if (!r3dFile_) return;
@@ -255,8 +255,9 @@ int32_t R3DSource::RetrieveBufferForFrame(int32_t frame) {
 bool R3DSource::DiscardFrame(int32_t frame) { return r3dFile_ && r3dFile_->DiscardFrame(frame); }
 
 void RegisterR3DSource() {
-    SetRenderSourceMaker(SourceKind::R3D,
-                         [](const std::string&) -> std::unique_ptr<RenderSource> { return std::make_unique<R3DSource>(); });
+    SetRenderSourceMaker(SourceKind::R3D, [](const std::string&) -> std::unique_ptr<RenderSource> {
+        return std::make_unique<R3DSource>();
+    });
     SetR3DClipOpener([](const std::string& path) -> std::unique_ptr<R3DClipInfo> {
         auto info = std::make_unique<SdkClipInfo>(path);
         if (!info->ok()) return nullptr;

@@ -26,11 +26,11 @@ public:
     ~R3DSource() override;
 
     // Opens with that many ring slots, trying the card.
-    bool OpenFileForOutputSizeWithAsyncBuffersWillBlur(const std::string& path, bool forOutputSize,
-                                                      int32_t bufferCount, bool willBlur);
+    bool OpenFileForOutputSizeWithAsyncBuffersWillBlur(const std::string& path, bool forOutputSize, int32_t bufferCount,
+                                                       bool willBlur);
     bool OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std::string& path, bool forOutputSize,
-                                                               int32_t bufferCount, bool useRocket,
-                                                               bool willBlur) override;
+                                                                int32_t bufferCount, bool useRocket,
+                                                                bool willBlur) override;
     // A plain open: 4 slots at full resolution, 8 otherwise, with the card, no blur.
     bool OpenFileForOutputSize(const std::string& path, bool forOutputSize) override;
 

@@ -58,9 +58,9 @@ bool RenderSource::OpenFileForOutputSize(const std::string& path, bool /*forOutp
     return true;
 }
 
-bool RenderSource::OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std::string& path,
-                                                                         bool forOutputSize, int32_t /*bufferCount*/,
-                                                                         bool /*useRocket*/, bool /*willBlur*/) {
+bool RenderSource::OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std::string& path, bool forOutputSize,
+                                                                          int32_t /*bufferCount*/, bool /*useRocket*/,
+                                                                          bool /*willBlur*/) {
     return OpenFileForOutputSize(path, forOutputSize);
 }
 
@@ -94,8 +94,8 @@ bool RenderSource::SetOutputWidthHeightFit(int32_t width, int32_t height, int32_
     return true;
 }
 
-bool RenderSource::SetupDiskRendererSourceWithAlpha(const ClipSettings& /*settings*/,
-                                                    const std::string& /*sourceType*/, bool /*withAlpha*/) {
+bool RenderSource::SetupDiskRendererSourceWithAlpha(const ClipSettings& /*settings*/, const std::string& /*sourceType*/,
+                                                    bool /*withAlpha*/) {
     return false;
 }
 

@@ -81,8 +81,8 @@ public:
     virtual bool OpenFileForOutputSize(const std::string& path, bool forOutputSize);
     // The opening of clips with a decode ring. Sources without a ring open as above.
     virtual bool OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std::string& path, bool forOutputSize,
-                                                                       int32_t bufferCount, bool useRocket,
-                                                                       bool willBlur);
+                                                                        int32_t bufferCount, bool useRocket,
+                                                                        bool willBlur);
     // Why the last open failed; empty when it did not.
     std::string lastError() const;
 

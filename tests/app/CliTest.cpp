@@ -31,10 +31,11 @@ TEST(Cli, VersionNamesTheDataRoot) {
 TEST(Cli, RenderHelpListsTheHeadlessOptions) {
     CliRun r = Ombrel("render --help");
     EXPECT_EQ(r.status, 0);
-    for (const char* option : {"--format", "--out", "--size", "--size-tag", "--fit", "--frames", "--keep-existing",
-                               "--folders", "--no-clip-prefix", "--index-names", "--stock", "--gauge", "--grain",
-                               "--exposure", "--kelvin", "--saturation", "--lift", "--gamma", "--gain", "--levels",
-                               "--color-amount", "--scurve-amount", "--settings", "--progress", "--cpu"})
+    for (const char* option : {"--format",       "--out",           "--size",     "--size-tag",       "--fit",
+                               "--frames",       "--keep-existing", "--folders",  "--no-clip-prefix", "--index-names",
+                               "--stock",        "--gauge",         "--grain",    "--exposure",       "--kelvin",
+                               "--saturation",   "--lift",          "--gamma",    "--gain",           "--levels",
+                               "--color-amount", "--scurve-amount", "--settings", "--progress",       "--cpu"})
         EXPECT_NE(r.output.find(option), std::string::npos) << option;
 }
 
@@ -72,7 +73,8 @@ TEST(Cli, KeepExistingRefusesAClipWhoseOutputIsThere) {
     test::TempDir dir;
     test::WriteWholeFile(dir / "src/A001_C001_0101AB_001.R3D", "x");
     test::WriteWholeFile(dir / "out/A001_C001_0101AB/A001_C001_0101AB.0000001.dpx", "x");
-    CliRun r = Ombrel("render --keep-existing --out " + dir.path() + "/out " + dir.path() + "/src/A001_C001_0101AB_001.R3D");
+    CliRun r =
+        Ombrel("render --keep-existing --out " + dir.path() + "/out " + dir.path() + "/src/A001_C001_0101AB_001.R3D");
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.output.find("File already exists. Not Rendering"), std::string::npos) << r.output;
     EXPECT_EQ(test::ReadWholeFile(dir / "out/A001_C001_0101AB/A001_C001_0101AB.0000001.dpx"), "x");

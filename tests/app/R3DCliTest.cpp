@@ -4,8 +4,8 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -180,8 +180,8 @@ TEST(R3DCli, TheDemoRendersItsClipAndWritesAPngOfTheFirstFrame) {
     EXPECT_EQ(info.status, 0) << info.output;
     EXPECT_NE(Squeezed(info.output).find("128 x 64, 3 channel, uint8 png"), std::string::npos) << info.output;
 
-    CliResult missing = Shell("OMBREL_DEMO_CLIP=" + dir.path() + "/none_001.R3D " + OMBREL_CLI + " demo --out " +
-                        dir.path() + "/out2");
+    CliResult missing =
+        Shell("OMBREL_DEMO_CLIP=" + dir.path() + "/none_001.R3D " + OMBREL_CLI + " demo --out " + dir.path() + "/out2");
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.output.find("the demo clip is not there"), std::string::npos) << missing.output;
 }

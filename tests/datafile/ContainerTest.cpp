@@ -22,7 +22,9 @@ using test::ReadWholeFile;
 using test::TempDir;
 using test::WriteWholeFile;
 
-std::string Bytes(const std::unique_ptr<uint8_t[]>& p, size_t n) { return std::string(reinterpret_cast<const char*>(p.get()), n); }
+std::string Bytes(const std::unique_ptr<uint8_t[]>& p, size_t n) {
+    return std::string(reinterpret_cast<const char*>(p.get()), n);
+}
 
 std::string RandomBytes(size_t n, unsigned seed) {
     std::mt19937 rng(seed);

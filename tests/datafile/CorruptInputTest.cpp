@@ -13,7 +13,9 @@ namespace {
 using test::TempDir;
 using test::WriteWholeFile;
 
-std::string Bytes(const std::unique_ptr<uint8_t[]>& p, size_t n) { return std::string(reinterpret_cast<const char*>(p.get()), n); }
+std::string Bytes(const std::unique_ptr<uint8_t[]>& p, size_t n) {
+    return std::string(reinterpret_cast<const char*>(p.get()), n);
+}
 
 std::string Random(std::mt19937& rng, size_t n) {
     std::string s(n, '\0');
@@ -41,9 +43,7 @@ int Unzip(const std::string& in, std::string* text = nullptr) {
     char message[kMessageBufferSize] = {};
     int rc = UnzipByteArray(in.data(), in.size(), out, length, message);
     if (rc == 0 && text) *text = Bytes(out, length);
-    if (rc != 0) {
-        EXPECT_TRUE(std::string(message).rfind("Failed to", 0) == 0) << message;
-    }
+    if (rc != 0) { EXPECT_TRUE(std::string(message).rfind("Failed to", 0) == 0) << message; }
     return rc;
 }
 
@@ -65,7 +65,8 @@ TEST(CorruptInput, ShortFilesPassThroughAndLongerOnesYieldSomePayload) {
             EXPECT_EQ(got, content) << size;
         } else {
             // One payload byte, looked up in the table that starts right behind it.
-            EXPECT_EQ(static_cast<uint8_t>(got[0]), static_cast<uint8_t>(content[1 + static_cast<uint8_t>(content[0])]));
+            EXPECT_EQ(static_cast<uint8_t>(got[0]),
+                      static_cast<uint8_t>(content[1 + static_cast<uint8_t>(content[0])]));
             EXPECT_EQ(got.substr(1), content.substr(1));
         }
         auto data = GetUnscrambledData(path);

@@ -14,7 +14,9 @@ using test::ReadWholeFile;
 using test::TempDir;
 using test::WriteWholeFile;
 
-std::string Bytes(const std::unique_ptr<uint8_t[]>& p, size_t n) { return std::string(reinterpret_cast<const char*>(p.get()), n); }
+std::string Bytes(const std::unique_ptr<uint8_t[]>& p, size_t n) {
+    return std::string(reinterpret_cast<const char*>(p.get()), n);
+}
 
 std::string ShaderText() {
     std::string text = "uniform sampler2DRect frame;\nuniform sampler3D stock;\n";

@@ -19,10 +19,10 @@ namespace {
 
 TEST(FileParser, OnlyTheFirstFileOfAnR3DClipIsAClip) {
     // Accepted: the first span file, any case, names without a span number.
-    for (const char* path : {"/Volumes/A/A001_C002_0101AB_001.R3D", "/v/a001_c002_0101ab_001.r3d",
-                             "A001_C002_0101AB_001.r3D", "/v/clip.r3d", "/v/MyClip.R3D", "/v/clip_abc.r3d",
-                             "/v/clip_01.r3d", "/v/clip_0012.r3d", "/v/x.r3d", "/v/abc.R3D", "/v/.r3d",
-                             "/v/take_1a3.r3d"}) {
+    for (const char* path :
+         {"/Volumes/A/A001_C002_0101AB_001.R3D", "/v/a001_c002_0101ab_001.r3d", "A001_C002_0101AB_001.r3D",
+          "/v/clip.r3d", "/v/MyClip.R3D", "/v/clip_abc.r3d", "/v/clip_01.r3d", "/v/clip_0012.r3d", "/v/x.r3d",
+          "/v/abc.R3D", "/v/.r3d", "/v/take_1a3.r3d"}) {
         EXPECT_TRUE(FileParser::IsR3DFile(path)) << path;
     }
     // Refused: later span files, other extensions, nothing at all.
@@ -90,8 +90,8 @@ TEST(FileParser, DisplayNamesOfR3DClipsAndMovies) {
     // A later span file is no clip, so it keeps its whole name and has no reel.
     EXPECT_EQ(FileParser::DisplayNameForPath("/v/A001_C002_0101AB_002.R3D"), "A001_C002_0101AB_002.R3D");
     EXPECT_EQ(FileParser::DisplayReelNameForPath("/v/A001_C002_0101AB_002.R3D"), "");
-    for (auto fn : {&FileParser::DisplayNameForPath, &FileParser::DisplayReelNameForPath,
-                    &FileParser::DisplayClipNameForPath}) {
+    for (auto fn :
+         {&FileParser::DisplayNameForPath, &FileParser::DisplayReelNameForPath, &FileParser::DisplayClipNameForPath}) {
         EXPECT_EQ(fn(""), "");
     }
 }
@@ -139,9 +139,7 @@ TEST(FileParser, CreatesFoldersWithTheirMissingParents) {
     // No right to write: refused without a crash.
     fs::create_directory(dir / "locked");
     fs::permissions(dir / "locked", fs::perms::owner_read | fs::perms::owner_exec);
-    if (::geteuid() != 0) {
-        EXPECT_FALSE(FileParser::CreateDirectoryWithIntermediaries(dir / "locked/new"));
-    }
+    if (::geteuid() != 0) { EXPECT_FALSE(FileParser::CreateDirectoryWithIntermediaries(dir / "locked/new")); }
     fs::permissions(dir / "locked", fs::perms::owner_all);
 }
 
@@ -171,8 +169,7 @@ TEST(FileParser, PanelsAnswerAsACancelUntilTheWindowRegistersThem) {
     };
     panels.chooseSave = [&](const std::string& title) { return "/saved/" + title; };
     SetFilePanels(panels);
-    EXPECT_EQ(FileParser::BrowseFromPathNeedDirectoryNeedFileTitle("", false, true, "Choose Project File"),
-              "/picked");
+    EXPECT_EQ(FileParser::BrowseFromPathNeedDirectoryNeedFileTitle("", false, true, "Choose Project File"), "/picked");
     EXPECT_EQ(seen, "|-f|Choose Project File");
     EXPECT_EQ(FileParser::ChooseSavePath("p.xml"), "/saved/p.xml");
     SetFilePanels({});

@@ -37,18 +37,16 @@ TEST(MovieDetails, RateAndCountFromTheSamplesOfThePictureTrack) {
         double fps;
     };
     const Case cases[] = {
-        {"a.mov", "24", 12, 24.0},
-        {"b.mov", "24000/1001", 30, 24000.0 / 1001.0},
-        {"c.mp4", "25", 50, 25.0},
-        {"d.avi", "30000/1001", 15, 30000.0 / 1001.0},
-        {"e.mov", "50", 20, 50.0},
-        {"f.mkv", "24", 24, 24.0},  // keeps no sample count: the average rate stands in
+        {"a.mov", "24", 12, 24.0}, {"b.mov", "24000/1001", 30, 24000.0 / 1001.0},
+        {"c.mp4", "25", 50, 25.0}, {"d.avi", "30000/1001", 15, 30000.0 / 1001.0},
+        {"e.mov", "50", 20, 50.0}, {"f.mkv", "24", 24, 24.0},  // keeps no sample count: the average rate stands in
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         ASSERT_TRUE(MakeMovie(TestPattern(c.rate, c.frames), dir / c.name));
         double fps = -1.0, count = -1.0;
-        const MovieTime length = FileParser::GetDetailsFromQTMovieOutFPSOutFrameCount(Probe(dir / c.name), &fps, &count);
+        const MovieTime length =
+            FileParser::GetDetailsFromQTMovieOutFPSOutFrameCount(Probe(dir / c.name), &fps, &count);
         EXPECT_NEAR(fps, c.fps, 0.01);
         EXPECT_DOUBLE_EQ(count, c.frames);
         EXPECT_NEAR(Seconds(length), c.frames / c.fps, 0.05);

@@ -21,9 +21,7 @@ Fields Split(const std::string& tc) {
             std::atol(tc.substr(b + 1, c - b - 1).c_str()), std::atol(tc.substr(c + 1).c_str())};
 }
 
-uint32_t FramesInADay(float rate) {
-    return static_cast<uint32_t>(std::ceil(static_cast<double>(rate) * 86400.0));
-}
+uint32_t FramesInADay(float rate) { return static_cast<uint32_t>(std::ceil(static_cast<double>(rate) * 86400.0)); }
 
 // Every frame of the first hour, then every 11th to the end of the day: each field
 // boundary is met early and the sweep still reaches the large numbers.

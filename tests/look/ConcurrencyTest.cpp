@@ -21,16 +21,18 @@ struct TableStates {
 std::vector<TableStates> States() {
     return {
         {[](ShaderProcessor& sp, bool b) { sp.SetLiftGammaGain(1.0f, b ? 0.45f : 1.0f, 1.0f); }},
-        {[](ShaderProcessor& sp, bool b) { b ? sp.SetHistogramBMW(0.15, 0.5, 0.8) : sp.SetHistogramBMW(0.0, 0.5, 1.0); }},
         {[](ShaderProcessor& sp, bool b) {
-             sp.EditTables([b](ShaderProcessor::Tables& t) {
-                 if (b) {
-                     test::FillFilmLikeStockTable(t.stockLut);
-                 } else {
-                     FillIdentityStockTable(t.stockLut.data());
-                 }
-             });
-         }},
+            b ? sp.SetHistogramBMW(0.15, 0.5, 0.8) : sp.SetHistogramBMW(0.0, 0.5, 1.0);
+        }},
+        {[](ShaderProcessor& sp, bool b) {
+            sp.EditTables([b](ShaderProcessor::Tables& t) {
+                if (b) {
+                    test::FillFilmLikeStockTable(t.stockLut);
+                } else {
+                    FillIdentityStockTable(t.stockLut.data());
+                }
+            });
+        }},
         {[](ShaderProcessor& sp, bool b) { sp.SetSaturation(b ? 0.4f : 1.0f); }},
     };
 }
@@ -49,10 +51,9 @@ std::vector<uint16_t> Expected(const test::Frame16& frame, unsigned combo, bool 
     target.width = frame.width;
     target.height = frame.height;
     target.rgba.assign(static_cast<size_t>(frame.width * frame.height * 4), 1.0f);
-    cpu::DrawCoreQuad(inputs, image,
-                      cpu::RenderPassQuad(frame.width, frame.height, float(frame.width), float(frame.height), 2, 0, 0,
-                                          true),
-                      target);
+    cpu::DrawCoreQuad(
+        inputs, image,
+        cpu::RenderPassQuad(frame.width, frame.height, float(frame.width), float(frame.height), 2, 0, 0, true), target);
     std::vector<uint16_t> out(static_cast<size_t>(frame.width * frame.height * 3));
     cpu::ToUnsigned16(target, false, out.data());
     return out;

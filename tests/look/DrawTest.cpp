@@ -30,7 +30,8 @@ TEST(Blur, GaussianSpreadRunsFromOneOverTwoPiToOneAndIsCappedOutsideZeroToOne) {
     EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(2, 0, 1), Gaussian(2, 1), 1e-6);
     EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(1, 1, 0.5f), Gaussian(std::sqrt(2.0), (1 - c) * 0.5 + c), 1e-6);
     for (float beyond : {1.0001f, 2.0f, 40.0f}) {
-        EXPECT_EQ(ShaderProcessor::GaussForXYBlurPercent(1, 0, beyond), ShaderProcessor::GaussForXYBlurPercent(1, 0, 1));
+        EXPECT_EQ(ShaderProcessor::GaussForXYBlurPercent(1, 0, beyond),
+                  ShaderProcessor::GaussForXYBlurPercent(1, 0, 1));
     }
     EXPECT_EQ(ShaderProcessor::GaussForXYBlurPercent(1, 0, -1), ShaderProcessor::GaussForXYBlurPercent(1, 0, 0));
 }
@@ -246,12 +247,8 @@ TEST(Grain, TilesWithoutASeamAtTheWrapLine) {
             for (int x = 0; x < w; ++x) {
                 const uint16_t v = out[static_cast<size_t>(3 * (y * w + x) + 1)];
                 distinct.insert(v);
-                if (x + gw < w) {
-                    EXPECT_EQ(v, out[static_cast<size_t>(3 * (y * w + x + gw) + 1)]) << x << "," << y;
-                }
-                if (y + gh < h) {
-                    EXPECT_EQ(v, out[static_cast<size_t>(3 * ((y + gh) * w + x) + 1)]) << x << "," << y;
-                }
+                if (x + gw < w) { EXPECT_EQ(v, out[static_cast<size_t>(3 * (y * w + x + gw) + 1)]) << x << "," << y; }
+                if (y + gh < h) { EXPECT_EQ(v, out[static_cast<size_t>(3 * ((y + gh) * w + x) + 1)]) << x << "," << y; }
             }
         }
         EXPECT_EQ(distinct.size(), static_cast<size_t>(gw * gh)) << "offset " << offset[0] << "," << offset[1];
@@ -405,10 +402,10 @@ TEST(Programs, FailedStagesAreLoggedAndASingleSurvivingStageStillLinks) {
     EXPECT_TRUE(log.Lines().empty());
     // The core program found every uniform it feeds.
     const OBShaderLocations& l = sp->locations(0);
-    for (int32_t loc : {l.locVideoFrame, l.locGrainMap, l.locStockLUT, l.locGrainCurve, l.locStockLUTAmount,
-                        l.locSBlendAmount, l.locHistogramAmount, l.locGrainOffset, l.locGrainSize, l.locGrainAmount,
-                        l.locGrainColorfulness, l.locHistogram, l.locExposure, l.locSaturation, l.locBlackAndWhite,
-                        l.locLiftLookup, l.locBallLookup}) {
+    for (int32_t loc :
+         {l.locVideoFrame, l.locGrainMap, l.locStockLUT, l.locGrainCurve, l.locStockLUTAmount, l.locSBlendAmount,
+          l.locHistogramAmount, l.locGrainOffset, l.locGrainSize, l.locGrainAmount, l.locGrainColorfulness,
+          l.locHistogram, l.locExposure, l.locSaturation, l.locBlackAndWhite, l.locLiftLookup, l.locBallLookup}) {
         EXPECT_GE(loc, 0);
     }
     EXPECT_EQ(l.locCsGamma, -1);

@@ -75,7 +75,8 @@ std::vector<LookCase> Sweep() {
                          });
                      }});
     cases.push_back({"lift gamma gain alone", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(0.6f, 1.4f, 1.25f); }});
-    cases.push_back({"lift gamma gain at their limits", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(2.5f, 0.3f, 0.8f); }});
+    cases.push_back(
+        {"lift gamma gain at their limits", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(2.5f, 0.3f, 0.8f); }});
     cases.push_back({"saturation raised", [](ShaderProcessor& sp) { sp.SetSaturation(1.8f); }});
     cases.push_back({"saturation lowered", [](ShaderProcessor& sp) { sp.SetSaturation(0.2f); }});
     cases.push_back({"stock table full", [=](ShaderProcessor& sp) {
@@ -144,13 +145,15 @@ TEST(GpuCpuCompare, EverySettingOfTheSweepMatchesTheReference) {
         const auto cpu =
             test::DrawOnCpu(*sp, frame, frame.width, frame.height, 2, 0, 0, test::DriverHalfTargetRounding());
         const auto d = Compare(gpu, cpu);
-        EXPECT_LE(d.max1023, kMaxError1023) << "sample " << d.worstIndex << ": gpu " << gpu[d.worstIndex]
-                                            << ", cpu " << cpu[d.worstIndex];
+        EXPECT_LE(d.max1023, kMaxError1023)
+            << "sample " << d.worstIndex << ": gpu " << gpu[d.worstIndex] << ", cpu " << cpu[d.worstIndex];
         EXPECT_LT(d.median1023, kMedianError1023);
         if (c.name == "neutral") neutral = gpu;
         if (c.name == "exposure table alone") exposureAlone = gpu;
         switch (c.effect) {
-            case Effect::Changes: EXPECT_GT(Compare(gpu, neutral).max1023, 20.0) << "the look left the picture alone"; break;
+            case Effect::Changes:
+                EXPECT_GT(Compare(gpu, neutral).max1023, 20.0) << "the look left the picture alone";
+                break;
             case Effect::Neutral: EXPECT_LE(Compare(gpu, neutral).max1023, kMaxError1023); break;
             case Effect::SameAsExposureAlone: EXPECT_LE(Compare(gpu, exposureAlone).max1023, kMaxError1023); break;
         }

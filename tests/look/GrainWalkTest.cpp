@@ -38,8 +38,8 @@ TEST(GrainWalk, AFramesOffsetDependsOnlyOnTheClipAndTheFrame) {
 }
 
 TEST(GrainWalk, EachFrameJumpsAQuarterToThreeQuartersOfTheImageUniformly) {
-    for (const auto& size : {std::array<int32_t, 2>{2048, 1536}, std::array<int32_t, 2>{641, 481},
-                             std::array<int32_t, 2>{3, 2}}) {
+    for (const auto& size :
+         {std::array<int32_t, 2>{2048, 1536}, std::array<int32_t, 2>{641, 481}, std::array<int32_t, 2>{3, 2}}) {
         GrainWalk walk(GrainWalk::SeedForClip("clip_" + std::to_string(size[0]) + ".R3D"));
         std::array<int32_t, 2> last = walk.OffsetForFrame(0, size[0], size[1]);
         std::array<double, 2> sum{0, 0};

@@ -35,8 +35,8 @@ Frame16 CubeFrame(int width) {
         const double v = 1.0 - i / 65535.0 * 20.0;
         colours.push_back({v, 1.0 - (1.0 - v) * 0.5, v});
     }
-    const std::array<std::array<double, 3>, 8> corners{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1},
-                                                        {1, 1, 0}, {0, 1, 1}, {1, 0, 1}, {1, 1, 1}}};
+    const std::array<std::array<double, 3>, 8> corners{
+        {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}, {0, 1, 1}, {1, 0, 1}, {1, 1, 1}}};
     for (const auto& c : corners) colours.push_back(c);
     const std::array<double, 12> levels{0.0, 0.0005, 0.004, 0.03, 0.1, 0.22, 0.38, 0.5, 0.66, 0.83, 0.995, 1.0};
     for (double b : levels) {
@@ -107,10 +107,10 @@ std::vector<uint16_t> DrawOnCpu(const ShaderProcessor& sp, const Frame16& frame,
     target.height = outH;
     target.rgba.assign(static_cast<size_t>(outW * outH * 4), 0.0f);
     for (size_t i = 3; i < target.rgba.size(); i += 4) target.rgba[i] = 1.0f;
-    cpu::DrawCoreQuad(inputs, image,
-                      cpu::RenderPassQuad(outW, outH, float(frame.width), float(frame.height), fitMethod, aspectW,
-                                          aspectH, true),
-                      target);
+    cpu::DrawCoreQuad(
+        inputs, image,
+        cpu::RenderPassQuad(outW, outH, float(frame.width), float(frame.height), fitMethod, aspectW, aspectH, true),
+        target);
     std::vector<uint16_t> out(static_cast<size_t>(outW * outH * 3));
     cpu::ToUnsigned16(target, false, out.data());
     return out;
@@ -129,8 +129,7 @@ cpu::HalfRounding DriverHalfTargetRounding() {
         sp->SetBlurAmount(40.0f);
         const auto gpu = DrawOnGpu(*sp, f, 9, 7);
         const double nearest = Compare(gpu, DrawOnCpu(*sp, f, 9, 7, 2, 0, 0, cpu::HalfRounding::Nearest)).max1023;
-        const double towardZero =
-            Compare(gpu, DrawOnCpu(*sp, f, 9, 7, 2, 0, 0, cpu::HalfRounding::TowardZero)).max1023;
+        const double towardZero = Compare(gpu, DrawOnCpu(*sp, f, 9, 7, 2, 0, 0, cpu::HalfRounding::TowardZero)).max1023;
         return towardZero < nearest ? cpu::HalfRounding::TowardZero : cpu::HalfRounding::Nearest;
     }();
     return rounding;

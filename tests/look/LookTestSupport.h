@@ -37,8 +37,8 @@ std::vector<uint16_t> DrawOnGpu(ShaderProcessor& sp, const Frame16& frame, int o
                                 float aspectW = 0, float aspectH = 0);
 
 // What the CPU reference makes of the same draw, from the processor's state after it.
-std::vector<uint16_t> DrawOnCpu(const ShaderProcessor& sp, const Frame16& frame, int outW, int outH,
-                                int fitMethod = 2, float aspectW = 0, float aspectH = 0,
+std::vector<uint16_t> DrawOnCpu(const ShaderProcessor& sp, const Frame16& frame, int outW, int outH, int fitMethod = 2,
+                                float aspectW = 0, float aspectH = 0,
                                 cpu::HalfRounding blurRounding = cpu::HalfRounding::Nearest);
 
 // How this driver rounds what a pass renders into a 16-bit float target (the blur's
@@ -61,10 +61,10 @@ GrainMapPtr NoisyGrainMap(int width, int height, unsigned seed);
 
 }  // namespace ombrel::test
 
-#define OMBREL_PROCESSOR_OR_SKIP(var, iw, ih, ow, oh)                       \
-    std::string var##Why;                                                   \
+#define OMBREL_PROCESSOR_OR_SKIP(var, iw, ih, ow, oh)                          \
+    std::string var##Why;                                                      \
     auto var = ::ombrel::test::MakeRenderProcessor(iw, ih, ow, oh, &var##Why); \
-    if (!var) {                                                             \
-        if (std::getenv("OMBREL_REQUIRE_GL")) FAIL() << var##Why;           \
-        GTEST_SKIP() << var##Why;                                           \
+    if (!var) {                                                                \
+        if (std::getenv("OMBREL_REQUIRE_GL")) FAIL() << var##Why;              \
+        GTEST_SKIP() << var##Why;                                              \
     }

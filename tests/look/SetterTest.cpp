@@ -110,9 +110,7 @@ TEST(LevelsCurve, NormalLevelsRiseFromBlackToWhite) {
         for (size_t i = 1; i < y.size(); ++i) ASSERT_GE(y[i], y[i - 1]) << i;
         const size_t black = static_cast<size_t>(levels[0] * 4096);
         const size_t white = static_cast<size_t>(levels[2] * 4096);
-        if (black > 0) {
-            EXPECT_EQ(y[black - 1], 0.0f);
-        }
+        if (black > 0) { EXPECT_EQ(y[black - 1], 0.0f); }
         EXPECT_GE(y[std::min<size_t>(white + 1, 4095)], 0.9999f);
         EXPECT_NEAR(y[static_cast<size_t>(levels[1] * 4096)], 0.5, 0.01) << "mid maps to mid grey";
     }
@@ -315,9 +313,10 @@ TEST(GrainSelection, BeforeTheImageSizeIsKnownOnlyTheScaleIsRecorded) {
 
 TEST(ProgramText, GeneratedMainCallsTheStagesWithTheSwizzlesChosen) {
     ShaderProcessor sp(Backend::Cpu);
-    EXPECT_EQ(sp.GeneratedMain(),
-              "void main() \n{ \nvec4 pixelValue = Start(); \npixelValue = CoreShader(pixelValue);\nFinish(pixelValue); "
-              "\n } \n");
+    EXPECT_EQ(
+        sp.GeneratedMain(),
+        "void main() \n{ \nvec4 pixelValue = Start(); \npixelValue = CoreShader(pixelValue);\nFinish(pixelValue); "
+        "\n } \n");
     sp.setNeedsARGBSwizzleIn(true);
     sp.setNeedsARGBSwizzleOut(true);
     EXPECT_NE(sp.GeneratedMain().find("vec4 pixelValue = StartARGB(); \n"), std::string::npos);

@@ -15,10 +15,20 @@ TEST(Gauge, NamesOfScalesFollowTheRangesAtTheirEdges) {
     const struct {
         double scale;
         const char* name;
-    } cases[] = {{0.5, "35mm Full Frame"}, {0.98, "35mm Full Frame"}, {0.99, "Super 35"}, {1.09, "Super 35"},
-                 {1.10, "35mm Academy"},   {1.98, "35mm Academy"},    {1.99, "Super 16"}, {2.39, "Super 16"},
-                 {2.40, "16mm"},           {3.99, "16mm"},            {4.0, "Super 8"},   {4.99, "Super 8"},
-                 {5.0, "8mm"},             {9.0, "8mm"}};
+    } cases[] = {{0.5, "35mm Full Frame"},
+                 {0.98, "35mm Full Frame"},
+                 {0.99, "Super 35"},
+                 {1.09, "Super 35"},
+                 {1.10, "35mm Academy"},
+                 {1.98, "35mm Academy"},
+                 {1.99, "Super 16"},
+                 {2.39, "Super 16"},
+                 {2.40, "16mm"},
+                 {3.99, "16mm"},
+                 {4.0, "Super 8"},
+                 {4.99, "Super 8"},
+                 {5.0, "8mm"},
+                 {9.0, "8mm"}};
     for (const auto& c : cases) EXPECT_EQ(GrainSizeForMultiplier(c.scale), c.name) << c.scale;
 }
 

@@ -150,7 +150,6 @@ TEST_F(ProjectFiles, ASavedProjectLoadsToEqualRecords) {
     EXPECT_EQ(Ints(queued.partialClipDictionary()["SnippetList"]), (std::vector<int>{12, 40, 96, 80}));
     ProjectFile::SetSnippetsForSettingsAndPath(queued, loaded.snippetList, clips[2]);
     EXPECT_FALSE(queued.hasSnippets());
-
 }
 
 TEST_F(ProjectFiles, AnIndependentReaderTakesTheFile) {
@@ -272,8 +271,9 @@ TEST_F(ProjectFiles, AnOldAutosaveFillsMyPresetsAndAReaderLeavesFilesAlone) {
     ProjectState state;
     ASSERT_TRUE(ProjectFile::LoadProjectAtPath(autosave, &state));
     EXPECT_EQ(state.libraryName, "My Presets");
-    EXPECT_TRUE(PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("My Presets"))["Presets"]
-                    .contains(old.cold->presetID()));
+    EXPECT_TRUE(
+        PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("My Presets"))["Presets"].contains(
+            old.cold->presetID()));
     ASSERT_EQ(sm.presetList().count(), 2u);  // the library in use: the project's bar shows them
     EXPECT_EQ(sm.presetList().presetList()[0]->presetName(), "Warm");
     EXPECT_TRUE(fs::exists(autosave + ".backup"));
@@ -315,8 +315,8 @@ TEST_F(ProjectFiles, AProjectWithoutPathsKeepsTheClipsInMemory) {
 
 TEST_F(ProjectFiles, StoredGrainScalesThatAreNotAboveZeroAreMendedNotFatal) {
     PlistValue clips = PlistValue::MakeDict();
-    for (const auto& [clip, scale] : {std::pair<std::string, double>{"/neg.mov", -2.0},
-                                      {"/nan.mov", std::nan("")}, {"/fine.mov", 0.5}}) {
+    for (const auto& [clip, scale] :
+         {std::pair<std::string, double>{"/neg.mov", -2.0}, {"/nan.mov", std::nan("")}, {"/fine.mov", 0.5}}) {
         PlistValue settings = PlistValue::MakeDict();
         settings.set("grainScale", scale);
         clips.set(clip, settings);

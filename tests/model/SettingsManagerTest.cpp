@@ -432,8 +432,10 @@ TEST_F(SettingsStore, TheRenderWorkerReadsTopsWhileTheMainThreadPushes) {
     std::thread worker([&] {
         while (!stop) {
             auto top = sm.SettingsForClip(clip);
-            if (!top || top->exposure() < 0.0f || top->exposure() > 500.0f) ++bad;
-            else top->setFramesRendered(top->exposure());
+            if (!top || top->exposure() < 0.0f || top->exposure() > 500.0f)
+                ++bad;
+            else
+                top->setFramesRendered(top->exposure());
         }
     });
     for (int i = 0; i < 500; ++i) {

@@ -82,8 +82,8 @@ Contents ReadAll(ClipLoader& clip) {
 
 struct Corpus {
     std::string dir;
-    std::string name;                // the file that gets damaged
-    std::string openPath;            // the file the clip is opened from
+    std::string name;      // the file that gets damaged
+    std::string openPath;  // the file the clip is opened from
     std::vector<uint8_t> original;
     Contents good;
     int alignment = 0;
@@ -266,8 +266,9 @@ TEST_F(R3DCorpus, DamageToOneFileOfAClipLeavesTheOthers) {
         Corpus c = Prepare(dir.path(), "M" + std::to_string(major), plan, 1);
         const auto atoms = Atoms(c.original, c.alignment);
         for (const AtomRef& a : atoms)
-            c.Check(std::vector<uint8_t>(c.original.begin(), c.original.begin() + std::ptrdiff_t(a.position + a.size / 2)),
-                    "middle file cut in " + TagText(a.tag));
+            c.Check(
+                std::vector<uint8_t>(c.original.begin(), c.original.begin() + std::ptrdiff_t(a.position + a.size / 2)),
+                "middle file cut in " + TagText(a.tag));
         RunRandomDamage(c, 50 + major, 60);
         // The first file cut short: the clip still opens from it.
         LogCapture log;

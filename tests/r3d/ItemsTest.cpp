@@ -17,12 +17,31 @@ namespace {
 
 struct Bytes {
     std::vector<uint8_t> b;
-    Bytes& U8(uint32_t v) { b.push_back(uint8_t(v)); return *this; }
-    Bytes& U16(uint32_t v) { b.push_back(uint8_t(v >> 8)); b.push_back(uint8_t(v)); return *this; }
-    Bytes& U32(uint32_t v) { for (int s = 24; s >= 0; s -= 8) b.push_back(uint8_t(v >> s)); return *this; }
-    Bytes& Zeros(size_t n) { b.insert(b.end(), n, 0); return *this; }
-    Bytes& Raw(const std::vector<uint8_t>& v) { b.insert(b.end(), v.begin(), v.end()); return *this; }
-    Bytes& Text(const char* s) { b.insert(b.end(), s, s + std::strlen(s)); return *this; }
+    Bytes& U8(uint32_t v) {
+        b.push_back(uint8_t(v));
+        return *this;
+    }
+    Bytes& U16(uint32_t v) {
+        b.push_back(uint8_t(v >> 8));
+        b.push_back(uint8_t(v));
+        return *this;
+    }
+    Bytes& U32(uint32_t v) {
+        for (int s = 24; s >= 0; s -= 8) b.push_back(uint8_t(v >> s));
+        return *this;
+    }
+    Bytes& Zeros(size_t n) {
+        b.insert(b.end(), n, 0);
+        return *this;
+    }
+    Bytes& Raw(const std::vector<uint8_t>& v) {
+        b.insert(b.end(), v.begin(), v.end());
+        return *this;
+    }
+    Bytes& Text(const char* s) {
+        b.insert(b.end(), s, s + std::strlen(s));
+        return *this;
+    }
 };
 
 struct R2Options {
@@ -65,7 +84,7 @@ TEST(R3DBuffer, BigEndianReadsAndAStickyFailurePastTheEnd) {
 TEST(R3DTokenizer, TagTestsHeadsSizesAndAlignment) {
     Bytes f;
     f.U32(16).Text("RDI\x02").Zeros(8);  // a whole atom
-    f.U32(4).Text("ABCD");                // a size below its own head
+    f.U32(4).Text("ABCD");               // a size below its own head
     MemoryTokenStream stream(f.b.data(), f.b.size());
     RedFileTokenizer tk(stream);
     Token t;
@@ -364,10 +383,9 @@ TEST(R3DCameraTables, ModelsSensorsIsoAndRevisions) {
 }
 
 TEST(R3DMetadataMapper, ReversedFloatsIsoFromExposureAndSensor) {
-    std::vector<MetadataToken> tokens = {MetadataToken::Float(kIdWhiteBalanceKelvin, 5600.0f),
-                                         MetadataToken::Float(kIdExposureCompensation, 1.0f),
-                                         MetadataToken::U8(kIdSensorFamily, 5),
-                                         MetadataToken::U32(kIdSensorVariant, 5)};
+    std::vector<MetadataToken> tokens = {
+        MetadataToken::Float(kIdWhiteBalanceKelvin, 5600.0f), MetadataToken::Float(kIdExposureCompensation, 1.0f),
+        MetadataToken::U8(kIdSensorFamily, 5), MetadataToken::U32(kIdSensorVariant, 5)};
     for (uint16_t versionWord : {uint16_t(1280), uint16_t(1281)}) {
         const auto bytes = EncodeMetadataTokens(tokens, versionWord);
         RedFileFrameMetadata m;

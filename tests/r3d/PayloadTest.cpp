@@ -68,9 +68,9 @@ TEST(R3DImagePayload, ReducedDecodesAreBlockMeansInAnyThreadCount) {
             // Rows with room to spare: the spare bytes stay as they were.
             const size_t rowBytes = size_t(ow) * 6 + 10;
             std::vector<uint16_t> out(rowBytes / 2 * oh, 0xABCD);
-            ASSERT_EQ(DecodeImagePayload(payload.data(), payload.size(), d, out.data(), out.size() * 2, rowBytes,
-                                         threads),
-                      ImagePayloadStatus::kOk);
+            ASSERT_EQ(
+                DecodeImagePayload(payload.data(), payload.size(), d, out.data(), out.size() * 2, rowBytes, threads),
+                ImagePayloadStatus::kOk);
             const auto expected = BoxMean(pic, w, h, d);
             for (uint32_t y = 0; y < oh; ++y) {
                 const uint16_t* row = out.data() + y * rowBytes / 2;

@@ -103,12 +103,8 @@ TEST_P(BothGenerations, HeaderFieldsAndFramesComeBackAsWritten) {
     const FrameList list = ListOf(c);
     for (size_t i = 0; i < list.video.size(); ++i) {
         EXPECT_GT(list.video[i].second, 512);
-        if (i) {
-            EXPECT_GT(list.video[i].first, list.video[i - 1].first);
-        }
-        if (major == 5) {
-            EXPECT_EQ(list.video[i].first % 4096, 0u);
-        }
+        if (i) { EXPECT_GT(list.video[i].first, list.video[i - 1].first); }
+        if (major == 5) { EXPECT_EQ(list.video[i].first % 4096, 0u); }
     }
     std::vector<uint8_t> out;
     EXPECT_EQ(c.GetVideoFrameData(0, &out), 0u);
@@ -140,7 +136,8 @@ TEST_P(BothGenerations, TimecodeAndMetadataTokensComeBack) {
     plan.spec.frameMetadata.push_back(MetadataToken::U16(kIdRedcode, 36));
     plan.spec.frameMetadata.push_back(MetadataToken::U16(kIdMotionMountNdStops, 3));
     plan.spec.frameMetadata.push_back(MetadataToken::String(kIdUserScene, "12B"));
-    plan.spec.frameMetadata.push_back(MetadataToken::Floats(kIdUserCurve, {0, 0, 0.25f, 0.2f, 0.5f, 0.5f, 0.75f, 0.8f, 1, 1}));
+    plan.spec.frameMetadata.push_back(
+        MetadataToken::Floats(kIdUserCurve, {0, 0, 0.25f, 0.2f, 0.5f, 0.5f, 0.75f, 0.8f, 1, 1}));
     plan.spec.frameMetadata.push_back(MetadataToken::Float(kIdExposureCompensation, 0.5f));
     plan.spec.frameMetadata.push_back(MetadataToken::Float(kIdExposureCompensation2, -0.5f));
     plan.spec.frameMetadata.push_back(MetadataToken::String(300, "an id above 133 is passed over"));
@@ -426,7 +423,8 @@ TEST(R3DRoundTrip, DroppedFramesAreCountedAndGiveNoData) {
         std::vector<uint8_t> record;
         RedFileVideoFrame f;
         EXPECT_FALSE(clip.ReadVideoFrame(2, &record, &f) && f.imageSize > 0 &&
-                     InspectImagePayload(record.data() + f.imageOffset, f.imageSize, nullptr) == ImagePayloadStatus::kOk);
+                     InspectImagePayload(record.data() + f.imageOffset, f.imageSize, nullptr) ==
+                         ImagePayloadStatus::kOk);
         EXPECT_EQ(DecodeFrame(clip, 3), FramePicture(24, 10, 3));
     }
 }
@@ -537,7 +535,8 @@ TEST(R3DRoundTrip, HandlesAreGivenUpAndTakenUpAgain) {
     ASSERT_EQ(clip.OpenClip(paths[0]), 0);
     // Walk back and forth over more files than handles are kept.
     for (int pass = 0; pass < 2; ++pass)
-        for (uint64_t f = 0; f < 12; ++f) EXPECT_EQ(DecodeFrame(clip, pass ? 11 - f : f), FramePicture(24, 10, pass ? 11 - f : f));
+        for (uint64_t f = 0; f < 12; ++f)
+            EXPECT_EQ(DecodeFrame(clip, pass ? 11 - f : f), FramePicture(24, 10, pass ? 11 - f : f));
     R3DContainer c;
     ASSERT_EQ(c.OpenFile(paths[0], nullptr), 0);
     c.CloseHandle();

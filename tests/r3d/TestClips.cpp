@@ -31,7 +31,8 @@ std::vector<std::string> WriteClip(const std::string& firstPath, const ClipPlan&
         ADD_FAILURE() << "cannot create " << firstPath << ": " << w.Error();
         return {};
     }
-    const int second = plan.spec.videoTracks > 1 ? (plan.secondTrackFrames < 0 ? plan.frames : plan.secondTrackFrames) : 0;
+    const int second =
+        plan.spec.videoTracks > 1 ? (plan.secondTrackFrames < 0 ? plan.frames : plan.secondTrackFrames) : 0;
     for (int f = 0; f < std::max(plan.frames, second); ++f) {
         if (f < plan.frames) {
             const auto pic = FramePicture(plan.spec.width, plan.spec.height, uint64_t(f), 0);

@@ -17,8 +17,8 @@ std::vector<int32_t> BlockSamples(uint64_t block, uint32_t sampleFrames, int cha
 struct ClipPlan {
     R3DClipSpec spec;
     int frames = 5;
-    int secondTrackFrames = -1;          // -1: as many as the first track
-    std::vector<uint32_t> audioBlocks;   // sample frames of each block, one block after each frame
+    int secondTrackFrames = -1;         // -1: as many as the first track
+    std::vector<uint32_t> audioBlocks;  // sample frames of each block, one block after each frame
     ImagePayloadOptions payload;
     bool overwrite = true;
 };

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <sys/wait.h>
+#include <cstdlib>
 
 namespace ombrel::r3d {
 namespace {
@@ -19,8 +19,9 @@ int RunTool(const std::string& args) {
 TEST(R3DMakeTool, WritesAClipTheReaderTakesWithExactAudioAndTimecode) {
     ombrel::test::TempDir dir;
     const std::string first = dir / "A002_C007_0203XY_001.R3D";
-    ASSERT_EQ(RunTool("'" + first + "' --size 64x36 --frames 30 --fps 29.97 --generation 4 --files 3 --no-footer "
-                  "--timecode 10:59:59:25 --audio-channels 2 --reel B002"),
+    ASSERT_EQ(RunTool("'" + first +
+                      "' --size 64x36 --frames 30 --fps 29.97 --generation 4 --files 3 --no-footer "
+                      "--timecode 10:59:59:25 --audio-channels 2 --reel B002"),
               0);
     ClipLoader clip;
     ASSERT_EQ(clip.OpenClip(dir / "A002_C007_0203XY_002.R3D"), 0);

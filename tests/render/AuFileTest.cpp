@@ -47,9 +47,10 @@ TEST(AuFile, HeaderBytesAndBlocksAsTheDecoderGivesThem) {
     EXPECT_EQ(file.substr(0, 28), bytes);
     EXPECT_EQ(file.substr(28, block.size()), std::string(block.begin(), block.end()));
 
-    const auto probe = RunCommand("ffprobe -v error -show_entries stream=codec_name,sample_rate,channels "
-                                  "-count_packets -show_entries stream=nb_read_packets -of default=nw=1 " +
-                                  Quoted(path));
+    const auto probe = RunCommand(
+        "ffprobe -v error -show_entries stream=codec_name,sample_rate,channels "
+        "-count_packets -show_entries stream=nb_read_packets -of default=nw=1 " +
+        Quoted(path));
     EXPECT_EQ(probe.status, 0) << probe.output;
     EXPECT_NE(probe.output.find("codec_name=pcm_s32be"), std::string::npos) << probe.output;
     EXPECT_NE(probe.output.find("sample_rate=48000"), std::string::npos) << probe.output;

@@ -24,7 +24,9 @@ using test::ReadWholeFile;
 using test::RunCommand;
 using test::TempDir;
 
-std::string HeaderBytes(const DpxHeader& h) { return std::string(reinterpret_cast<const char*>(h.bytes), kDpxHeaderBytes); }
+std::string HeaderBytes(const DpxHeader& h) {
+    return std::string(reinterpret_cast<const char*>(h.bytes), kDpxHeaderBytes);
+}
 
 // Runs a test body with the local time zone set to UTC, so the creation date is known.
 class UtcZone {
@@ -37,8 +39,10 @@ public:
         ::tzset();
     }
     ~UtcZone() {
-        if (had_) ::setenv("TZ", old_.c_str(), 1);
-        else ::unsetenv("TZ");
+        if (had_)
+            ::setenv("TZ", old_.c_str(), 1);
+        else
+            ::unsetenv("TZ");
         ::tzset();
     }
 
@@ -61,9 +65,8 @@ TEST(DpxFile, EveryHeaderFieldStandsAtItsOffset) {
     UtcZone utc;
     DpxHeader header;
     std::memset(header.bytes, 0xAB, sizeof header.bytes);  // nothing of an old record survives
-    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(&header, 5, 3, 100, 25.0f,
-                                                                   DpxFile::FirstFrameName(86), {1, 2, 3, 4},
-                                                                   March4th2011());
+    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(
+        &header, 5, 3, 100, 25.0f, DpxFile::FirstFrameName(86), {1, 2, 3, 4}, March4th2011());
     const std::string h = HeaderBytes(header);
     const std::string stem = "10bit_planar_000086";
 
@@ -74,26 +77,56 @@ TEST(DpxFile, EveryHeaderFieldStandsAtItsOffset) {
         double value;
     };
     const Number numbers[] = {
-        {4, U32, 2080},        {16, U32, 5 * 3 * 4 + 2080}, {20, U32, 0},     {24, U32, 1664},
-        {28, U32, 256},        {32, U32, 0xFFFFFFFF},       {660, U32, 0xFFFFFFFF},
-        {768, U16, 0},         {770, U16, 1},               {772, U32, 5},    {776, U32, 3},
-        {780, U32, 0},         {784, U32, 0},               {788, F32, 0.0},  {792, U32, 1023},
-        {796, F32, 1023.0},    {800, U8, 50},               {801, U8, 3},     {802, U8, 1},
-        {803, U8, 10},         {804, U16, 1},               {806, U16, 0},    {808, U32, 2080},
-        {812, U32, 0},         {816, U32, 0},
-        {1408, U32, 0},        {1412, U32, 0},              {1416, U32, 0},   {1420, U32, 0},
-        {1424, U32, 5},        {1428, U32, 3},              {1620, U32, 0},   {1624, U32, 0},
-        {1628, U32, 5},        {1632, U32, 3},
-        {1712, U32, 0},        {1716, U32, 100},            {1720, U32, 1},   {1724, F32, 24.0},
-        {1728, F32, 35.0},     {1920, U32, 0x01020304},     {1940, F32, 25.0},
+        {4, U32, 2080},
+        {16, U32, 5 * 3 * 4 + 2080},
+        {20, U32, 0},
+        {24, U32, 1664},
+        {28, U32, 256},
+        {32, U32, 0xFFFFFFFF},
+        {660, U32, 0xFFFFFFFF},
+        {768, U16, 0},
+        {770, U16, 1},
+        {772, U32, 5},
+        {776, U32, 3},
+        {780, U32, 0},
+        {784, U32, 0},
+        {788, F32, 0.0},
+        {792, U32, 1023},
+        {796, F32, 1023.0},
+        {800, U8, 50},
+        {801, U8, 3},
+        {802, U8, 1},
+        {803, U8, 10},
+        {804, U16, 1},
+        {806, U16, 0},
+        {808, U32, 2080},
+        {812, U32, 0},
+        {816, U32, 0},
+        {1408, U32, 0},
+        {1412, U32, 0},
+        {1416, U32, 0},
+        {1420, U32, 0},
+        {1424, U32, 5},
+        {1428, U32, 3},
+        {1620, U32, 0},
+        {1624, U32, 0},
+        {1628, U32, 5},
+        {1632, U32, 3},
+        {1712, U32, 0},
+        {1716, U32, 100},
+        {1720, U32, 1},
+        {1724, F32, 24.0},
+        {1728, F32, 35.0},
+        {1920, U32, 0x01020304},
+        {1940, F32, 25.0},
     };
     for (const auto& n : numbers) {
         double got = 0;
         switch (n.kind) {
-        case U8: got = static_cast<uint8_t>(h[n.offset]); break;
-        case U16: got = LittleEndian16(h, n.offset); break;
-        case U32: got = LittleEndian32(h, n.offset); break;
-        case F32: got = std::bit_cast<float>(LittleEndian32(h, n.offset)); break;
+            case U8: got = static_cast<uint8_t>(h[n.offset]); break;
+            case U16: got = LittleEndian16(h, n.offset); break;
+            case U32: got = LittleEndian32(h, n.offset); break;
+            case F32: got = std::bit_cast<float>(LittleEndian32(h, n.offset)); break;
         }
         EXPECT_EQ(got, n.value) << "at offset " << n.offset;
     }
@@ -129,16 +162,14 @@ TEST(DpxFile, EveryHeaderFieldStandsAtItsOffset) {
     for (const auto& t : texts)
         for (size_t i = 0; i < t.width; ++i) named[t.offset + i] = true;
     for (size_t i = 0; i < kDpxHeaderBytes; ++i) {
-        if (!named[i]) {
-            EXPECT_EQ(h[i], '\0') << "stray byte at " << i;
-        }
+        if (!named[i]) { EXPECT_EQ(h[i], '\0') << "stray byte at " << i; }
     }
 }
 
 TEST(DpxFile, PerFrameFieldsAreClearedWholeBeforeTheyAreWritten) {
     DpxHeader header;
-    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(&header, 4, 4, 10, 24.0f,
-                                                                   DpxFile::FirstFrameName(0), {}, March4th2011());
+    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(&header, 4, 4, 10, 24.0f, DpxFile::FirstFrameName(0),
+                                                                   {}, March4th2011());
     const std::string before = HeaderBytes(header);
 
     DpxFile::UpdateHeaderWithTimecodeForFramePath(&header, {23, 59, 59, 29}, 1234,
@@ -156,9 +187,7 @@ TEST(DpxFile, PerFrameFieldsAreClearedWholeBeforeTheyAreWritten) {
     // Nothing outside the three fields moved.
     for (size_t i = 0; i < kDpxHeaderBytes; ++i) {
         const bool perFrame = (i >= 1432 && i < 1532) || (i >= 1712 && i < 1716) || (i >= 1920 && i < 1924);
-        if (!perFrame) {
-            ASSERT_EQ(h[i], before[i]) << "offset " << i;
-        }
+        if (!perFrame) { ASSERT_EQ(h[i], before[i]) << "offset " << i; }
     }
 
     // Characters outside ASCII are dropped; a long name is cut and stays terminated.
@@ -179,11 +208,11 @@ TEST(DpxFile, SamplesPackToTheirTopTenBitsInLittleEndianWords) {
     };
     const Case cases[] = {
         {0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFFFFFCu},
-        {0, 0, 0, 0xFFFF, 0},                                   // alpha is dropped
+        {0, 0, 0, 0xFFFF, 0},  // alpha is dropped
         {0xFFFF, 0, 0, 0, 0xFFC00000u},
         {0, 0xFFFF, 0, 0, 0x003FF000u},
         {0, 0, 0xFFFF, 0, 0x00000FFCu},
-        {0x003F, 0x003F, 0x003F, 0, 0},                         // below one 10-bit step
+        {0x003F, 0x003F, 0x003F, 0, 0},  // below one 10-bit step
         {0x8040, 0x4000, 0x0040, 0x1234, (0x201u << 22) | (0x100u << 12) | (0x001u << 2)},
     };
     std::vector<uint16_t> rgba;
@@ -216,9 +245,8 @@ TEST(DpxFile, OiiotoolReadsHeaderFieldsAndEverySample) {
     rgba[0] = 0xFFFF;
 
     DpxHeader header;
-    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(&header, w, h, 48, 25.0f,
-                                                                   DpxFile::FirstFrameName(12), {10, 0, 0, 0},
-                                                                   std::chrono::system_clock::now());
+    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(
+        &header, w, h, 48, 25.0f, DpxFile::FirstFrameName(12), {10, 0, 0, 0}, std::chrono::system_clock::now());
     DpxFrameFile file;
     ASSERT_TRUE(file.Reset(header, w, h));
     file.SetPixels(rgba.data());

@@ -228,8 +228,7 @@ TEST_F(RenderBaseTest, EveryFrameOfTheRangeReachesTheWriterOnceInOrderWithItsPix
         } else {
             EXPECT_TRUE(log.Contains("RenderR3DFrameSequenceStarting starting from 3 to 40"));
             EXPECT_EQ(slog.bufferCount, 4);  // full-resolution decode
-            EXPECT_EQ(rec_->writes.front().path,
-                      dir_.path() + "/out/A001_C001_0101AB/A001_C001_0101AB.086403.rec");
+            EXPECT_EQ(rec_->writes.front().path, dir_.path() + "/out/A001_C001_0101AB/A001_C001_0101AB.086403.rec");
             ASSERT_EQ(lookLog->looks.size(), 1u);
             const LookValues& look = lookLog->looks[0];
             EXPECT_FLOAT_EQ(look.saturation, 0.25f);
@@ -254,8 +253,8 @@ TEST_F(RenderBaseTest, OpeningFollowsOutputSizeFitMetadataAndGrainRules) {
     std::string grainAsked;
     RenderHooks hooks;
     hooks.grainMapWithNameSizeStockName = [&](const std::string& name, float w, float h, const std::string& stock) {
-        grainAsked = name + " " + std::to_string(static_cast<int>(w)) + "x" + std::to_string(static_cast<int>(h)) +
-                     " " + stock;
+        grainAsked =
+            name + " " + std::to_string(static_cast<int>(w)) + "x" + std::to_string(static_cast<int>(h)) + " " + stock;
         return grain;
     };
     hooks.currentColorFormat = [&] { return colorFormat; };
@@ -317,7 +316,9 @@ TEST_F(RenderBaseTest, FrameFlagsSkipFramesAndOnlyTheClipCounterMovesOverThem) {
     test::ScopedTestPatternSources sources(TestPatternConfig{});
     out_->setEdlOptions(0);
     // Snippets 10-12 and 31-30 (reversed), with 5 frames of handle each side.
-    auto item = Item("A001_C003_0101AB_001.R3D", 48, [](ClipSettings& s) { s.SetSnippets(std::vector<int>{10, 12, 31, 30}); });
+    auto item = Item("A001_C003_0101AB_001.R3D", 48, [](ClipSettings& s) {
+        s.SetSnippets(std::vector<int>{10, 12, 31, 30});
+    });
     RenderDirect(item, 0, 47);
     std::vector<int> expected = Range(5, 17);
     for (int f : Range(25, 36)) expected.push_back(f);
@@ -332,15 +333,16 @@ TEST_F(RenderBaseTest, EdlOption1WritesEachSnippetToItsFolderAndOverlapsToBoth) 
     test::ScopedTestPatternSources sources(TestPatternConfig{});
     out_->setEdlOptions(1);
     out_->setTimecode(1);  // each snippet counts from 0
-    auto item = Item("A001_C004_0101AB_001.R3D", 48,
-                     [](ClipSettings& s) { s.SetSnippets(std::vector<int>{10, 14, 16, 12, 20, 20}); });
+    auto item = Item("A001_C004_0101AB_001.R3D", 48, [](ClipSettings& s) {
+        s.SetSnippets(std::vector<int>{10, 14, 16, 12, 20, 20});
+    });
     RenderDirect(item, 0, 47);
     const std::string dest = dir_.path() + "/out/A001_C004_0101AB/";
     std::map<int, std::vector<std::string>> byFrame;
     for (const auto& w : rec_->writes) byFrame[w.frame].push_back(w.path.substr(dest.size()));
     EXPECT_EQ(byFrame[10], std::vector<std::string>{"S0001/A001_C004_0101AB.000000.rec"});
-    EXPECT_EQ(byFrame[13], (std::vector<std::string>{"S0001/A001_C004_0101AB.000003.rec",
-                                                     "S0002/A001_C004_0101AB.000001.rec"}));
+    EXPECT_EQ(byFrame[13],
+              (std::vector<std::string>{"S0001/A001_C004_0101AB.000003.rec", "S0002/A001_C004_0101AB.000001.rec"}));
     EXPECT_EQ(byFrame[16], std::vector<std::string>{"S0002/A001_C004_0101AB.000004.rec"});
     std::set<int> written;
     for (const auto& [f, paths] : byFrame) written.insert(f);
@@ -388,7 +390,7 @@ TEST_F(RenderBaseTest, FrameBaseAndTimecodeBaseNameTheFiles) {
     } cases[] = {
         {29.97f, {1, 0, 0, 0}, 0, 0, "tc.108002.rec"},  // 3600 x 30 + 2
         {24.005f, {1, 0, 0, 0}, 0, 0, "tc.086402.rec"},
-        {25.0f, {0, 1, 2, 3}, 0, 1, "001555.rec"},  // (62 x 25 + 3) + 2, no prefix
+        {25.0f, {0, 1, 2, 3}, 0, 1, "001555.rec"},      // (62 x 25 + 3) + 2, no prefix
         {25.0f, {10, 0, 0, 0}, 1, 0, "tc.000002.rec"},  // frame numbers, not timecode
         {24.0f, {0, 0, 0, 0}, 0, 0, "tc.000002.rec"},
     };
@@ -421,7 +423,7 @@ TEST_F(RenderBaseTest, DestinationFoldersOfRawAndMovieClips) {
         {"A001_C001_0101AB_001.R3D", 1, out + "/A001_C001", "A001_C001_0101AB"},
         {"A001_C001_0101AB_001.R3D", 2, out + "/A001/C001", "A001_C001_0101AB"},
         {"A001_C001_0101AB_001.R3D", 3, out, "A001_C001_0101AB"},
-        {"abc_001.R3D", 1, out + "/abc__", "abc"},  // short names: the whole name and "_"
+        {"abc_001.R3D", 1, out + "/abc__", "abc"},           // short names: the whole name and "_"
         {"take_001.mov", 0, out + "/take_001", "take_001"},  // "_001" stays on movies
         {"take_001.mov", 2, out, "take_001"},
     };
@@ -472,7 +474,9 @@ TEST_F(RenderBaseTest, ExistingOutputIsRefusedBeforeAnyFrameAndNothingIsReplaced
     const std::string snippetDest = dir_.path() + "/out/A001_C006_0101AB";
     fs::create_directories(snippetDest + "/S0002");
     test::WriteWholeFile(snippetDest + "/S0002/A001_C006_0101AB.000001.rec", "old");
-    auto snipped = Item("A001_C006_0101AB_001.R3D", 48, [](ClipSettings& s) { s.SetSnippets(std::vector<int>{10, 14, 12, 16}); });
+    auto snipped = Item("A001_C006_0101AB_001.R3D", 48, [](ClipSettings& s) {
+        s.SetSnippets(std::vector<int>{10, 14, 12, 16});
+    });
     RenderDirect(snipped, 0, 47);
     EXPECT_TRUE(rec_->writes.empty());
     EXPECT_NE(snipped->errorMessage().find("S0002/A001_C006_0101AB.000001.rec"), std::string::npos);
@@ -566,9 +570,8 @@ protected:
     // Serves the main thread until the run ends; false when it does not end in time.
     static bool ServeUntilDone(std::chrono::seconds limit) {
         const auto until = std::chrono::steady_clock::now() + limit;
-        MainQueue::Instance().ServeUntil([&] {
-            return RenderManager::Instance().activeThreads() == 0 || std::chrono::steady_clock::now() > until;
-        });
+        MainQueue::Instance().ServeUntil(
+            [&] { return RenderManager::Instance().activeThreads() == 0 || std::chrono::steady_clock::now() > until; });
         return RenderManager::Instance().activeThreads() == 0;
     }
 };
@@ -660,8 +663,8 @@ TEST_F(RenderBaseRunTest, TheRegistryMakesRenderersOnlyForRegisteredFormats) {
     auto missingOut = OutputSettings::Make();
     missingOut->setFormat(kMissing);
     missingOut->setOutputDirectory(dir_.path() + "/out");
-    auto missing = RenderManagerItem::Make(dir_.path() + "/D001_C002_0101AB_001.R3D", 3, ClipSettings::Make(),
-                                           missingOut);
+    auto missing =
+        RenderManagerItem::Make(dir_.path() + "/D001_C002_0101AB_001.R3D", 3, ClipSettings::Make(), missingOut);
     ASSERT_TRUE(rm.AddItem(recorded));
     ASSERT_TRUE(rm.AddItem(missing));
     rm.StartRender(nullptr);

@@ -60,7 +60,9 @@ protected:
         auto& rm = RenderManager::Instance();
         for (const auto& item : items) ASSERT_TRUE(rm.AddItem(item)) << item->errorMessage();
         rm.StartRender(nullptr);
-        if (step) MainQueue::Instance().ServeUntil([&] { return step() || rm.activeThreads() == 0; }, std::chrono::milliseconds(1));
+        if (step)
+            MainQueue::Instance().ServeUntil([&] { return step() || rm.activeThreads() == 0; },
+                                             std::chrono::milliseconds(1));
         rm.WaitUntilExit();
         MainQueue::Instance().ServePending();
     }

@@ -39,7 +39,8 @@ inline uint32_t BigEndian32(const std::string& bytes, size_t offset) {
 }
 
 inline uint16_t BigEndian16(const std::string& bytes, size_t offset) {
-    return static_cast<uint16_t>(static_cast<uint8_t>(bytes.at(offset)) << 8 | static_cast<uint8_t>(bytes.at(offset + 1)));
+    return static_cast<uint16_t>(static_cast<uint8_t>(bytes.at(offset)) << 8 |
+                                 static_cast<uint8_t>(bytes.at(offset + 1)));
 }
 
 inline uint32_t LittleEndian32(const std::string& bytes, size_t offset) {
@@ -49,7 +50,8 @@ inline uint32_t LittleEndian32(const std::string& bytes, size_t offset) {
 }
 
 inline uint16_t LittleEndian16(const std::string& bytes, size_t offset) {
-    return static_cast<uint16_t>(static_cast<uint8_t>(bytes.at(offset + 1)) << 8 | static_cast<uint8_t>(bytes.at(offset)));
+    return static_cast<uint16_t>(static_cast<uint8_t>(bytes.at(offset + 1)) << 8 |
+                                 static_cast<uint8_t>(bytes.at(offset)));
 }
 
 // Names, sizes and modification times of everything below a folder, hidden files included.

@@ -16,8 +16,8 @@ using test::BigEndian16;
 using test::BigEndian32;
 using test::Quoted;
 using test::ReadWholeFile;
-using test::RunCommand;
 using test::ReadWithLibtiff;
+using test::RunCommand;
 using test::TempDir;
 using test::TiffImage;
 
@@ -45,11 +45,11 @@ TEST(TiffFile, EveryHeaderAndDirectoryFieldStandsAtItsOffset) {
         uint32_t value;
     };
     const Field header[] = {
-        {0, 2, 0x4D4D}, {2, 2, 42}, {4, 4, n + 8}, {n + 8, 2, 14}, {n + 178, 4, 0},
-        {n + 182, 2, 16}, {n + 184, 2, 16}, {n + 186, 2, 16},           // BitsPerSample
-        {n + 188, 2, 0}, {n + 190, 2, 0}, {n + 192, 2, 0},              // MinSampleValue
-        {n + 194, 2, 65535}, {n + 196, 2, 65535}, {n + 198, 2, 65535},  // MaxSampleValue
-        {n + 200, 2, 1}, {n + 202, 2, 1}, {n + 204, 2, 1},              // SampleFormat
+        {0, 2, 0x4D4D},      {2, 2, 42},          {4, 4, n + 8},       {n + 8, 2, 14},
+        {n + 178, 4, 0},     {n + 182, 2, 16},    {n + 184, 2, 16},    {n + 186, 2, 16},  // BitsPerSample
+        {n + 188, 2, 0},     {n + 190, 2, 0},     {n + 192, 2, 0},                        // MinSampleValue
+        {n + 194, 2, 65535}, {n + 196, 2, 65535}, {n + 198, 2, 65535},                    // MaxSampleValue
+        {n + 200, 2, 1},     {n + 202, 2, 1},     {n + 204, 2, 1},                        // SampleFormat
     };
     for (const auto& f : header) {
         const uint32_t got = f.width == 2 ? BigEndian16(file, f.offset) : BigEndian32(file, f.offset);
@@ -61,10 +61,10 @@ TEST(TiffFile, EveryHeaderAndDirectoryFieldStandsAtItsOffset) {
         uint32_t count, value;
     };
     const Entry entries[] = {
-        {0x0100, 3, 1, w},     {0x0101, 3, 1, h},     {0x0102, 3, 3, n + 182}, {0x0103, 3, 1, 1},
-        {0x0106, 3, 1, 2},     {0x0111, 4, 1, 8},     {0x0112, 3, 1, 1},       {0x0115, 3, 1, 3},
-        {0x0116, 3, 1, h},     {0x0117, 4, 1, n},     {0x0118, 3, 3, n + 188}, {0x0119, 3, 3, n + 194},
-        {0x011C, 3, 1, 1},     {0x0153, 3, 3, n + 200},
+        {0x0100, 3, 1, w}, {0x0101, 3, 1, h},       {0x0102, 3, 3, n + 182}, {0x0103, 3, 1, 1},
+        {0x0106, 3, 1, 2}, {0x0111, 4, 1, 8},       {0x0112, 3, 1, 1},       {0x0115, 3, 1, 3},
+        {0x0116, 3, 1, h}, {0x0117, 4, 1, n},       {0x0118, 3, 3, n + 188}, {0x0119, 3, 3, n + 194},
+        {0x011C, 3, 1, 1}, {0x0153, 3, 3, n + 200},
     };
     for (size_t i = 0; i < std::size(entries); ++i) {
         const size_t at = n + 10 + 12 * i;

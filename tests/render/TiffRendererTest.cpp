@@ -63,8 +63,7 @@ TEST_F(TiffRendererTest, CameraAndMovieClipsWriteNamedFramesThatReadBackExactly)
     }
     EXPECT_TRUE(HiddenFiles(Out("A001_C001_0101AB")).empty());
 
-    const auto info = test::RunCommand("oiiotool --info -v " +
-                                       test::Quoted(Out("Scene 1/Scene 1.086402.tiff")));
+    const auto info = test::RunCommand("oiiotool --info -v " + test::Quoted(Out("Scene 1/Scene 1.086402.tiff")));
     EXPECT_NE(info.output.find("40 x   24, 3 channel, uint16 tiff"), std::string::npos) << info.output;
 
     // Without the clip prefix, numbered by index, straight into the output folder.
@@ -110,7 +109,7 @@ TEST_F(TiffRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersUnchanged) {
 TEST_F(TiffRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheRunGoesOn) {
     TestPatternConfig big;
     big.width = 64;
-    big.height = 36;  // 13,830-byte files
+    big.height = 36;   // 13,830-byte files
     big.frames = 200;  // long enough that a loaded machine cannot finish before the disk fills
     big.decodeLatency = std::chrono::milliseconds(10);
     TestPatternConfig small;

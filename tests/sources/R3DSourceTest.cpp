@@ -90,8 +90,8 @@ TEST(R3DSource, TheDecodeResolutionIsTheSmallestThatCoversTheOutput) {
         {32, 16, false, 2},  // exactly half
         {33, 16, false, 1},  // one pixel more across
         {32, 17, false, 1},  // one pixel more down
-        {16, 8, false, 4},   {8, 4, false, 8},  {4, 2, false, 16}, {1, 1, false, 16},
-        {64, 32, true, 1},   // a blur below 4097 wide stays at full size
+        {16, 8, false, 4},  {8, 4, false, 8},  {4, 2, false, 16},
+        {1, 1, false, 16},  {64, 32, true, 1},  // a blur below 4097 wide stays at full size
     };
     for (const auto& k : cases) {
         auto s = OpenForOutput(path, k.w, k.h, 8, k.blur);
@@ -151,9 +151,7 @@ TEST(R3DSource, PrefetchedFramesEqualTheWrittenPictureAndTheRingKeepsItsContract
         EXPECT_FALSE(s->PreFectchFrame(4));  // all four slots are taken
         EXPECT_FALSE(s->DiscardFrame(5));
         for (int f = 0; f < 6; ++f) {
-            if (f >= 4) {
-                ASSERT_TRUE(s->PreFectchFrame(f));
-            }
+            if (f >= 4) { ASSERT_TRUE(s->PreFectchFrame(f)); }
             ASSERT_EQ(s->RetrieveBufferForFrame(f), kFrameReady);
             const auto expected = sdktest::Reduced(sdktest::Picture(48, 24, uint64_t(f)), 48, 24, divisor);
             ASSERT_EQ(std::memcmp(s->RawBuffer(), expected.data(), size_t(w) * h * 6), 0) << "frame " << f;

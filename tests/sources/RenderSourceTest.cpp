@@ -45,7 +45,9 @@ public:
     bool DiscardFrame(int32_t) override { return false; }
 };
 
-bool AllZero(const uint8_t* p, size_t n) { return std::all_of(p, p + n, [](uint8_t b) { return b == 0; }); }
+bool AllZero(const uint8_t* p, size_t n) {
+    return std::all_of(p, p + n, [](uint8_t b) { return b == 0; });
+}
 
 TEST(RenderSourceTest, FitAndSizeFollowTheWorkedExamples) {
     SizedSource s;
@@ -113,8 +115,7 @@ TEST(RenderSourceTest, PlacementCentresThePictureInItsBoxAndFillsAtFit2) {
     // Fit 2 stretches: each source row covers two output rows; packed RGB output.
     std::vector<uint16_t> packed(4 * 4 * 3);
     ASSERT_TRUE(PlaceFrame(src.data(), {4, 2, 4, 4, 2, 4, 2}, packed.data(), false));
-    for (uint32_t y = 0; y < 4; ++y)
-        EXPECT_EQ(packed[(y * 4 + 1) * 3], src[((y / 2) * 4 + 1) * 3]) << y;
+    for (uint32_t y = 0; y < 4; ++y) EXPECT_EQ(packed[(y * 4 + 1) * 3], src[((y / 2) * 4 + 1) * 3]) << y;
     // Fit 1 into 2 x 2 makes a 4 x 2 box: the middle two columns show.
     std::vector<uint16_t> crop(2 * 2 * 3);
     ASSERT_TRUE(PlaceFrame(src.data(), {4, 2, 2, 2, 1, 4, 2}, crop.data(), false));

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "datafile/DataFile.h"
 #include "core/Paths.h"
+#include "datafile/DataFile.h"
 #include "datafile/Resource.h"
 #include "ombrel-data/ExposureLuts.h"
 #include "ombrel-data/Generate.h"
@@ -99,8 +99,9 @@ double MidSlope(const std::vector<float>& table, const CameraEncoding& camera) {
 
 // Chroma of a chart colour through a table: the spread of its channels.
 double Chroma(const std::vector<float>& table, const CameraEncoding& camera, Rgb light) {
-    const auto out = LookupTable(table.data(), static_cast<float>(camera.Encode(light[0])),
-                                 static_cast<float>(camera.Encode(light[1])), static_cast<float>(camera.Encode(light[2])));
+    const auto out =
+        LookupTable(table.data(), static_cast<float>(camera.Encode(light[0])),
+                    static_cast<float>(camera.Encode(light[1])), static_cast<float>(camera.Encode(light[2])));
     return *std::max_element(out.begin(), out.end()) - *std::min_element(out.begin(), out.end());
 }
 
@@ -137,9 +138,9 @@ TEST(FilmDataCatalogue, HoldsTheStocksTagsAndProfilesEveryToolReads) {
         std::string error;
         EXPECT_TRUE(camera.Load(c.CameraPath(p), &error)) << error;
     }
-    const std::set<std::string> expectedProfiles = {"5D",           "RedOne",        "Red",          "EpicM",
-                                                    "RedOne_RC3RG3", "RedMX_RC3RG3", "EpicX_RC3RG3", "RedOne_RC3RLF",
-                                                    "RedMX_RC3RLF", "EpicX_RC3RLF"};
+    const std::set<std::string> expectedProfiles = {
+        "5D",           "RedOne",       "Red",           "EpicM",        "RedOne_RC3RG3",
+        "RedMX_RC3RG3", "EpicX_RC3RG3", "RedOne_RC3RLF", "RedMX_RC3RLF", "EpicX_RC3RLF"};
     EXPECT_EQ(profiles, expectedProfiles);
 }
 
@@ -208,7 +209,8 @@ TEST(FilmDataStockTables, EveryTableIsMonotoneOnTheNeutralAxisInRangeAndTimedToM
                 EXPECT_TRUE(std::all_of(table.begin(), table.end(), [](float v) { return std::isfinite(v); }));
                 for (int i = 1; i < kTableEdge; ++i) {
                     const auto a = Neutral(table, i - 1), b = Neutral(table, i);
-                    for (int c = 0; c < 3; ++c) ASSERT_LE(a[static_cast<size_t>(c)], b[static_cast<size_t>(c)]) << "level " << i;
+                    for (int c = 0; c < 3; ++c)
+                        ASSERT_LE(a[static_cast<size_t>(c)], b[static_cast<size_t>(c)]) << "level " << i;
                 }
                 // The scale spans most of the display range (the log looks a part of it).
                 EXPECT_GT(Neutral(table, 63)[1] - Neutral(table, 0)[1], statusM || entry.tag >= 50 ? 0.3 : 0.6);
@@ -223,7 +225,8 @@ TEST(FilmDataStockTables, EveryTableIsMonotoneOnTheNeutralAxisInRangeAndTimedToM
 TEST(FilmDataStockTables, StocksDifferTheWayTheFilmsDo) {
     const CameraEncoding camera = Camera("5D");
     std::map<std::string, std::vector<float>> tables;
-    for (const StockEntry& e : Data().catalogue().stocks()) tables[e.name] = BuildStockTable(camera, Stock(e.name), false);
+    for (const StockEntry& e : Data().catalogue().stocks())
+        tables[e.name] = BuildStockTable(camera, Stock(e.name), false);
 
     // Colour negatives keep greys grey over the scale (a little crossover is the stock's).
     for (const StockEntry& e : Data().catalogue().stocks()) {
@@ -249,7 +252,8 @@ TEST(FilmDataStockTables, StocksDifferTheWayTheFilmsDo) {
     for (size_t a = 0; a < bw.size(); ++a) {
         for (size_t b = a + 1; b < bw.size(); ++b) {
             double most = 0.0;
-            for (int i = 0; i < kTableEdge; ++i) most = std::max(most, std::abs(double(Neutral(tables[bw[a]], i)[0]) - Neutral(tables[bw[b]], i)[0]));
+            for (int i = 0; i < kTableEdge; ++i)
+                most = std::max(most, std::abs(double(Neutral(tables[bw[a]], i)[0]) - Neutral(tables[bw[b]], i)[0]));
             EXPECT_GT(most, 0.02) << bw[a] << " and " << bw[b] << " print alike";
         }
     }
@@ -259,7 +263,8 @@ TEST(FilmDataStockTables, StocksDifferTheWayTheFilmsDo) {
         return LookupTable(tables[name].data(), float(camera.Encode(light[0])), float(camera.Encode(light[1])),
                            float(camera.Encode(light[2])))[0];
     };
-    EXPECT_GT(bwLevel("KodakT-max", red), bwLevel("KodakTriX", red) + 0.02) << "extended red response prints reds lighter";
+    EXPECT_GT(bwLevel("KodakT-max", red), bwLevel("KodakTriX", red) + 0.02)
+        << "extended red response prints reds lighter";
 
     // Slides are punchier than the negatives of the same maker, and the landscape slide the most.
     const std::vector<float>& neg = tables["5207"];
@@ -277,8 +282,8 @@ TEST(FilmDataStockTables, StocksDifferTheWayTheFilmsDo) {
     EXPECT_LT(MidSlope(instant, camera), MidSlope(tables["FujiAstia100"], camera));
     EXPECT_GT(Neutral(instant, 0)[1], 0.1);
     EXPECT_LT(Neutral(neg, 0)[1], 0.05);
-    const auto greyOut = LookupTable(instant.data(), float(camera.Encode(0.18)), float(camera.Encode(0.18)),
-                                     float(camera.Encode(0.18)));
+    const auto greyOut =
+        LookupTable(instant.data(), float(camera.Encode(0.18)), float(camera.Encode(0.18)), float(camera.Encode(0.18)));
     EXPECT_GT(greyOut[0], greyOut[2] + 0.02);
 }
 
@@ -407,7 +412,9 @@ TEST(FilmDataExposure, TheTwoTablesAreInverseCurvesOfTheMovieEncoding) {
     double worstCode = 0.0, worstLog = 0.0;
     for (int n = 0; n < 65536; ++n) {
         const double code = n / 65535.0;
-        worstCode = std::max(worstCode, std::abs(logToCv[3 * static_cast<size_t>(logIndex(cvToLog[3 * static_cast<size_t>(n)]))] - code));
+        worstCode =
+            std::max(worstCode,
+                     std::abs(logToCv[3 * static_cast<size_t>(logIndex(cvToLog[3 * static_cast<size_t>(n)]))] - code));
         const double log = -3.0 + n * 6.0 / 65536.0;
         if (log >= 0.0) {
             EXPECT_FLOAT_EQ(logToCv[3 * static_cast<size_t>(n)], 1.0f) << "light above white clips";
@@ -415,9 +422,7 @@ TEST(FilmDataExposure, TheTwoTablesAreInverseCurvesOfTheMovieEncoding) {
         }
         const auto back = cvToLog[3 * static_cast<size_t>(logToCv[3 * static_cast<size_t>(n)] * 65535.0)];
         worstLog = std::max(worstLog, std::abs(back - log));
-        if (n > 0) {
-            ASSERT_GE(logToCv[3 * static_cast<size_t>(n)], logToCv[3 * static_cast<size_t>(n - 1)]);
-        }
+        if (n > 0) { ASSERT_GE(logToCv[3 * static_cast<size_t>(n)], logToCv[3 * static_cast<size_t>(n - 1)]); }
     }
     EXPECT_LT(worstCode, 2e-4);
     EXPECT_LT(worstLog, 3e-3);
@@ -434,7 +439,8 @@ TEST(FilmDataExposure, TheTwoTablesAreInverseCurvesOfTheMovieEncoding) {
     TempDir dir;
     const Result made = Shell(Tool("exposure-luts --out " + Q(dir.path())));
     ASSERT_EQ(made.status, 0) << made.output;
-    for (const auto& [name, table] : {std::pair{"5D_CV2logLUT.bin", &cvToLog}, std::pair{"5D_log2CVLUT.bin", &logToCv}}) {
+    for (const auto& [name, table] :
+         {std::pair{"5D_CV2logLUT.bin", &cvToLog}, std::pair{"5D_log2CVLUT.bin", &logToCv}}) {
         const std::string bytes = ReadWholeFile(dir / name);
         ASSERT_EQ(bytes.size(), 786432u) << name;
         EXPECT_EQ(FloatsFromLittleEndian(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()), *table) << name;
@@ -530,7 +536,8 @@ TEST(FilmDataGrain, ScansTileAcrossBothEdges) {
     cut.width = 300;
     cut.height = 200;
     for (int y = 0; y < cut.height; ++y)
-        cut.rgb.insert(cut.rgb.end(), full.rgb.begin() + 3 * y * full.width, full.rgb.begin() + 3 * (y * full.width + cut.width));
+        cut.rgb.insert(cut.rgb.end(), full.rgb.begin() + 3 * y * full.width,
+                       full.rgb.begin() + 3 * (y * full.width + cut.width));
     const SeamStats s = MeasureSeams(cut);
     EXPECT_GT(s.seamColumns, 1.3 * s.innerColumns);
     EXPECT_GT(s.seamRows, 1.3 * s.innerRows);
@@ -586,7 +593,8 @@ TEST(FilmDataGrain, CurvesPeakInTheMidTonesGrowWithSpeedAndAreGreyForBlackAndWhi
                 EXPECT_EQ(curve[3 * static_cast<size_t>(i)], curve[3 * static_cast<size_t>(i) + 2]);
             }
         }
-        if (e.tag < 50) speedAndPeak[model.kind()].push_back({model.speed(), *std::max_element(curve.begin(), curve.end())});
+        if (e.tag < 50)
+            speedAndPeak[model.kind()].push_back({model.speed(), *std::max_element(curve.begin(), curve.end())});
     }
     for (auto& [kind, list] : speedAndPeak) {
         for (const auto& a : list)

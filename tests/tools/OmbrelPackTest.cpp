@@ -109,12 +109,14 @@ TEST(DataPipeline, BuildMadeResourcesReadBackAndInstallUnderShareTessaly) {
     EXPECT_EQ(ReadWholeFile(root + "/Resources/Probe/plain.tin"), tableSource);
 
     TempDir prefix;
-    Result install = Shell(Q(CMAKE_COMMAND_PATH) + " --install " + Q(BUILD_TREE) + " --component ombrel_probe --prefix " +
-                         Q(prefix.path()));
+    Result install = Shell(Q(CMAKE_COMMAND_PATH) + " --install " + Q(BUILD_TREE) +
+                           " --component ombrel_probe --prefix " + Q(prefix.path()));
     ASSERT_EQ(install.status, 0) << install.output;
     const std::string installed = prefix / "share/tessaly";
-    EXPECT_EQ(ReadWholeFile(installed + "/Resources/Probe/probe.fs"), ReadWholeFile(root + "/Resources/Probe/probe.fs"));
-    EXPECT_EQ(ReadWholeFile(installed + "/Profiles/Probe/probe.tin"), ReadWholeFile(root + "/Profiles/Probe/probe.tin"));
+    EXPECT_EQ(ReadWholeFile(installed + "/Resources/Probe/probe.fs"),
+              ReadWholeFile(root + "/Resources/Probe/probe.fs"));
+    EXPECT_EQ(ReadWholeFile(installed + "/Profiles/Probe/probe.tin"),
+              ReadWholeFile(root + "/Profiles/Probe/probe.tin"));
     EXPECT_TRUE(std::filesystem::exists(installed + "/Resources/Probe/plain.tin"));
     // Nothing else rides along with the probe component.
     EXPECT_FALSE(std::filesystem::exists(prefix / "bin"));

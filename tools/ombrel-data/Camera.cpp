@@ -87,8 +87,7 @@ bool CameraEncoding::Load(const std::string& path, std::string* error) {
 
 double CameraEncoding::Decode(double code) const {
     switch (transfer_) {
-        case Transfer::Bt709:
-            return black_ + (1.0 - black_) * OetfInverse(code);
+        case Transfer::Bt709: return black_ + (1.0 - black_) * OetfInverse(code);
         case Transfer::Bt709Knee: {
             double u;
             if (code <= kneeCode_) {

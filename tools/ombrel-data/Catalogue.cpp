@@ -120,9 +120,7 @@ const ProfileEntry* Catalogue::FindProfile(const std::string& name) const {
     return nullptr;
 }
 
-std::string Catalogue::StockModelPath(const StockEntry& stock) const {
-    return dataDir_ + "/stocks/" + stock.modelFile;
-}
+std::string Catalogue::StockModelPath(const StockEntry& stock) const { return dataDir_ + "/stocks/" + stock.modelFile; }
 
 std::string Catalogue::CameraPath(const ProfileEntry& profile) const {
     return dataDir_ + "/cameras/" + profile.cameraFile;

@@ -71,7 +71,8 @@ public:
         image.rgb.resize(pixels_.size() * 3);
         for (size_t i = 0; i < pixels_.size(); ++i)
             for (size_t c = 0; c < 3; ++c)
-                image.rgb[3 * i + c] = static_cast<uint8_t>(std::lround(std::clamp(pixels_[i][c], 0.0f, 1.0f) * 255.0f));
+                image.rgb[3 * i + c] =
+                    static_cast<uint8_t>(std::lround(std::clamp(pixels_[i][c], 0.0f, 1.0f) * 255.0f));
         return image;
     }
 
@@ -90,13 +91,18 @@ Rgb Reflectance(int r, int g, int b) { return {SrgbToLinear(r), SrgbToLinear(g),
 // The classic 24-patch colour chart (published sRGB values) and six skin tones, as scene
 // reflectances under the grey card's light.
 const std::array<std::array<int, 3>, 24> kChart = {{
-    {115, 82, 68},  {194, 150, 130}, {98, 122, 157}, {87, 108, 67},   {133, 128, 177}, {103, 189, 170},
-    {214, 126, 44}, {80, 91, 166},   {193, 90, 99},  {94, 60, 108},   {157, 188, 64},  {224, 163, 46},
-    {56, 61, 150},  {70, 148, 73},   {175, 54, 60},  {231, 199, 31},  {187, 86, 149},  {8, 133, 161},
-    {243, 243, 242}, {200, 200, 200}, {160, 160, 160}, {122, 122, 121}, {85, 85, 85},  {52, 52, 52},
+    {115, 82, 68},   {194, 150, 130}, {98, 122, 157},  {87, 108, 67},   {133, 128, 177}, {103, 189, 170},
+    {214, 126, 44},  {80, 91, 166},   {193, 90, 99},   {94, 60, 108},   {157, 188, 64},  {224, 163, 46},
+    {56, 61, 150},   {70, 148, 73},   {175, 54, 60},   {231, 199, 31},  {187, 86, 149},  {8, 133, 161},
+    {243, 243, 242}, {200, 200, 200}, {160, 160, 160}, {122, 122, 121}, {85, 85, 85},    {52, 52, 52},
 }};
 const std::array<std::array<int, 3>, 6> kSkin = {{
-    {236, 192, 164}, {224, 172, 138}, {198, 140, 105}, {164, 110, 78}, {124, 82, 58}, {88, 58, 42},
+    {236, 192, 164},
+    {224, 172, 138},
+    {198, 140, 105},
+    {164, 110, 78},
+    {124, 82, 58},
+    {88, 58, 42},
 }};
 
 constexpr int kTileWidth = 334;
@@ -151,8 +157,9 @@ float SampleScan(const GrainScan& scan, const RangeMapping& map, double x, doubl
     auto at = [&](int xi, int yi) {
         xi = ((xi % scan.width) + scan.width) % scan.width;
         yi = ((yi % scan.height) + scan.height) % scan.height;
-        const double b = scan.rgb[3 * (static_cast<size_t>(yi) * static_cast<size_t>(scan.width) + static_cast<size_t>(xi)) +
-                                  static_cast<size_t>(c)];
+        const double b =
+            scan.rgb[3 * (static_cast<size_t>(yi) * static_cast<size_t>(scan.width) + static_cast<size_t>(xi)) +
+                     static_cast<size_t>(c)];
         return (b - map.lo) * map.k / 255.0;
     };
     return static_cast<float>((at(x0, y0) * (1 - fx) + at(x0 + 1, y0) * fx) * (1 - fy) +
@@ -187,8 +194,9 @@ bool BuildContactSheet(const DataSet& data, const std::string& profile, Image8* 
     const Rgbf background{0.13f, 0.13f, 0.13f};
     const Rgbf ink{0.85f, 0.85f, 0.85f};
     Canvas canvas(width, height, background);
-    canvas.Text(kMargin, kMargin, "PROFILE " + profile + " - 18% GREY AT " +
-                                      std::to_string(static_cast<int>(std::lround(data.viewing().midGreyOut * 100))) + "%",
+    canvas.Text(kMargin, kMargin,
+                "PROFILE " + profile + " - 18% GREY AT " +
+                    std::to_string(static_cast<int>(std::lround(data.viewing().midGreyOut * 100))) + "%",
                 2, ink);
 
     for (int t = 0; t < tiles; ++t) {

@@ -35,8 +35,8 @@ Mat3 Multiply(const Mat3& a, const Mat3& b) {
 }
 
 Mat3 Inverse(const Mat3& m) {
-    const double det = m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) +
-                       m[2] * (m[3] * m[7] - m[4] * m[6]);
+    const double det =
+        m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) + m[2] * (m[3] * m[7] - m[4] * m[6]);
     const double s = 1.0 / det;
     return {(m[4] * m[8] - m[5] * m[7]) * s, (m[2] * m[7] - m[1] * m[8]) * s, (m[1] * m[5] - m[2] * m[4]) * s,
             (m[5] * m[6] - m[3] * m[8]) * s, (m[0] * m[8] - m[2] * m[6]) * s, (m[2] * m[3] - m[0] * m[5]) * s,
@@ -85,8 +85,7 @@ Mat3 Rec709ToP3() {
 bool Viewing::Load(const std::string& path, std::string* error) {
     ParamFile file;
     if (!file.Load(path, error)) return false;
-    if (!file.Number("display_exponent", &displayExponent, error) ||
-        !file.Number("mid_grey_out", &midGreyOut, error))
+    if (!file.Number("display_exponent", &displayExponent, error) || !file.Number("mid_grey_out", &midGreyOut, error))
         return false;
     if (!file.Optional("status_m_black_code", &statusMBlackCode, error) ||
         !file.Optional("status_m_density_per_code", &statusMDensityPerCode, error))
@@ -110,8 +109,7 @@ StockModel::~StockModel() = default;
 StockModel::StockModel(StockModel&&) noexcept = default;
 StockModel& StockModel::operator=(StockModel&&) noexcept = default;
 
-bool StockModel::Load(const Catalogue& catalogue, const StockEntry& entry, const Viewing& viewing,
-                      std::string* error) {
+bool StockModel::Load(const Catalogue& catalogue, const StockEntry& entry, const Viewing& viewing, std::string* error) {
     return LoadFile(catalogue.StockModelPath(entry), viewing, error);
 }
 
@@ -121,8 +119,7 @@ bool StockModel::LoadFile(const std::string& path, const Viewing& viewing, std::
     return true;
 }
 
-bool StockModel::ReadLayers(const ParamFile& file, bool needMid, std::array<Layer, 3>* layers,
-                            std::string* error) {
+bool StockModel::ReadLayers(const ParamFile& file, bool needMid, std::array<Layer, 3>* layers, std::string* error) {
     Rgb dmin, dmax, gamma, softDmin, softDmax, mid{0.6, 0.6, 0.6};
     if (!file.Triple("dmin", &dmin, error) || !file.Triple("dmax", &dmax, error) ||
         !file.Triple("gamma", &gamma, error) || !file.Triple("soft_dmin", &softDmin, error) ||
@@ -130,8 +127,8 @@ bool StockModel::ReadLayers(const ParamFile& file, bool needMid, std::array<Laye
         return false;
     if (needMid && !file.Triple("mid", &mid, error)) return false;
     for (int c = 0; c < 3; ++c) {
-        if (!(dmax[c] > dmin[c] + 0.2 && gamma[c] > 0.05 && softDmin[c] >= 0.0 && softDmax[c] >= 0.0 &&
-              mid[c] > 0.0 && mid[c] < dmax[c] - dmin[c])) {
+        if (!(dmax[c] > dmin[c] + 0.2 && gamma[c] > 0.05 && softDmin[c] >= 0.0 && softDmax[c] >= 0.0 && mid[c] > 0.0 &&
+              mid[c] < dmax[c] - dmin[c])) {
             if (error) *error = file.path() + ": layer " + std::to_string(c) + " has densities out of range";
             return false;
         }
@@ -237,7 +234,8 @@ bool StockModel::Parse(const std::string& path, const Viewing& viewing, std::str
 
 Rgb StockModel::midTarget() const {
     Rgb target{};
-    for (int c = 0; c < 3; ++c) target[static_cast<size_t>(c)] = viewing_.midGreyOut * (1.0 + midTint_[static_cast<size_t>(c)]);
+    for (int c = 0; c < 3; ++c)
+        target[static_cast<size_t>(c)] = viewing_.midGreyOut * (1.0 + midTint_[static_cast<size_t>(c)]);
     return target;
 }
 

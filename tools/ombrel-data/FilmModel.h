@@ -108,7 +108,7 @@ private:
     double flare_ = 0;
     double printGrade_ = 1.0;  // contrast of the print stock against its nominal (paper grade)
     double exponent_ = 3.0;
-    std::array<double, 7> logc_{};  // cut a b c d e f
+    std::array<double, 7> logc_{};          // cut a b c d e f
     std::unique_ptr<StockModel> negative_;  // of the LogNegative kind
     double greyCode_ = 0.0;                 // 10-bit code of grey in a timed scan; 0: untimed
     Rgb balance_{0, 0, 0};                  // printer lights, or a positive's balance

@@ -60,7 +60,8 @@ std::vector<float> LayerField(const GrainParams& p, int layer, Random& random) {
     const double meanSquare = mean * mean * (1.0 + spread * spread);
     const double lambda = -std::log1p(-p.coverage[static_cast<size_t>(layer)]) / (kPi * meanSquare);
     const double expected = lambda * p.width * p.height;
-    const auto count = static_cast<long long>(std::max(0.0, std::round(expected + std::sqrt(expected) * random.Normal())));
+    const auto count =
+        static_cast<long long>(std::max(0.0, std::round(expected + std::sqrt(expected) * random.Normal())));
 
     for (long long g = 0; g < count; ++g) {
         const double cx = random.Uniform() * ws;
@@ -125,7 +126,8 @@ std::vector<float> LayerField(const GrainParams& p, int layer, Random& random) {
             float* out = tmp.data() + static_cast<size_t>(y) * static_cast<size_t>(p.width);
             for (int x = 0; x < p.width; ++x) {
                 float acc = 0.0f;
-                for (int i = -radius; i <= radius; ++i) acc += kernel[static_cast<size_t>(i + radius)] * in[Wrap(x + i, p.width)];
+                for (int i = -radius; i <= radius; ++i)
+                    acc += kernel[static_cast<size_t>(i + radius)] * in[Wrap(x + i, p.width)];
                 out[x] = acc;
             }
         }
@@ -134,7 +136,8 @@ std::vector<float> LayerField(const GrainParams& p, int layer, Random& random) {
             for (int x = 0; x < p.width; ++x) out[x] = 0.0f;
             for (int i = -radius; i <= radius; ++i) {
                 const float k = kernel[static_cast<size_t>(i + radius)];
-                const float* in = tmp.data() + static_cast<size_t>(Wrap(y + i, p.height)) * static_cast<size_t>(p.width);
+                const float* in =
+                    tmp.data() + static_cast<size_t>(Wrap(y + i, p.height)) * static_cast<size_t>(p.width);
                 for (int x = 0; x < p.width; ++x) out[x] += k * in[x];
             }
         }
@@ -196,7 +199,8 @@ std::vector<float> LanczosPass(const std::vector<float>& in, int w, int h, int r
         float* dst = tmp.data() + static_cast<size_t>(y) * static_cast<size_t>(w);
         for (int x = 0; x < w; ++x) {
             float acc = 0.0f;
-            for (int i = -radius; i <= radius; ++i) acc += kernel[static_cast<size_t>(i + radius)] * row[Wrap(x + i, w)];
+            for (int i = -radius; i <= radius; ++i)
+                acc += kernel[static_cast<size_t>(i + radius)] * row[Wrap(x + i, w)];
             dst[x] = acc;
         }
     }
@@ -217,7 +221,8 @@ bool GrainParams::Load(const std::string& path, std::string* error) {
     ParamFile file;
     if (!file.Load(path, error)) return false;
     double w, h, s, seedValue;
-    if (!file.Number("width", &w, error) || !file.Number("height", &h, error) || !file.Number("seed", &seedValue, error))
+    if (!file.Number("width", &w, error) || !file.Number("height", &h, error) ||
+        !file.Number("seed", &seedValue, error))
         return false;
     s = 4;
     if (!file.Optional("supersample", &s, error)) return false;
@@ -259,8 +264,9 @@ GrainScan GenerateGrainScan(const GrainParams& p) {
         channels[c].resize(pixels);
         double squares = 0.0;
         for (size_t i = 0; i < pixels; ++i) {
-            const float v = static_cast<float>(p.crosstalk[3 * c] * layers[0][i] + p.crosstalk[3 * c + 1] * layers[1][i] +
-                                               p.crosstalk[3 * c + 2] * layers[2][i]);
+            const float v =
+                static_cast<float>(p.crosstalk[3 * c] * layers[0][i] + p.crosstalk[3 * c + 1] * layers[1][i] +
+                                   p.crosstalk[3 * c + 2] * layers[2][i]);
             channels[c][i] = v;
             squares += static_cast<double>(v) * v;
         }
@@ -302,8 +308,10 @@ GrainScan GenerateGrainScan(const GrainParams& p) {
             const size_t row = static_cast<size_t>(y) * static_cast<size_t>(p.width);
             // Quarter steps keep the sliding extremes exact for integers and fine for floats.
             for (int x = 0; x < p.width; ++x) {
-                lows[static_cast<size_t>(x)] = static_cast<int>(std::floor(lowsAll[row + static_cast<size_t>(x)] * 4.0f));
-                highs[static_cast<size_t>(x)] = static_cast<int>(std::ceil(highsAll[row + static_cast<size_t>(x)] * 4.0f));
+                lows[static_cast<size_t>(x)] =
+                    static_cast<int>(std::floor(lowsAll[row + static_cast<size_t>(x)] * 4.0f));
+                highs[static_cast<size_t>(x)] =
+                    static_cast<int>(std::ceil(highsAll[row + static_cast<size_t>(x)] * 4.0f));
             }
             const auto lo = CyclicWindow(lows, window, false);
             const auto hi = CyclicWindow(highs, window, true);
@@ -407,7 +415,8 @@ ScanStats MappedStats(const GrainScan& scan) {
             squares += v * v;
         }
         stats.mean[c] = sum / static_cast<double>(pixels);
-        stats.stdDev[c] = std::sqrt(std::max(0.0, squares / static_cast<double>(pixels) - stats.mean[c] * stats.mean[c]));
+        stats.stdDev[c] =
+            std::sqrt(std::max(0.0, squares / static_cast<double>(pixels) - stats.mean[c] * stats.mean[c]));
     }
     return stats;
 }
@@ -416,7 +425,9 @@ SeamStats MeasureSeams(const GrainScan& scan) {
     SeamStats s;
     const int w = scan.width, h = scan.height;
     auto at = [&](int x, int y, int c) {
-        return static_cast<double>(scan.rgb[3 * (static_cast<size_t>(y) * static_cast<size_t>(w) + static_cast<size_t>(x)) + static_cast<size_t>(c)]);
+        return static_cast<double>(
+            scan.rgb[3 * (static_cast<size_t>(y) * static_cast<size_t>(w) + static_cast<size_t>(x)) +
+                     static_cast<size_t>(c)]);
     };
     double inner = 0.0;
     long long innerCount = 0;
@@ -445,11 +456,11 @@ bool GrainCurveParams::Load(const std::string& path, std::string* error) {
     ParamFile file;
     if (!file.Load(path, error)) return false;
     if (!file.Number("strength_per_rms", &strengthPerRms, error) || !file.Number("peak_level", &peakLevel, error) ||
-        !file.Number("half_width_low", &halfWidthLow, error) || !file.Number("half_width_high", &halfWidthHigh, error) ||
-        !file.Number("floor", &floor, error))
+        !file.Number("half_width_low", &halfWidthLow, error) ||
+        !file.Number("half_width_high", &halfWidthHigh, error) || !file.Number("floor", &floor, error))
         return false;
-    if (!(strengthPerRms > 0.0 && peakLevel > 0.05 && peakLevel < 0.95 && halfWidthLow > 0.01 &&
-          halfWidthHigh > 0.01 && floor >= 0.0 && floor < 1.0)) {
+    if (!(strengthPerRms > 0.0 && peakLevel > 0.05 && peakLevel < 0.95 && halfWidthLow > 0.01 && halfWidthHigh > 0.01 &&
+          floor >= 0.0 && floor < 1.0)) {
         if (error) *error = path + ": curve parameters out of range";
         return false;
     }

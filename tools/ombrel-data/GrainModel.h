@@ -26,10 +26,10 @@ struct GrainParams {
     std::array<double, 3> radius{0.4, 0.4, 0.4};  // mean grain radius per layer, in pixels
     std::array<double, 3> spread{0.3, 0.3, 0.3};  // relative standard deviation of the radius
     std::array<double, 3> coverage{0.5, 0.5, 0.5};
-    double blur = 0.55;                           // scanner Gaussian sigma, pixels
+    double blur = 0.55;  // scanner Gaussian sigma, pixels
     std::array<double, 9> crosstalk{1, 0, 0, 0, 1, 0, 0, 0, 1};
-    double amplitude = 30.0;                      // 8-bit units per standard deviation
-    double targetStd = 0.15;                      // spread after the reader's range mapping
+    double amplitude = 30.0;  // 8-bit units per standard deviation
+    double targetStd = 0.15;  // spread after the reader's range mapping
     bool Load(const std::string& path, std::string* error);
 };
 

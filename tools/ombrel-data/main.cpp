@@ -72,9 +72,7 @@ int main(int argc, char** argv) {
 
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : 2;
-    }
+    } catch (const CLI::ParseError& e) { return app.exit(e) == 0 ? 0 : 2; }
 
     DataSet data;
     std::string error;

@@ -98,9 +98,7 @@ int main(int argc, char** argv) {
 
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : 2;
-    }
+    } catch (const CLI::ParseError& e) { return app.exit(e) == 0 ? 0 : 2; }
     if (scramble->parsed()) return Scramble(in, out, gzip);
     return Unscramble(in, out, gunzip);
 }

@@ -50,8 +50,9 @@ bool ParseRate(const std::string& text, uint32_t* numerator, uint16_t* denominat
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Writes a synthetic R3D clip: colour bars, a grey ramp, chart patches and a moving ball, "
-                 "with a tone on the first two audio channels."};
+    CLI::App app{
+        "Writes a synthetic R3D clip: colour bars, a grey ramp, chart patches and a moving ball, "
+        "with a tone on the first two audio channels."};
     std::string out;
     std::string size = "1920x1080";
     uint64_t frames = 48;
@@ -75,12 +76,18 @@ int main(int argc, char** argv) {
         ->capture_default_str()
         ->check(CLI::IsMember({3, 4, 5}));
     app.add_option("--minor", minor, "minor version (default 0 for 3 and 4, 2 for 5)")->check(CLI::Range(0, 255));
-    app.add_option("--files", files, "number of files to spread the frames over")->capture_default_str()->check(CLI::Range(1, 999));
+    app.add_option("--files", files, "number of files to spread the frames over")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 999));
     app.add_flag("--no-footer", noFooter, "leave the footer out (the reader's scan finds the frames)");
     app.add_flag("--no-index", noIndex, "leave the index tables out as well");
     app.add_option("--timecode", timecode, "start timecode HH:MM:SS:FF")->capture_default_str();
-    app.add_option("--audio-channels", channels, "audio channels, 0 for none")->capture_default_str()->check(CLI::Range(0, 8));
-    app.add_option("--sample-rate", sampleRate, "audio sample rate")->capture_default_str()->check(CLI::Range(8000, 192000));
+    app.add_option("--audio-channels", channels, "audio channels, 0 for none")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 8));
+    app.add_option("--sample-rate", sampleRate, "audio sample rate")
+        ->capture_default_str()
+        ->check(CLI::Range(8000, 192000));
     app.add_option("--camera-code", cameraCode, "camera code of a second-generation clip (1 to 7)")
         ->capture_default_str()
         ->check(CLI::Range(0, 255));
@@ -92,9 +99,7 @@ int main(int argc, char** argv) {
     app.add_flag("--force", force, "replace existing files");
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : 2;
-    }
+    } catch (const CLI::ParseError& e) { return app.exit(e) == 0 ? 0 : 2; }
 
     R3DClipSpec spec;
     unsigned w = 0, h = 0;

@@ -13,8 +13,8 @@ colorBall2DLUT::colorBall2DLUT()
       highAtCentre(1.0f),
       highAtRim(1.5f) {}
 
-void colorBall2DLUT::getLUT(float shadowAngle, float shadowStrength, float midAngle, float midStrength,
-                            float highAngle, float highStrength, int count, float scale, float* output) {
+void colorBall2DLUT::getLUT(float shadowAngle, float shadowStrength, float midAngle, float midStrength, float highAngle,
+                            float highStrength, int count, float scale, float* output) {
     const CBRGBdata cs = colorBallQuadrant(shadowAngle);
     const CBRGBdata cm = colorBallQuadrant(midAngle);
     const CBRGBdata ch = colorBallQuadrant(highAngle);
@@ -33,13 +33,13 @@ CBRGBdata colorBall2DLUT::colorBallQuadrant(float angle) {
     const double td = t;
     constexpr double kSixth = 1.0 / 6.0;
     constexpr double kFiveSixths = 5.0 / 6.0;
-    if (td >= kSixth && t < 0.5f) return {1.0f, 0.0f, -3.0f * t + 1.5f};             // magenta .. red
-    if (td >= -kSixth && td < kSixth) return {3.0f * t + 0.5f, 0.0f, 1.0f};          // blue .. magenta
-    if (t >= -0.5f && td < -kSixth) return {0.0f, -3.0f * t - 0.5f, 1.0f};           // cyan .. blue
-    if (td >= -kFiveSixths && t < -0.5f) return {0.0f, 1.0f, 3.0f * t + 2.5f};       // green .. cyan
-    if (t >= -1.0f && td < -kFiveSixths) return {-3.0f * t - 2.5f, 1.0f, 0.0f};      // (0.5, 1, 0) .. green
-    if (td > kFiveSixths && t <= 1.0f) return {-3.0f * t + 3.5f, 1.0f, 0.0f};        // yellow .. (0.5, 1, 0)
-    if (t >= 0.5f && td < kFiveSixths) return {1.0f, 3.0f * t - 1.5f, 0.0f};         // red .. yellow
+    if (td >= kSixth && t < 0.5f) return {1.0f, 0.0f, -3.0f * t + 1.5f};         // magenta .. red
+    if (td >= -kSixth && td < kSixth) return {3.0f * t + 0.5f, 0.0f, 1.0f};      // blue .. magenta
+    if (t >= -0.5f && td < -kSixth) return {0.0f, -3.0f * t - 0.5f, 1.0f};       // cyan .. blue
+    if (td >= -kFiveSixths && t < -0.5f) return {0.0f, 1.0f, 3.0f * t + 2.5f};   // green .. cyan
+    if (t >= -1.0f && td < -kFiveSixths) return {-3.0f * t - 2.5f, 1.0f, 0.0f};  // (0.5, 1, 0) .. green
+    if (td > kFiveSixths && t <= 1.0f) return {-3.0f * t + 3.5f, 1.0f, 0.0f};    // yellow .. (0.5, 1, 0)
+    if (t >= 0.5f && td < kFiveSixths) return {1.0f, 3.0f * t - 1.5f, 0.0f};     // red .. yellow
     return {};  // not a number: no hue, the ball changes nothing
 }
 

@@ -130,8 +130,7 @@ void RoundTablesToHalf(CoreShaderInputs& in) {
 
 float SCurve(float x) { return x + 0.5f * x * (1.0f - x) * (2.0f * x - 1.0f); }
 
-std::array<float, 4> CoreShader(const CoreShaderInputs& in, const std::array<float, 4>& p, float fragX,
-                                float fragY) {
+std::array<float, 4> CoreShader(const CoreShaderInputs& in, const std::array<float, 4>& p, float fragX, float fragY) {
     float c[3] = {Clamp01(p[0]), Clamp01(p[1]), Clamp01(p[2])};
     if (!in.exposureIsIdentity)
         for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.exposure.data(), kTableEntries, 3, k, Coord4095(c[k]));
@@ -162,8 +161,8 @@ std::array<float, 4> CoreShader(const CoreShaderInputs& in, const std::array<flo
             if (pos[k] < 0.0f) pos[k] += size[k];
         }
         const float* texel =
-            in.grainImage.data() + 3 * (static_cast<size_t>(pos[1]) * static_cast<size_t>(in.grainWidth) +
-                                        static_cast<size_t>(pos[0]));
+            in.grainImage.data() +
+            3 * (static_cast<size_t>(pos[1]) * static_cast<size_t>(in.grainWidth) + static_cast<size_t>(pos[0]));
         float g[3] = {texel[0] - in.grainNeutral[0], texel[1] - in.grainNeutral[1], texel[2] - in.grainNeutral[2]};
         const float mono = g[0] * kLuma[0] + g[1] * kLuma[1] + g[2] * kLuma[2];
         const float level = Clamp01(c[0] * kLuma[0] + c[1] * kLuma[1] + c[2] * kLuma[2]);
@@ -209,8 +208,8 @@ namespace {
 
 // One blur pass, drawn as the pipeline draws it: the quad is flipped, so output row y reads
 // input row height - 1 - y.
-Image BlurPass(const Image& in, const std::array<float, 5>& weight, const std::array<float, 5>& offset,
-               bool horizontal, HalfRounding rounding) {
+Image BlurPass(const Image& in, const std::array<float, 5>& weight, const std::array<float, 5>& offset, bool horizontal,
+               HalfRounding rounding) {
     Image out;
     out.width = in.width;
     out.height = in.height;

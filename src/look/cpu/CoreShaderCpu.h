@@ -80,8 +80,12 @@ struct Image {
     int width = 0;
     int height = 0;
     std::vector<float> rgba;
-    const float* at(int x, int y) const { return rgba.data() + 4 * ((static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x))); }
-    float* at(int x, int y) { return rgba.data() + 4 * ((static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x))); }
+    const float* at(int x, int y) const {
+        return rgba.data() + 4 * ((static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)));
+    }
+    float* at(int x, int y) {
+        return rgba.data() + 4 * ((static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)));
+    }
 };
 
 // A packed 16-bit RGB frame (host order, row 0 first) as a texture of that size; `half`

@@ -79,16 +79,16 @@ public:
 
     // The scalars are plain so that a caller can read and tune them; the tables and their
     // lengths change only through the setters, which keep them consistent.
-    float exposureLog = 0.0f;       // decades
-    float colorTempOffset = 0.0f;   // Kelvin, 0 at 5600 K
+    float exposureLog = 0.0f;      // decades
+    float colorTempOffset = 0.0f;  // Kelvin, 0 at 5600 K
     float logLow = -3.0f;
     float logHigh = 3.0f;
     float linearLow = 0.001f;
     float linearHigh = 1000.0f;
-    float logToIndexScale = 0.0f;   // set with the log-to-code tables
+    float logToIndexScale = 0.0f;  // set with the log-to-code tables
     float colorTempScale = 1.0f;
-    float warmRange = 6400.0f;      // offset of the full warm gains (12000 K)
-    float coolRange = -3900.0f;     // offset of the full cool gains (1700 K)
+    float warmRange = 6400.0f;   // offset of the full warm gains (12000 K)
+    float coolRange = -3900.0f;  // offset of the full cool gains (1700 K)
 
 private:
     using Table = std::unique_ptr<float[]>;

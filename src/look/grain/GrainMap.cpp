@@ -42,7 +42,9 @@ int Truncate(double v) {
 
 int Wrap(int v, int n) { return ((v % n) + n) % n; }
 
-std::unique_ptr<uint8_t[]> TryAllocate(size_t bytes) { return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]); }
+std::unique_ptr<uint8_t[]> TryAllocate(size_t bytes) {
+    return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]);
+}
 
 }  // namespace
 
@@ -51,8 +53,7 @@ void SetGrainResizeHooksForTesting(GrainResizeHooks hooks) {
     Hooks() = std::move(hooks);
 }
 
-BitmapRepPtr GrainMap::resizeNSImageToSize(const BitmapRepPtr& scan, float width, float height,
-                                           GrainSize* grainSize) {
+BitmapRepPtr GrainMap::resizeNSImageToSize(const BitmapRepPtr& scan, float width, float height, GrainSize* grainSize) {
     const int iw = scan ? scan->width : 0;
     const int ih = scan ? scan->height : 0;
     auto original = [&]() {
@@ -167,10 +168,12 @@ GrainMap::GrainMap(BitmapRepPtr scan, float width, float height) {
     MapRange();
 }
 
-GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::string stockName,
-                   std::string grainName)
-    : width_(std::max(width, 0)), height_(std::max(height, 0)), textureData_(std::move(textureData)),
-      grainCurve_(std::make_shared<GrainLookup>()), stockName_(std::move(stockName)),
+GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::string stockName, std::string grainName)
+    : width_(std::max(width, 0)),
+      height_(std::max(height, 0)),
+      textureData_(std::move(textureData)),
+      grainCurve_(std::make_shared<GrainLookup>()),
+      stockName_(std::move(stockName)),
       grainName_(std::move(grainName)) {
     grainSize_ = {static_cast<float>(width_), static_cast<float>(height_)};
     const size_t pixels = static_cast<size_t>(width_) * static_cast<size_t>(height_);
@@ -181,7 +184,8 @@ GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::s
         for (int c = 0; c < 3; ++c) sum[static_cast<size_t>(c)] += textureData_[i * 3 + static_cast<size_t>(c)];
     }
     if (pixels > 0) {
-        for (int c = 0; c < 3; ++c) mean_[static_cast<size_t>(c)] = static_cast<float>(sum[static_cast<size_t>(c)] / pixels);
+        for (int c = 0; c < 3; ++c)
+            mean_[static_cast<size_t>(c)] = static_cast<float>(sum[static_cast<size_t>(c)] / pixels);
     }
 }
 
@@ -227,7 +231,8 @@ void GrainMap::MapRange() {
         }
     }
     const double pixels = static_cast<double>(width_) * height_;
-    for (int c = 0; c < 3; ++c) mean_[static_cast<size_t>(c)] = static_cast<float>(sum[static_cast<size_t>(c)] / pixels);
+    for (int c = 0; c < 3; ++c)
+        mean_[static_cast<size_t>(c)] = static_cast<float>(sum[static_cast<size_t>(c)] / pixels);
 }
 
 void GrainMap::SetGrainAmount(double amount) {

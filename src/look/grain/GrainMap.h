@@ -36,8 +36,7 @@ public:
     // edges before it is scaled. A target larger than the scan in both axes magnifies a
     // centred crop instead, so the result stays about the scan's size. On failure the scan
     // itself comes back. `grainSize` receives the size of what comes back.
-    static BitmapRepPtr resizeNSImageToSize(const BitmapRepPtr& scan, float width, float height,
-                                            GrainSize* grainSize);
+    static BitmapRepPtr resizeNSImageToSize(const BitmapRepPtr& scan, float width, float height, GrainSize* grainSize);
 
     // Makes the per-channel grain values for amount A: (level * 65535 - 32767) * A, signed
     // around mid grey. The texture does not depend on A. The same amount again costs nothing.
@@ -103,8 +102,8 @@ using GrainMapPtr = std::shared_ptr<GrainMap>;
 // Seams for tests of the resize's failure paths. Empty members keep the real behaviour.
 struct GrainResizeHooks {
     // Scales one plane, as ScalePlanar8.
-    std::function<int(const uint8_t* src, int srcWidth, int srcHeight, int srcStride, uint8_t* dst,
-                      int dstWidth, int dstHeight, int dstStride)>
+    std::function<int(const uint8_t* src, int srcWidth, int srcHeight, int srcStride, uint8_t* dst, int dstWidth,
+                      int dstHeight, int dstStride)>
         scalePlane;
     // Asked with the total size of the work buffers before they are allocated.
     std::function<bool(size_t bytes)> mayAllocate;

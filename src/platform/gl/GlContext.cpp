@@ -63,9 +63,18 @@ bool InitDisplay(EGLDisplay display, DisplayState& state) {
     state.configless = HasToken(ext, "EGL_KHR_no_config_context") || HasToken(ext, "EGL_MESA_configless_context");
     state.surfaceless = HasToken(ext, "EGL_KHR_surfaceless_context");
     if (!state.configless || !state.surfaceless) {
-        const EGLint attribs[] = {EGL_SURFACE_TYPE,    EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
-                                  EGL_RED_SIZE,        8,               EGL_GREEN_SIZE,      8,
-                                  EGL_BLUE_SIZE,       8,               EGL_ALPHA_SIZE,      8,
+        const EGLint attribs[] = {EGL_SURFACE_TYPE,
+                                  EGL_PBUFFER_BIT,
+                                  EGL_RENDERABLE_TYPE,
+                                  EGL_OPENGL_BIT,
+                                  EGL_RED_SIZE,
+                                  8,
+                                  EGL_GREEN_SIZE,
+                                  8,
+                                  EGL_BLUE_SIZE,
+                                  8,
+                                  EGL_ALPHA_SIZE,
+                                  8,
                                   EGL_NONE};
         EGLint count = 0;
         if (!eglChooseConfig(display, attribs, &state.pbufferConfig, 1, &count) || count < 1) {
@@ -87,15 +96,16 @@ DisplayState& Display() {
             InitDisplay(eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr), state)) {
             return;
         }
-        if (platformBase && HasToken(client, "EGL_EXT_platform_device") && HasToken(client, "EGL_EXT_device_enumeration")) {
+        if (platformBase && HasToken(client, "EGL_EXT_platform_device") &&
+            HasToken(client, "EGL_EXT_device_enumeration")) {
             EGLint count = 0;
             eglQueryDevicesEXT(0, nullptr, &count);
             std::vector<EGLDeviceEXT> devices(static_cast<size_t>(count > 0 ? count : 0));
             if (count > 0 && eglQueryDevicesEXT(count, devices.data(), &count)) {
                 for (EGLint i = 0; i < count; ++i) {
-                    if (InitDisplay(eglGetPlatformDisplayEXT(EGL_PLATFORM_DEVICE_EXT, devices[static_cast<size_t>(i)],
-                                                             nullptr),
-                                    state)) {
+                    if (InitDisplay(
+                            eglGetPlatformDisplayEXT(EGL_PLATFORM_DEVICE_EXT, devices[static_cast<size_t>(i)], nullptr),
+                            state)) {
                         return;
                     }
                 }
@@ -200,7 +210,8 @@ std::shared_ptr<GlContext> GlContext::Create(const GlContext* shareWith, std::st
         eglMakeCurrent(d.display, prevDraw, prevRead, prevContext);
         tCurrent = prevOurs;
     }
-    if (version < 20) return fail(fmt::format("OpenGL 2.0 or later is needed, the driver offers {}.{}", version / 10, version % 10));
+    if (version < 20)
+        return fail(fmt::format("OpenGL 2.0 or later is needed, the driver offers {}.{}", version / 10, version % 10));
     if (!rect) return fail("the driver lacks rectangle textures");
     if (!fbo) return fail("the driver lacks framebuffer objects");
     return result;

@@ -51,7 +51,9 @@ GlObject GlObject::Buffer() {
 }
 
 namespace glfbo {
-void GenFramebuffers(GLsizei n, GLuint* names) { CoreFbo() ? glGenFramebuffers(n, names) : glGenFramebuffersEXT(n, names); }
+void GenFramebuffers(GLsizei n, GLuint* names) {
+    CoreFbo() ? glGenFramebuffers(n, names) : glGenFramebuffersEXT(n, names);
+}
 void DeleteFramebuffers(GLsizei n, const GLuint* names) {
     CoreFbo() ? glDeleteFramebuffers(n, names) : glDeleteFramebuffersEXT(n, names);
 }

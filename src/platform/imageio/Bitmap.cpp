@@ -48,9 +48,7 @@ std::shared_ptr<BitmapRep> BitmapRep::TryRgba8(int width, int height) {
         rep->bytesPerRow = width * 4;
         rep->data.assign(bytes, 0);
         return rep;
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    } catch (const std::length_error&) {
+    } catch (const std::bad_alloc&) { return nullptr; } catch (const std::length_error&) {
         return nullptr;
     }
 }

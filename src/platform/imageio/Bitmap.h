@@ -29,9 +29,7 @@ struct BitmapRep {
     static std::shared_ptr<BitmapRep> TryRgba8(int width, int height);
     bool empty() const { return width <= 0 || height <= 0 || data.empty(); }
     uint8_t* row(int y) { return data.data() + static_cast<size_t>(y) * static_cast<size_t>(bytesPerRow); }
-    const uint8_t* row(int y) const {
-        return data.data() + static_cast<size_t>(y) * static_cast<size_t>(bytesPerRow);
-    }
+    const uint8_t* row(int y) const { return data.data() + static_cast<size_t>(y) * static_cast<size_t>(bytesPerRow); }
 };
 
 using BitmapRepPtr = std::shared_ptr<const BitmapRep>;

@@ -10,9 +10,7 @@
 namespace ombrel {
 namespace {
 
-double RateOf(AVRational r) {
-    return (r.num > 0 && r.den > 0) ? av_q2d(r) : 0.0;
-}
+double RateOf(AVRational r) { return (r.num > 0 && r.den > 0) ? av_q2d(r) : 0.0; }
 
 MovieTrack TrackOf(const AVStream* stream) {
     const AVCodecParameters* par = stream->codecpar;
@@ -108,9 +106,7 @@ MovieProbe::MovieProbe(const std::string& path) {
     ok_ = true;
 }
 
-MovieProbe::~MovieProbe() {
-    FormatContextPtr close(context_);
-}
+MovieProbe::~MovieProbe() { FormatContextPtr close(context_); }
 
 bool ProbeMovie(const std::string& path, MovieInfo& out, std::string* error) {
     MovieProbe probe(path);

@@ -14,13 +14,13 @@ enum class MediaKind { Video, Audio, Other };
 struct MovieTrack {
     int index = -1;
     MediaKind kind = MediaKind::Other;
-    std::string codecName;       // empty when FFmpeg does not know the codec
-    uint32_t codecTag = 0;       // the container's four characters, first one in the low byte
+    std::string codecName;  // empty when FFmpeg does not know the codec
+    uint32_t codecTag = 0;  // the container's four characters, first one in the low byte
     bool decoderAvailable = false;
-    int64_t sampleCount = 0;     // 0 when the container does not say
-    int timeBaseNum = 0;         // one tick of duration is timeBaseNum / timeBaseDen seconds
+    int64_t sampleCount = 0;  // 0 when the container does not say
+    int timeBaseNum = 0;      // one tick of duration is timeBaseNum / timeBaseDen seconds
     int timeBaseDen = 0;
-    int64_t duration = 0;        // in ticks; 0 when unknown
+    int64_t duration = 0;  // in ticks; 0 when unknown
     double averageFrameRate = 0.0;
     double realFrameRate = 0.0;  // FFmpeg's guess at the base rate
     int width = 0;

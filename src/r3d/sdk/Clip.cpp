@@ -207,7 +207,8 @@ int Clip::DevelopInPlace(uint16_t* rgb, size_t width, size_t height, size_t rowB
         const auto wb = WhiteBalanceGains(shotKelvin, settings->kelvin);
         for (size_t c = 0; c < 3; ++c) gains[c] *= wb[c];
     }
-    if (!std::isfinite(gains[0]) || !std::isfinite(gains[1]) || !std::isfinite(gains[2])) return kDecodeInvalidParameter;
+    if (!std::isfinite(gains[0]) || !std::isfinite(gains[1]) || !std::isfinite(gains[2]))
+        return kDecodeInvalidParameter;
 
     std::shared_ptr<const Development> d;
     {
@@ -297,9 +298,7 @@ int Clip::DecodeVideoFrame(size_t frame, const VideoDecodeJob& job) const {
                 }
         }
         return kDecodeOk;
-    } catch (const std::bad_alloc&) {
-        return kDecodeOutOfMemory;
-    }
+    } catch (const std::bad_alloc&) { return kDecodeOutOfMemory; }
 }
 
 // ---------------------------------------------------------------------------------------
@@ -346,9 +345,7 @@ int Clip::DecodeAudioBlock(size_t block, void* destination, size_t* size) const 
             }
         *size = size_t(got);
         return kAudioOk;
-    } catch (const std::bad_alloc&) {
-        return kAudioReadFailed;
-    }
+    } catch (const std::bad_alloc&) { return kAudioReadFailed; }
 }
 
 }  // namespace ombrel::R3DSDK

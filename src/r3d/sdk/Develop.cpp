@@ -123,8 +123,8 @@ DevelopTables MakeDevelopTables(int gammaCurve, const std::array<double, 3>& gai
         const double light = PayloadCodeToLight(v / 65535.0);
         for (int c = 0; c < 3; ++c) {
             // Equal gains give equal tables; a gain of 1 on the plain curve keeps the sample.
-            const double code = plainCurve && gains[size_t(c)] == 1.0 ? v / 65535.0
-                                                                     : LightToCode(gammaCurve, light * gains[size_t(c)]);
+            const double code =
+                plainCurve && gains[size_t(c)] == 1.0 ? v / 65535.0 : LightToCode(gammaCurve, light * gains[size_t(c)]);
             t.table[size_t(c)][v] = uint16_t(std::lround(code * 65535.0));
         }
     }

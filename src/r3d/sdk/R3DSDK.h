@@ -40,16 +40,16 @@ enum DecodeStatus : int {
     kDecodeResourceNotOpened = 3,
     kDecodeUnknownError = 4,
     kDecodeOutOfMemory = 5,
-    kDecodeInvalidParameter = 6,      // a frame beyond the clip, an unknown decode mode
+    kDecodeInvalidParameter = 6,  // a frame beyond the clip, an unknown decode mode
     kDecodeClipNotOpen = 7,
-    kDecodeOutputBufferInvalid = 8,   // null, too small for the rows asked, or not on 16 bytes
+    kDecodeOutputBufferInvalid = 8,  // null, too small for the rows asked, or not on 16 bytes
     kDecodeInvalidPixelType = 9,
     kDecodePlatformNotSupported = 10,
     kDecodeCannotReadFromFile = 11,
     kDecodeOldDriverFirmware = 12,
-    kDecodeDroppedFrame = 13,         // the camera dropped this frame: no picture was recorded
-    kDecodeNeedsMakersDecoder = 14,   // the camera maker's compressed image data
-    kDecodeDamagedImageData = 15,     // our payload, but it does not hold together
+    kDecodeDroppedFrame = 13,        // the camera dropped this frame: no picture was recorded
+    kDecodeNeedsMakersDecoder = 14,  // the camera maker's compressed image data
+    kDecodeDamagedImageData = 15,    // our payload, but it does not hold together
 };
 // "this frame's image data needs the camera maker's decoder" and the like.
 const char* DecodeStatusText(int status);
@@ -57,7 +57,7 @@ const char* DecodeStatusText(int status);
 // Results of DecodeAudioBlock.
 enum AudioStatus : int {
     kAudioOk = 0,
-    kAudioBadBuffer = 1,      // destination not on 512 bytes, size not a multiple of 512, or too small
+    kAudioBadBuffer = 1,  // destination not on 512 bytes, size not a multiple of 512, or too small
     kAudioNoSuchBlock = 3,
     kAudioReadFailed = 6,
     kAudioClipNotOpen = 9,

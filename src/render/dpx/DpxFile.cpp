@@ -91,9 +91,9 @@ std::string DpxFile::SizeProblem(int64_t width, int64_t height) {
 }
 
 void DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(DpxHeader* h, int width, int height, int frames,
-                                                                      float fps, const std::string& filename,
-                                                                      const DpxTimecode& timecode,
-                                                                      std::chrono::system_clock::time_point created) {
+                                                                    float fps, const std::string& filename,
+                                                                    const DpxTimecode& timecode,
+                                                                    std::chrono::system_clock::time_point created) {
     std::memset(h->bytes, 0, kDpxHeaderBytes);
     const std::string stem = Stem(filename);
     const uint32_t w = static_cast<uint32_t>(width);
@@ -165,7 +165,7 @@ void DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(DpxHeader* h
 }
 
 void DpxFile::UpdateHeaderWithTimecodeForFramePath(DpxHeader* h, const DpxTimecode& timecode, int frame,
-                                                     const std::string& path) {
+                                                   const std::string& path) {
     PutText(h, dpx::kSourceFileName, dpx::kSourceFileNameWidth, LastComponent(path));
     Put32(h, dpx::kFramePosition, static_cast<uint32_t>(frame));
     Put32(h, dpx::kTimeCode, TimecodeBits(timecode));

@@ -53,8 +53,7 @@ void DpxRenderer::PrepareFrameForWriting(const RenderSetup& /*setup*/, int /*fra
 
 bool DpxRenderer::WriteFrameToPath(const RenderSetup& /*setup*/, int frame, uint8_t* /*buffer*/,
                                    const std::string& path) {
-    DpxFile::UpdateHeaderWithTimecodeForFramePath(file_.header(), ToDpx(renderSource()->Timecode(frame)), frame,
-                                                  path);
+    DpxFile::UpdateHeaderWithTimecodeForFramePath(file_.header(), ToDpx(renderSource()->Timecode(frame)), frame, path);
     std::string error;
     if (WriteFrameFile(path, file_.data(), file_.size(), overwrite(), &error)) return true;
     // The queue logs the item's message with the clip's path when the clip ends.

@@ -39,9 +39,9 @@ TestPatternSource::~TestPatternSource() {
 uint16_t TestPatternSource::SampleAt(int32_t frame, uint32_t x, uint32_t y, int channel, uint32_t width,
                                      uint32_t height) {
     switch (channel) {
-    case 0: return static_cast<uint16_t>(uint64_t{x} * 65535 / std::max<uint32_t>(width - 1, 1));
-    case 1: return static_cast<uint16_t>(uint64_t{y} * 65535 / std::max<uint32_t>(height - 1, 1));
-    default: return static_cast<uint16_t>((static_cast<uint32_t>(frame) * 131u + x * 3u + y * 5u) & 0xFFFFu);
+        case 0: return static_cast<uint16_t>(uint64_t{x} * 65535 / std::max<uint32_t>(width - 1, 1));
+        case 1: return static_cast<uint16_t>(uint64_t{y} * 65535 / std::max<uint32_t>(height - 1, 1));
+        default: return static_cast<uint16_t>((static_cast<uint32_t>(frame) * 131u + x * 3u + y * 5u) & 0xFFFFu);
     }
 }
 
@@ -69,8 +69,8 @@ bool TestPatternSource::FillFrame(int32_t frame, uint8_t* dest) {
         std::memcpy(dest, px.data(), px.size() * sizeof(uint16_t));
         return true;
     }
-    FramePlacement place{config_.width, config_.height, OutputWidth(), OutputHeight(), 0, AspectWidth(),
-                         AspectHeight()};
+    FramePlacement place{config_.width, config_.height, OutputWidth(), OutputHeight(), 0,
+                         AspectWidth(), AspectHeight()};
     return PlaceFrame(px.data(), place, reinterpret_cast<uint16_t*>(dest), withAlpha_);
 }
 
@@ -86,9 +86,8 @@ bool TestPatternSource::DecodeFrame(int32_t frame) {
 }
 
 bool TestPatternSource::OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std::string& path,
-                                                                              bool forOutputSize,
-                                                                              int32_t bufferCount, bool useRocket,
-                                                                              bool willBlur) {
+                                                                               bool forOutputSize, int32_t bufferCount,
+                                                                               bool useRocket, bool willBlur) {
     {
         std::lock_guard lock(log_->lock);
         log_->bufferCount = bufferCount;
@@ -110,7 +109,7 @@ bool TestPatternSource::OpenFileForOutputSize(const std::string& path, bool forO
         return false;
     }
     RenderSource::OpenFileForOutputSize(path, forOutputSize);
-    sourceType_ = !config_.sourceType.empty()     ? config_.sourceType
+    sourceType_ = !config_.sourceType.empty()   ? config_.sourceType
                   : FileParser::IsR3DFile(path) ? std::string("EpicM")
                                                 : std::string("5D");
     if (Width() == 0) setImageSize(config_.width, config_.height);

@@ -78,8 +78,8 @@ public:
     bool DecodeFrame(int32_t frame) override;
     bool OpenFileForOutputSize(const std::string& path, bool forOutputSize) override;
     bool OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std::string& path, bool forOutputSize,
-                                                               int32_t bufferCount, bool useRocket,
-                                                               bool willBlur) override;
+                                                                int32_t bufferCount, bool useRocket,
+                                                                bool willBlur) override;
     OriginalSize GetOriginalSizeForPath(const std::string& path) override;
     uint32_t FramesInClip() const override;
     uint32_t MetadataKelvin() const override;
@@ -128,8 +128,8 @@ class ScopedTestPatternSources {
 public:
     explicit ScopedTestPatternSources(TestPatternConfig config, std::shared_ptr<TestPatternLog> log = nullptr);
     // A config per clip path; paths not listed get `fallback`.
-    ScopedTestPatternSources(std::vector<std::pair<std::string, TestPatternConfig>> perPath,
-                             TestPatternConfig fallback, std::shared_ptr<TestPatternLog> log = nullptr);
+    ScopedTestPatternSources(std::vector<std::pair<std::string, TestPatternConfig>> perPath, TestPatternConfig fallback,
+                             std::shared_ptr<TestPatternLog> log = nullptr);
     ~ScopedTestPatternSources();
     ScopedTestPatternSources(const ScopedTestPatternSources&) = delete;
     ScopedTestPatternSources& operator=(const ScopedTestPatternSources&) = delete;

@@ -31,7 +31,9 @@ std::vector<float> Build(colorBall2DLUT& balls, float as, float rs, float am, fl
     return t;
 }
 
-float At(const std::vector<float>& t, int i, int channel) { return t[3 * static_cast<size_t>(i) + static_cast<size_t>(channel)]; }
+float At(const std::vector<float>& t, int i, int channel) {
+    return t[3 * static_cast<size_t>(i) + static_cast<size_t>(channel)];
+}
 
 TEST(ColorBallModel, StrengthsAtCentreAndRim) {
     const colorBall2DLUT balls;
@@ -46,14 +48,14 @@ TEST(ColorBallModel, StrengthsAtCentreAndRim) {
 // ---------------------------------------------------------------- hue wheel
 
 TEST(ColorBallWheel, SectorEndsAreThePrimariesAndSecondaries) {
-    ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(0.5)), 1, 0, 0);            // red
+    ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(0.5)), 1, 0, 0);                       // red
     ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(1.0 / 6.0 + 1e-6)), 1, 0, 1, 1e-5f);   // magenta
     ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(-1.0 / 6.0 + 1e-6)), 0, 0, 1, 1e-5f);  // blue
-    ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(-0.5)), 0, 1, 1);          // cyan
+    ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(-0.5)), 0, 1, 1);                      // cyan
     ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(-0.5 - 1e-6)), 0, 1, 1, 1e-5f);        // cyan from below
     ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(-5.0 / 6.0 + 1e-6)), 0, 1, 0, 1e-5f);  // green
     ExpectHue(colorBall2DLUT::colorBallQuadrant(AngleOf(5.0 / 6.0 - 1e-6)), 1, 1, 0, 1e-5f);   // yellow
-    ExpectHue(colorBall2DLUT::colorBallQuadrant(0.0f), 0.5f, 0, 1);                 // blue-magenta
+    ExpectHue(colorBall2DLUT::colorBallQuadrant(0.0f), 0.5f, 0, 1);                            // blue-magenta
     ExpectHue(colorBall2DLUT::colorBallQuadrant(kPi), 0.5f, 1, 0, 1e-5f);
     ExpectHue(colorBall2DLUT::colorBallQuadrant(-kPi), 0.5f, 1, 0, 1e-5f);
     // Inside each sector: the stated ramp, the others 0 or 1.
@@ -158,9 +160,7 @@ TEST(ColorBallTable, MidBallAtRimFollowsTheNormalisedAlgorithmNotTheEdgeListValu
         const float hues[3] = {hue.r, hue.g, hue.b};
         for (int c = 0; c < 3; ++c) {
             EXPECT_NEAR(At(t, 2, c), 0.5f + hues[c] * 0.25f * (2.0f / 3.0f), 1e-6f) << c;
-            if (hues[c] == 1.0f) {
-                EXPECT_GT(std::abs(At(t, 2, c) - 0.75f), 0.08f);
-            }
+            if (hues[c] == 1.0f) { EXPECT_GT(std::abs(At(t, 2, c) - 0.75f), 0.08f); }
         }
         EXPECT_NEAR(At(t, 0, 0), 0.0f, 1e-7f) << "the mid line leaves black";
         EXPECT_NEAR(At(t, 4, 0), 1.0f, 1e-7f) << "and white alone";
@@ -210,7 +210,8 @@ TEST(ColorBallTable, MidAndHighlightBallsAloneGiveRisingCurvesThatStayInRange) {
             const auto t = Build(balls, angle, r[0], angle, r[1], angle, r[2]);
             for (int c = 0; c < 3; ++c) {
                 for (int i = 1; i < 4096; ++i) {
-                    ASSERT_GE(At(t, i, c), At(t, i - 1, c) - 1e-6f) << "ball " << ball << " angle " << angle << " entry " << i;
+                    ASSERT_GE(At(t, i, c), At(t, i - 1, c) - 1e-6f)
+                        << "ball " << ball << " angle " << angle << " entry " << i;
                     ASSERT_LE(At(t, i, c), 1.0f);
                     ASSERT_GE(At(t, i, c), 0.0f);
                 }

@@ -94,13 +94,9 @@ TEST(ExposureModelGainCurves, HeldConstantsAreTheGeneralSoftClipAtHeadroom008) {
             const float x = static_cast<float>(i) / 1000.0f;
             const float held = Model::gainCurve(x, k);
             EXPECT_NEAR(held, Model::softClip(x, k.gain, 0.08f), 2e-6f) << "x " << x;
-            if (x <= k.knee) {
-                EXPECT_EQ(held, k.gain * x) << "below the knee the gain is plain";
-            }
+            if (x <= k.knee) { EXPECT_EQ(held, k.gain * x) << "below the knee the gain is plain"; }
             // It rises to just past 0.95; the bend may overshoot 1.0 a hair before it lands there.
-            if (x <= 0.95f) {
-                EXPECT_GE(held, previous) << "the curve keeps rising, x " << x;
-            }
+            if (x <= 0.95f) { EXPECT_GE(held, previous) << "the curve keeps rising, x " << x; }
             EXPECT_LE(held, 1.0005f) << x;
             previous = held;
         }
@@ -307,7 +303,7 @@ TEST(ExposureModelTable, TheExposureShiftsTheLogValueAndIsBoundedInLinearLight) 
     ASSERT_EQ(m.setCVToLogLUT(kEntries, cv.data()), 1);
     ASSERT_EQ(m.setLogToCVLUT(kEntries, lg.data()), 1);
     const auto flat = Table(m, 0.0f, 0.0f);
-    const auto up = Table(m, 0.5f, 0.0f);       // half a decade
+    const auto up = Table(m, 0.5f, 0.0f);            // half a decade
     const auto down = Table(m, -1.0f / 3.0f, 0.0f);  // one stop down
     for (int i = 0; i < 4096; ++i) {
         const double v = i / 4095.0;

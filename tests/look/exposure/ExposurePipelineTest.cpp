@@ -35,19 +35,16 @@ Table3 ModelTable(float exposureDecades, float colorTempOffset) {
 
 TEST(ExposureSetter, TheTableIsTheModelsForAThirdOfTheStopsAndTheOffsetFrom5600) {
     ShaderProcessor sp(Backend::Cpu);
-    const std::array<std::array<float, 2>, 4> settings{{{1.5f, 3200.0f}, {-2.0f, 9000.0f}, {0.7f, 5600.0f}, {0.0f, 4100.0f}}};
+    const std::array<std::array<float, 2>, 4> settings{
+        {{1.5f, 3200.0f}, {-2.0f, 9000.0f}, {0.7f, 5600.0f}, {0.0f, 4100.0f}}};
     for (const auto& [stops, kelvin] : settings) {
         SCOPED_TRACE(testing::Message() << stops << " stops at " << kelvin << " K");
         sp.SetExposureKelvin(stops, kelvin);
         EXPECT_TRUE(sp.reloadExposure());
         const Table3 got = sp.exposureTable();
         EXPECT_EQ(got, ModelTable(stops / 3.0f, kelvin - 5600.0f));
-        if (stops != 0.0f) {
-            EXPECT_NE(got, ModelTable(stops, kelvin - 5600.0f)) << "stops are not decades";
-        }
-        if (kelvin != 5600.0f) {
-            EXPECT_NE(got, ModelTable(stops / 3.0f, kelvin)) << "kelvin is an offset";
-        }
+        if (stops != 0.0f) { EXPECT_NE(got, ModelTable(stops, kelvin - 5600.0f)) << "stops are not decades"; }
+        if (kelvin != 5600.0f) { EXPECT_NE(got, ModelTable(stops / 3.0f, kelvin)) << "kelvin is an offset"; }
     }
 }
 
@@ -163,18 +160,10 @@ TEST(ExposureDraw, StopsAndKelvinReachThePictureAsTheReferenceDrawsThem) {
         worstAgainstReference = std::max(worstAgainstReference, d.max1023);
         EXPECT_LT(d.median1023, 0.5);
         const Means m = ChannelMeans(gpu);
-        if (c.kelvin == 5600.0f && c.stops > 0) {
-            EXPECT_GT(m.g, n.g + 0.05) << "brighter";
-        }
-        if (c.kelvin == 5600.0f && c.stops < 0) {
-            EXPECT_LT(m.g, n.g - 0.05) << "darker";
-        }
-        if (c.kelvin < 5600.0f) {
-            EXPECT_GT(m.b - m.r, n.b - n.r + 0.03) << "cooler";
-        }
-        if (c.kelvin > 5600.0f) {
-            EXPECT_GT(m.r - m.b, n.r - n.b + 0.03) << "warmer";
-        }
+        if (c.kelvin == 5600.0f && c.stops > 0) { EXPECT_GT(m.g, n.g + 0.05) << "brighter"; }
+        if (c.kelvin == 5600.0f && c.stops < 0) { EXPECT_LT(m.g, n.g - 0.05) << "darker"; }
+        if (c.kelvin < 5600.0f) { EXPECT_GT(m.b - m.r, n.b - n.r + 0.03) << "cooler"; }
+        if (c.kelvin > 5600.0f) { EXPECT_GT(m.r - m.b, n.r - n.b + 0.03) << "warmer"; }
         if (c.kelvin == 5600.0f && c.stops == 0) {
             EXPECT_LE(test::Compare(gpu, neutral).max1023, 2.0) << "back to neutral";
         }

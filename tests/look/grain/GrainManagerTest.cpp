@@ -169,9 +169,7 @@ TEST(GrainCurve, AShortFileFillsWhatItHasAndNothingOfTheContainerTail) {
     WriteCurve(dir.path(), "Short", values);
     test::ScopedDataRoot root(dir.path());
     const Curve loaded = CurveOf(GrainLookup::InitWithName("Short"));
-    for (size_t i = 0; i < loaded.size(); ++i) {
-        ASSERT_EQ(loaded[i], i < values.size() ? values[i] : 0.0f) << i;
-    }
+    for (size_t i = 0; i < loaded.size(); ++i) { ASSERT_EQ(loaded[i], i < values.size() ? values[i] : 0.0f) << i; }
     // Neither the stock's file nor the fallback: no grain response at all.
     test::TempDir empty;
     test::ScopedDataRoot none(empty.path());
@@ -213,8 +211,8 @@ TEST(GrainScans, EachScanIsCentredOnMidGreyAndTheSmallerGaugesAreCoarser) {
             for (size_t i = 0; i < pixels; ++i) sq += (t[i * 3 + c] - mean) * (t[i * 3 + c] - mean);
             spread += std::sqrt(sq / static_cast<double>(pixels)) / 3.0;
         }
-        std::cout << name << ": mean " << map.grainMean()[0] << " " << map.grainMean()[1] << " "
-                  << map.grainMean()[2] << ", standard deviation " << spread << "\n";
+        std::cout << name << ": mean " << map.grainMean()[0] << " " << map.grainMean()[1] << " " << map.grainMean()[2]
+                  << ", standard deviation " << spread << "\n";
         spreads.push_back(spread);
     }
     EXPECT_LT(spreads[0], spreads[1]) << "CP16 is coarser than CP35";

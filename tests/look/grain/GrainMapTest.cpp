@@ -112,9 +112,8 @@ void ExpectSeamless(const BitmapRep& rep, const std::string& what) {
     EXPECT_LE(s.seamColumns, 1.1 * s.twoColumns + 0.25)
         << what << ": left/right seam " << s.seamColumns << " vs neighbours " << s.innerColumns << ", two apart "
         << s.twoColumns;
-    EXPECT_LE(s.seamRows, 1.1 * s.twoRows + 0.25)
-        << what << ": top/bottom seam " << s.seamRows << " vs neighbours " << s.innerRows << ", two apart "
-        << s.twoRows;
+    EXPECT_LE(s.seamRows, 1.1 * s.twoRows + 0.25) << what << ": top/bottom seam " << s.seamRows << " vs neighbours "
+                                                  << s.innerRows << ", two apart " << s.twoRows;
 }
 
 // The part of a scan that a resize to `width` takes: the whole scan, or, for a target larger
@@ -141,8 +140,8 @@ TEST(GrainResize, ASmoothTileStaysATileAtEverySize) {
     // or the centred crop it magnifies), and is smooth, so that a seam of the resize's own
     // (a margin that is not the far edge, a window off the period) would stand out.
     const int iw = 1024, ih = 768;
-    for (float width : {320.0f, 640.0f, 1000.0f, 1023.0f, 1024.0f, 1025.0f, 1500.0f, 2048.0f, 2900.0f, 4096.0f,
-                        6000.0f, 8192.0f}) {
+    for (float width :
+         {320.0f, 640.0f, 1000.0f, 1023.0f, 1024.0f, 1025.0f, 1500.0f, 2048.0f, 2900.0f, 4096.0f, 6000.0f, 8192.0f}) {
         const Taken t = TakenFor(iw, ih, width);
         auto scan = SmoothPeriodic(iw, ih, t.cw, t.ch);
         GrainMap map(scan, width, 0.0f);
@@ -270,9 +269,7 @@ TEST(GrainTexture, TheRangeOfTheFirstPixelsStretchesTheWholeImage) {
     ASSERT_EQ(map.width(), 300);
     ASSERT_EQ(map.height(), 20);
     for (int y = 0; y < 20; ++y) {
-        for (int x = 0; x < 300; ++x) {
-            ASSERT_EQ(rep.row(y)[x * 4], scan->row(y)[x * 4]) << x << "," << y;
-        }
+        for (int x = 0; x < 300; ++x) { ASSERT_EQ(rep.row(y)[x * 4], scan->row(y)[x * 4]) << x << "," << y; }
     }
     const float* t = map.GetTextureData();
     double above = 0.0;
@@ -289,7 +286,8 @@ TEST(GrainTexture, TheRangeOfTheFirstPixelsStretchesTheWholeImage) {
         }
     }
     EXPECT_GT(above, 1.2) << "values beyond the sampled range are not clipped";
-    for (int c = 0; c < 3; ++c) EXPECT_NEAR(map.grainMean()[static_cast<size_t>(c)], sum[static_cast<size_t>(c)] / 6000.0, 1e-5);
+    for (int c = 0; c < 3; ++c)
+        EXPECT_NEAR(map.grainMean()[static_cast<size_t>(c)], sum[static_cast<size_t>(c)] / 6000.0, 1e-5);
 
     // A flat start leaves the samples as they are, / 255.
     auto flat = MakeBitmap(300, 2, [](int x, int y) {
@@ -304,7 +302,8 @@ TEST(GrainTexture, TheRangeOfTheFirstPixelsStretchesTheWholeImage) {
 
 TEST(GrainTexture, TheAmountScalesTheSignedChannelValuesAndLeavesTheTexture) {
     auto scan = MakeBitmap(80, 40, [](int x, int y) {
-        return std::array<uint8_t, 3>{static_cast<uint8_t>(x * 3), static_cast<uint8_t>(y * 6), static_cast<uint8_t>(x + y)};
+        return std::array<uint8_t, 3>{static_cast<uint8_t>(x * 3), static_cast<uint8_t>(y * 6),
+                                      static_cast<uint8_t>(x + y)};
     });
     GrainMap map(scan, 60.0f, 0.0f);
     EXPECT_EQ(map.grainAmount(), -1.0);

@@ -48,5 +48,4 @@ Seams MeasureSeams(const BitmapRep& rep) {
     return s;
 }
 
-
 }  // namespace ombrel::test

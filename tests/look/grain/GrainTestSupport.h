@@ -1,6 +1,5 @@
 #pragma once
 
-
 // Helpers of the grain suites: bitmaps made to order, seam measures, a scoped data root.
 
 #include <array>

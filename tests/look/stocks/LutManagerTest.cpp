@@ -119,8 +119,8 @@ protected:
     // or -1 when the buffer was left alone.
     float Load(const std::string& stock, const std::string& profile, bool* answer = nullptr) {
         buffer_.assign(kStockLutFloats, -1.0f);
-        const bool ok = LutManager::TextureWithStockSourceTypeToBufferOfLength(
-            stock, profile, buffer_.data(), static_cast<int64_t>(kStockLutBytes));
+        const bool ok = LutManager::TextureWithStockSourceTypeToBufferOfLength(stock, profile, buffer_.data(),
+                                                                               static_cast<int64_t>(kStockLutBytes));
         if (answer) *answer = ok;
         EXPECT_EQ(buffer_.front(), buffer_.back()) << "a table is copied whole or not at all";
         return buffer_.front();
@@ -191,7 +191,7 @@ TEST_F(StockTables, NothingToLoadStillAnswersTrueKeepsTheBufferAndSaysSo) {
     Write("RedOne", "5213", 0.5f);
     std::vector<float> small(16, -1.0f);
     EXPECT_TRUE(LutManager::TextureWithStockSourceTypeToBufferOfLength("5213", "RedOne", small.data(),
-                                                                      static_cast<int64_t>(small.size() * 4)));
+                                                                       static_cast<int64_t>(small.size() * 4)));
     EXPECT_EQ(small.back(), -1.0f);
 }
 

@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdlib>
-#include <string>
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <string>
 #include <thread>
 #include <vector>
 

@@ -109,7 +109,8 @@ TEST(ScalePlanar8, AFlatPlaneStaysFlatAtEverySizeBecauseEdgesRepeat) {
 }
 
 TEST(ScalePlanar8, SameSizeIsACopyAndARampStaysARamp) {
-    const auto noise = Plane(41, 13, [](int x, int y) -> uint8_t { return static_cast<uint8_t>((x * 97 + y * 57) % 256); });
+    const auto noise =
+        Plane(41, 13, [](int x, int y) -> uint8_t { return static_cast<uint8_t>((x * 97 + y * 57) % 256); });
     std::vector<uint8_t> same(noise.size());
     ASSERT_EQ(ScalePlanar8(noise.data(), 41, 13, 41, same.data(), 41, 13, 41), 0);
     EXPECT_EQ(same, noise);

@@ -20,12 +20,8 @@ TEST(MovieCodecs, MenuOffersWhatFFmpegEncodesUnderTheFixedTags) {
     EXPECT_FALSE(tags.count(4));
     EXPECT_FALSE(tags.count(0));  // no encoder for the intermediate codec
     for (const auto& c : codecs) {
-        if (c.tag == 9) {
-            EXPECT_EQ(c.fourCC, "ap4h");
-        }
-        if (c.tag == 8) {
-            EXPECT_EQ(c.encoder, "v210");
-        }
+        if (c.tag == 9) { EXPECT_EQ(c.fourCC, "ap4h"); }
+        if (c.tag == 8) { EXPECT_EQ(c.encoder, "v210"); }
     }
 }
 

@@ -132,8 +132,8 @@ TEST(SdkClip, DecodedFramesEqualTheWrittenPictureAtEveryResolutionAndLayout) {
     const struct {
         uint32_t mode;
         int divisor;
-    } modes[] = {{kDecodeFullResPremium, 1},  {kDecodeHalfResGood, 2},   {kDecodeHalfResPremium, 2},
-                 {kDecodeQuarterResGood, 4},  {kDecodeEighthResGood, 8}, {kDecodeSixteenthResGood, 16}};
+    } modes[] = {{kDecodeFullResPremium, 1}, {kDecodeHalfResGood, 2},   {kDecodeHalfResPremium, 2},
+                 {kDecodeQuarterResGood, 4}, {kDecodeEighthResGood, 8}, {kDecodeSixteenthResGood, 16}};
     for (int frame = 0; frame < 2; ++frame) {
         const auto written = sdktest::Picture(70, 36, uint64_t(frame));
         for (const auto& m : modes) {
@@ -216,7 +216,8 @@ TEST(SdkClip, TheMakersImageDataGetsItsOwnStatusWhileMetadataTimecodeAndAudioSti
     job.outputBuffer = buffer.get();
     job.outputBufferSize = 32 * 16 * 6;
     EXPECT_EQ(clip.DecodeVideoFrame(1, job), kDecodeNeedsMakersDecoder);
-    EXPECT_STREQ(DecodeStatusText(kDecodeNeedsMakersDecoder), "this frame's image data needs the camera maker's decoder");
+    EXPECT_STREQ(DecodeStatusText(kDecodeNeedsMakersDecoder),
+                 "this frame's image data needs the camera maker's decoder");
     // Nothing that looks like a picture was left behind.
     for (size_t i = 0; i < 32 * 16 * 6; ++i) ASSERT_EQ(buffer.get()[i], 0x5A);
     EXPECT_EQ(clip.DecodeVideoFrame(3, job), kDecodeDroppedFrame);
@@ -335,7 +336,8 @@ TEST(SdkClip, AudioBlocksComeBigEndianOnFiveHundredTwelveByteBounds) {
             ASSERT_EQ(size, samples.size() * 4);
             for (size_t i = 0; i < samples.size(); ++i) {
                 const uint8_t* p = buffer.get() + i * 4;
-                ASSERT_EQ(uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3], uint32_t(samples[i]))
+                ASSERT_EQ(uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3],
+                          uint32_t(samples[i]))
                     << "block " << b << " sample " << i;
             }
         }

@@ -47,8 +47,8 @@ inline std::vector<uint8_t> MakersImageData(size_t size = 4096) {
 struct SdkClip {
     r3d::R3DClipSpec spec;
     int frames = 3;
-    std::vector<int> makerFrames;    // frames holding the camera maker's image data
-    std::vector<int> droppedFrames;  // frames the camera dropped
+    std::vector<int> makerFrames;       // frames holding the camera maker's image data
+    std::vector<int> droppedFrames;     // frames the camera dropped
     std::vector<uint32_t> audioBlocks;  // sample frames of each block, one after each frame
     r3d::ImagePayloadOptions payload;
 };
