@@ -324,7 +324,9 @@ PlistValue PlistValue::FromXml(std::string_view text, std::string* error) {
 }
 
 bool PlistValue::WriteToFile(const std::string& path, std::string* error) const {
-    return WriteFileAtomically(path, ToXml(), error);
+    const Status written = WriteFileAtomically(path, ToXml());
+    if (!written.ok() && error) *error = written.message();
+    return written.ok();
 }
 
 PlistValue PlistValue::ReadFromFile(const std::string& path, std::string* error) {

@@ -186,7 +186,14 @@ bool ProjectFile::WritePropertyList(const PlistValue& dict, const std::string& p
         return false;
     }
     std::string why;
-    const bool ok = writer ? writer(path, xml, &why) : WriteFileAtomically(path, xml, &why);
+    bool ok = false;
+    if (writer) {
+        ok = writer(path, xml, &why);
+    } else {
+        const Status written = WriteFileAtomically(path, xml);
+        ok = written.ok();
+        why = written.message();
+    }
     if (!ok) {
         LogWarn("Error writing to {}", path);
         if (!why.empty()) LogWarn("{}", why);
@@ -269,8 +276,8 @@ std::string ProjectFile::AutosavePath() {
     std::ifstream in(resource, std::ios::binary);
     std::ostringstream ss;
     ss << in.rdbuf();
-    std::string error;
-    if (!in || !WriteFileAtomically(path, ss.str(), &error)) LogWarn("Cannot make the autosave file: {}", error);
+    const Status written = in ? WriteFileAtomically(path, ss.str()) : Status();
+    if (!in || !written.ok()) LogWarn("Cannot make the autosave file: {}", written.message());
     return path;
 }
 

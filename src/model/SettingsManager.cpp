@@ -389,11 +389,11 @@ std::vector<std::string> SettingsManager::PresetLibraryNames() {
 }
 
 bool SettingsManager::SaveDictionarytoPlist(const PlistValue& dict, const std::string& path) {
-    std::string error;
     const std::string xml = dict.ToXml();
-    if (!xml.empty() && WriteFileAtomically(path, xml, &error)) return true;
+    const Status written = xml.empty() ? Status() : WriteFileAtomically(path, xml);
+    if (!xml.empty() && written.ok()) return true;
     LogWarn("Error writing to {}", path);
-    if (!error.empty()) LogWarn("{}", error);
+    if (!written.message().empty()) LogWarn("{}", written.message());
     return false;
 }
 
