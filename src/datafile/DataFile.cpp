@@ -72,27 +72,15 @@ WriteStage WriteWhole(const std::string& path, const void* bytes, size_t length,
         err = errno;
         return WriteStage::kOpen;
     }
-    const std::string tmp = TemporaryPathFor(path);
-    FILE* f = std::fopen(tmp.c_str(), "wbxe");
-    if (!f) {
-        err = errno;
-        return WriteStage::kOpen;
+    AtomicFileWriter out;
+    if (out.Open(path).ok() && out.Write(bytes, length).ok() && out.Commit().ok()) return WriteStage::kDone;
+    err = out.failedErrno();
+    switch (out.failedStep()) {
+        case AtomicFileWriter::Step::kFlush: return WriteStage::kFlush;
+        case AtomicFileWriter::Step::kClose: return WriteStage::kClose;
+        case AtomicFileWriter::Step::kWrite: return WriteStage::kShort;
+        default: return WriteStage::kOpen;
     }
-    auto fail = [&](WriteStage stage, int code) {
-        err = code;
-        ::unlink(tmp.c_str());
-        return stage;
-    };
-    const size_t written = length > 0 ? std::fwrite(bytes, 1, length, f) : 0;
-    if (std::fflush(f) != 0 || ::fsync(::fileno(f)) != 0) {
-        int code = errno;
-        std::fclose(f);
-        return fail(WriteStage::kFlush, code);
-    }
-    if (std::fclose(f) != 0) return fail(WriteStage::kClose, errno);
-    if (written < length) return fail(WriteStage::kShort, EIO);
-    if (std::rename(tmp.c_str(), path.c_str()) != 0) return fail(WriteStage::kOpen, errno);
-    return WriteStage::kDone;
 }
 
 enum class FilterStage { kDone, kLoad, kFetch };
