@@ -9,6 +9,7 @@ endfunction()
 
 # ombrel_test(NAME SOURCES ... DEPENDS ... [LABELS ...] [TIMEOUT s]): one GoogleTest
 # executable per subsystem. Its main() points HOME and the XDG folders at a scratch folder.
+# Its tests are labelled with the subsystem's name and LABELS.
 function(ombrel_test name)
   cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPENDS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
@@ -16,9 +17,16 @@ function(ombrel_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
-  set(props TIMEOUT ${ARG_TIMEOUT})
-  if(ARG_LABELS)
-    list(APPEND props LABELS ${ARG_LABELS})
-  endif()
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${props})
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+  # Every test carries its subsystem's label, the folder under tests/ it lives in (ctest -L render),
+  # beside its own. The labels are set by a script read after the discovered tests, because a list
+  # does not pass through gtest_discover_tests' PROPERTIES whole.
+  file(RELATIVE_PATH rel ${PROJECT_SOURCE_DIR}/tests ${CMAKE_CURRENT_SOURCE_DIR})
+  string(REGEX REPLACE "/.*" "" subsystem "${rel}")
+  set(labels ${subsystem} ${ARG_LABELS})
+  set(script ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
+  file(WRITE ${script} "foreach(test IN LISTS ${name}_TESTS)\n"
+                       "  set_tests_properties(\"\${test}\" PROPERTIES LABELS \"${labels}\")\n"
+                       "endforeach()\n")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${script})
 endfunction()
