@@ -231,30 +231,27 @@ protected:
     void TearDown() override { SetLogToStderr(true); }
 };
 
-TEST_F(R3DCorpus, FirstGenerationClipsSurviveDamage) {
-    TempDir dir;
-    for (uint8_t major : {uint8_t(3), uint8_t(4)}) {
-        ClipPlan plan = RichPlan(major);
-        plan.spec.frameMetadata.push_back(MetadataToken::String(kIdUserLocation, "On the hill"));
-        Corpus c = Prepare(dir.path(), "V" + std::to_string(major), plan, 0);
-        RunStructuredDamage(c);
-        RunRandomDamage(c, major, 150);
-        EXPECT_GT(c.checked, 300u);
-    }
-}
+class R3DCorpusOfVersion : public R3DCorpus, public ::testing::WithParamInterface<int> {};
 
-TEST_F(R3DCorpus, SecondGenerationClipsSurviveDamage) {
+TEST_P(R3DCorpusOfVersion, ClipsSurviveDamage) {
     TempDir dir;
-    ClipPlan plan = RichPlan(5);
-    plan.spec.videoTracks = 2;
-    plan.spec.hdrKind = 3;
-    plan.spec.auxTrack = true;
-    plan.spec.firmwareRevision = 42254;
-    Corpus c = Prepare(dir.path(), "V5", plan, 0);
+    const uint8_t major = uint8_t(GetParam());
+    ClipPlan plan = RichPlan(major);
+    plan.spec.frameMetadata.push_back(MetadataToken::String(kIdUserLocation, "On the hill"));
+    if (major == 5) {
+        plan.spec.videoTracks = 2;
+        plan.spec.hdrKind = 3;
+        plan.spec.auxTrack = true;
+        plan.spec.firmwareRevision = 42254;
+    }
+    Corpus c = Prepare(dir.path(), "V" + std::to_string(major), plan, 0);
     RunStructuredDamage(c);
-    RunRandomDamage(c, 5, 200);
+    RunRandomDamage(c, major, major == 5 ? 200 : 150);
     EXPECT_GT(c.checked, 300u);
 }
+
+INSTANTIATE_TEST_SUITE_P(R3D, R3DCorpusOfVersion, ::testing::Values(3, 4, 5),
+                         [](const auto& info) { return "Version" + std::to_string(info.param); });
 
 TEST_F(R3DCorpus, DamageToOneFileOfAClipLeavesTheOthers) {
     TempDir dir;

@@ -1,3 +1,4 @@
+#include "TestClips.h"
 #include "r3d/Buffer.h"
 #include "r3d/CameraTables.h"
 #include "r3d/MetadataMapper.h"
@@ -6,42 +7,29 @@
 #include "r3d/Sequence.h"
 #include "r3d/Timecode.h"
 #include "r3d/Tokenizers.h"
+#include "support/RefFile.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
+#include <sstream>
+#include <tuple>
 
 namespace ombrel::r3d {
 namespace {
 
 struct Bytes {
     std::vector<uint8_t> b;
-    Bytes& U8(uint32_t v) {
-        b.push_back(uint8_t(v));
-        return *this;
-    }
-    Bytes& U16(uint32_t v) {
-        b.push_back(uint8_t(v >> 8));
-        b.push_back(uint8_t(v));
-        return *this;
-    }
-    Bytes& U32(uint32_t v) {
-        for (int s = 24; s >= 0; s -= 8) b.push_back(uint8_t(v >> s));
-        return *this;
-    }
-    Bytes& Zeros(size_t n) {
-        b.insert(b.end(), n, 0);
-        return *this;
-    }
     Bytes& Raw(const std::vector<uint8_t>& v) {
         b.insert(b.end(), v.begin(), v.end());
         return *this;
     }
-    Bytes& Text(const char* s) {
-        b.insert(b.end(), s, s + std::strlen(s));
-        return *this;
-    }
+    Bytes& U8(uint32_t v) { return Raw({uint8_t(v)}); }
+    Bytes& U16(uint32_t v) { return Raw({uint8_t(v >> 8), uint8_t(v)}); }
+    Bytes& U32(uint32_t v) { return U16(v >> 16).U16(v); }
+    Bytes& Zeros(size_t n) { return Raw(std::vector<uint8_t>(n)); }
+    Bytes& Text(const char* s) { return Raw(std::vector<uint8_t>(s, s + std::strlen(s))); }
 };
 
 struct R2Options {
@@ -199,24 +187,18 @@ TEST(R3DHeader, SecondGenerationTracksTokensAndRefusals) {
         RedFileHeader r;
         std::string reason;
         EXPECT_FALSE(r.Parse(bytes.data(), bytes.size(), &reason)) << text;
-        EXPECT_NE(reason.find(text), std::string::npos) << reason;
+        EXPECT_NE(reason.find(text), std::string::npos) << text << ": " << reason;
     };
-    p = R2Header(R2Options{});
-    auto q = p;
-    q[6] = 11;
-    refused(q, "below 12");
-    q = p;
-    q[56] = 0;
-    refused(q, "no video track");
-    q = p;
-    q[0] = 4;
-    refused(q, "version 4");
-    q = p;
-    q[3] = 0x33;
-    refused(q, "identifier");
-    q = p;
-    q.resize(70);
-    refused(q, "track records");
+    // An offset and the byte put there, or -1: the header cut at that offset.
+    for (const auto& [at, value, text] : std::vector<std::tuple<size_t, int, const char*>>{{6, 11, "below 12"},
+                                                                                           {56, 0, "no video track"},
+                                                                                           {0, 4, "version 4"},
+                                                                                           {3, 0x33, "identifier"},
+                                                                                           {70, -1, "track records"}}) {
+        auto q = R2Header(R2Options{});
+        value < 0 ? q.resize(at) : void(q[at] = uint8_t(value));
+        refused(q, text);
+    }
     Bytes r1;
     r1.U8(5).U8(0).U16(kIdentifierR1).Zeros(312);
     refused(r1.b, "version 5");
@@ -316,70 +298,77 @@ TEST(R3DSequence, NumbersBeforeTheExtension) {
 }
 
 TEST(R3DTimecode, BasesSeparatorsFallbackAndHighRates) {
+    // A start, its base, and what it reads that many frames on. Above 30 frames per second two
+    // frames share a step; the second of them has dots.
+    for (const auto& [start, base, frames, expected] :
+         std::vector<std::tuple<const char*, int, std::vector<uint64_t>, std::string>>{
+             {"23:59:59:23", 24, {1}, "00:00:00:00"},  // hours wrap at 24
+             {"00:00:59:29", 30, {1}, "00:01:00:00"},
+             {"01:00:00:00",
+              48,
+              {0, 1, 2, 46, 47, 48},
+              "01:00:00:00 01.00.00.01 01:00:00:01 01:00:00:23 01.00.01.00 01:00:01:00"},
+             {"01.00.00.00", 48, {0, 1}, "01.00.00.00 01:00:00:00"}}) {
+        Timecode tc;
+        ASSERT_TRUE(tc.SetTimecode(start, base, false)) << start;
+        std::string got;
+        for (uint64_t f : frames) got += (got.empty() ? "" : " ") + tc.CalculateNewTC(f);
+        EXPECT_EQ(got, expected) << start << " at " << base;
+    }
+    // First generation: equal separators.
+    for (const auto& [text, base, firstGeneration, valid] :
+         std::vector<std::tuple<const char*, int, bool, bool>>{{"01;00;00;00", 30, true, true},
+                                                               {"01:00:00;00", 30, true, false},
+                                                               {"01:00:00;00", 30, false, false},
+                                                               {"01:00:00.00", 30, false, false},
+                                                               {"01:00:00.00", 48, false, true},
+                                                               {"01:00:00;00", 48, true, false}})
+        EXPECT_EQ(Timecode::IsValidText(text, base, firstGeneration), valid) << text << " at " << base;
     Timecode tc;
-    EXPECT_FALSE(tc.SetTimecode("01:00:00:00", 0, false));
-    EXPECT_FALSE(tc.SetTimecode("01:00:00:00", 99, false));
-    EXPECT_FALSE(tc.SetTimecode("01:00:00:00", 31, false)) << "odd base above 30";
-    ASSERT_TRUE(tc.SetTimecode("23:59:59:23", 24, false));
-    EXPECT_EQ(tc.CalculateNewTC(1), "00:00:00:00") << "hours wrap at 24";
+    for (int base : {0, 99, 31}) EXPECT_FALSE(tc.SetTimecode("01:00:00:00", base, false)) << base;  // 31: odd above 30
     ASSERT_TRUE(tc.SetTimecode("10:00:0x:00", 24, false));
     EXPECT_FALSE(tc.TextWasValid());
     EXPECT_EQ(tc.Text(), "01:00:00:00");
-    EXPECT_TRUE(Timecode::IsValidText("01;00;00;00", 30, true));
-    EXPECT_FALSE(Timecode::IsValidText("01:00:00;00", 30, true)) << "first generation: equal separators";
-    EXPECT_FALSE(Timecode::IsValidText("01:00:00;00", 30, false));
-    EXPECT_FALSE(Timecode::IsValidText("01:00:00.00", 30, false));
-    EXPECT_TRUE(Timecode::IsValidText("01:00:00.00", 48, false));
-    EXPECT_FALSE(Timecode::IsValidText("01:00:00;00", 48, true));
-    // Above 30 frames per second two frames share a step; the second of them has dots.
-    ASSERT_TRUE(tc.SetTimecode("01:00:00:00", 48, false));
-    EXPECT_EQ(tc.CalculateNewTC(0), "01:00:00:00");
-    EXPECT_EQ(tc.CalculateNewTC(1), "01.00.00.01");
-    EXPECT_EQ(tc.CalculateNewTC(2), "01:00:00:01");
-    EXPECT_EQ(tc.CalculateNewTC(46), "01:00:00:23");
-    EXPECT_EQ(tc.CalculateNewTC(47), "01.00.01.00");
-    EXPECT_EQ(tc.CalculateNewTC(48), "01:00:01:00");
-    ASSERT_TRUE(tc.SetTimecode("01.00.00.00", 48, false));
-    EXPECT_EQ(tc.CalculateNewTC(0), "01.00.00.00");
-    EXPECT_EQ(tc.CalculateNewTC(1), "01:00:00:00");
-    ASSERT_TRUE(tc.SetTimecode("00:00:59:29", 30, false));
-    EXPECT_EQ(tc.CalculateNewTC(1), "00:01:00:00");
 }
 
+// Inputs here, answers in the reference file, one line per look-up.
 TEST(R3DCameraTables, ModelsSensorsIsoAndRevisions) {
-    EXPECT_EQ(CameraModelForCode(kIdentifierR1, 4096, -1).name, "RED ONE");
-    EXPECT_EQ(CameraModelForCode(0, 3072, -1).id, 2);
-    EXPECT_EQ(CameraModelForCode(0, 5120, -1).name, "EPIC-M");
-    EXPECT_EQ(CameraModelForCode(0, 4096, -1).id, 0);
-    EXPECT_EQ(CameraModelForCode(5, 5120, 9).name, "EPIC-X MONOCHROME");
-    EXPECT_EQ(CameraModelForCode(4, 5120, 8).id, 7);
-    EXPECT_EQ(CameraModelForCode(5, 5120, 5).name, "EPIC-X");
-
-    EXPECT_EQ(SensorKindFor(-1, 1280, 5, 5120, 6, 7), 5) << "version word 1280 comes first";
-    EXPECT_EQ(SensorKindFor(-1, 1282, 5, 3072, 2, 0), 6);
-    EXPECT_EQ(SensorKindFor(-1, 1282, 5, 5120, 2, 0), 5);
-    EXPECT_EQ(SensorKindFor(-1, 1282, 4, 5120, 3, 0), 5) << "camera 4 or 5, family up to 3";
-    EXPECT_EQ(SensorKindFor(-1, 0x401, kIdentifierR1, 4096, 0, 0), 0);
-    EXPECT_EQ(SensorKindFor(-1, 0x401, kIdentifierR1, 4096, 1, 1), 4);
-    EXPECT_EQ(SensorKindFor(7, 0x401, kIdentifierR1, 4096, 1, 5), 7) << "no row: the kind stays";
-    EXPECT_EQ(SensorKindFor(-1, 1282, 6, 5120, 5, 4), 9);
-    EXPECT_EQ(SensorKindFor(-1, 1282, 6, 5120, 6, 9), 13);
-    EXPECT_EQ(SensorKindFor(-1, 1282, 6, 5120, 6, 3), 11);
-    EXPECT_EQ(SensorKindFor(-1, 1282, 6, 5120, 4, 2), 7);
-    EXPECT_EQ(SensorForKind(0).name, "MYSTERIUM S35");
-    EXPECT_EQ(SensorForKind(9).id, 3);
-    EXPECT_EQ(SensorForKind(14).name, "DRAGON S35");
-    EXPECT_EQ(SensorForKind(-1).id, 1);
-
-    EXPECT_EQ(NearestIsoForExposure(0.0), 320);
-    EXPECT_EQ(NearestIsoForExposure(1.0), 640);
-    EXPECT_EQ(NearestIsoForExposure(-10.0), 50);
-    EXPECT_EQ(NearestIsoForExposure(std::log2(90.0 / 320.0)), 80) << "the first of two equally near ones";
-    EXPECT_TRUE(IsEvenAudioRevision(38366));
-    EXPECT_FALSE(IsEvenAudioRevision(42254));
-    EXPECT_TRUE(IsMoreAudioRevision(42254));
-    EXPECT_EQ(FirmwareVersionForRevision(44555), "3.0.0");
-    EXPECT_EQ(FirmwareVersionForRevision(1), "");
+    std::ostringstream o;
+    for (auto [code, width, kind] : std::vector<std::tuple<uint32_t, uint32_t, int>>{{kIdentifierR1, 4096, -1},
+                                                                                     {0, 3072, -1},
+                                                                                     {0, 5120, -1},
+                                                                                     {0, 4096, -1},
+                                                                                     {5, 5120, 9},
+                                                                                     {4, 5120, 8},
+                                                                                     {5, 5120, 5}}) {
+        const CameraModel m = CameraModelForCode(code, width, kind);
+        o << "model " << code << " " << width << " " << kind << ": " << m.id << " " << m.name << "\n";
+    }
+    // Version word 1280 comes first; camera 4 or 5 with family up to 3; with no row the kind stays.
+    for (auto [previous, word, code, width, family, variant] :
+         std::vector<std::array<int, 6>>{{-1, 1280, 5, 5120, 6, 7},
+                                         {-1, 1282, 5, 3072, 2, 0},
+                                         {-1, 1282, 5, 5120, 2, 0},
+                                         {-1, 1282, 4, 5120, 3, 0},
+                                         {-1, 0x401, kIdentifierR1, 4096, 0, 0},
+                                         {-1, 0x401, kIdentifierR1, 4096, 1, 1},
+                                         {7, 0x401, kIdentifierR1, 4096, 1, 5},
+                                         {-1, 1282, 6, 5120, 5, 4},
+                                         {-1, 1282, 6, 5120, 6, 9},
+                                         {-1, 1282, 6, 5120, 6, 3},
+                                         {-1, 1282, 6, 5120, 4, 2}})
+        o << "kind " << previous << " " << word << " " << code << " " << width << " " << family << " " << variant
+          << ": " << SensorKindFor(previous, uint16_t(word), uint32_t(code), uint32_t(width), family, uint32_t(variant))
+          << "\n";
+    for (int kind : {0, 9, 14, -1})
+        o << "sensor " << kind << ": " << SensorForKind(kind).id << " " << SensorForKind(kind).name << "\n";
+    // log2(90/320) lies as near 80 as 100: the first of the two.
+    for (double stops : {0.0, 1.0, -10.0, std::log2(90.0 / 320.0)})
+        o << "iso " << stops << ": " << NearestIsoForExposure(stops) << "\n";
+    for (uint32_t r : {38366u, 42254u, 44555u, 1u})
+        o << "revision " << r << ": even " << IsEvenAudioRevision(r) << " more " << IsMoreAudioRevision(r)
+          << " firmware " << FirmwareVersionForRevision(r) << "\n";
+    EXPECT_TRUE(ombrel::test::MatchesRef("r3d/camera-tables.txt", o.str()));
 }
 
 TEST(R3DMetadataMapper, ReversedFloatsIsoFromExposureAndSensor) {
@@ -397,14 +386,8 @@ TEST(R3DMetadataMapper, ReversedFloatsIsoFromExposureAndSensor) {
         ctx.width = 5120;
         ctx.height = 2700;
         MetadataMapper::MapMetadata(m, ctx, &store);
-        EXPECT_FLOAT_EQ(float(store.ItemAsFloat("white_balance_kelvin")), 5600.0f) << versionWord;
-        EXPECT_EQ(store.ItemAsInt("iso"), 640);
-        EXPECT_NEAR(store.ItemAsFloat("exposure_compensation"), 0.0, 1e-9);
-        EXPECT_EQ(store.ItemAsString("sensor_name"),
-                  versionWord == 1280 ? "MYSTERIUM-X S35" : "MYSTERIUM-X S35 MONOCHROME");
-        EXPECT_EQ(store.ItemAsString("camera_model"), versionWord == 1280 ? "EPIC-X" : "EPIC-X MONOCHROME");
-        EXPECT_EQ(store.ItemAsInt("clip_aspect_ratio_numerator"), 256);
-        EXPECT_EQ(store.ItemAsInt("clip_aspect_ratio_denominator"), 135);
+        EXPECT_TRUE(
+            ombrel::test::MatchesRef("r3d/mapped-" + std::to_string(versionWord) + ".txt", test::DumpStore(store)));
     }
     RedFileFrameMetadata m;
     const auto iso = EncodeMetadataTokens({MetadataToken::U16(kIdIso, 1250), MetadataToken::String(0, "bad")}, 1282);

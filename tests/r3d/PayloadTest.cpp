@@ -1,5 +1,6 @@
 #include "r3d/ImagePayload.h"
 #include "r3d/TestPattern.h"
+#include "r3d/sdk/SdkClips.h"
 
 #include <gtest/gtest.h>
 
@@ -13,21 +14,6 @@ std::vector<uint16_t> Noise(uint32_t w, uint32_t h, uint32_t seed) {
     std::vector<uint16_t> v(size_t(w) * h * 3);
     for (auto& s : v) s = uint16_t(rng());
     return v;
-}
-
-// The mean of each divisor x divisor block, worked out plainly.
-std::vector<uint16_t> BoxMean(const std::vector<uint16_t>& rgb, uint32_t w, uint32_t h, int d) {
-    const uint32_t ow = w / uint32_t(d), oh = h / uint32_t(d);
-    std::vector<uint16_t> out(size_t(ow) * oh * 3);
-    for (uint32_t y = 0; y < oh; ++y)
-        for (uint32_t x = 0; x < ow; ++x)
-            for (int c = 0; c < 3; ++c) {
-                uint64_t sum = 0;
-                for (int j = 0; j < d; ++j)
-                    for (int i = 0; i < d; ++i) sum += rgb[((size_t(y) * d + j) * w + size_t(x) * d + i) * 3 + c];
-                out[(size_t(y) * ow + x) * 3 + c] = uint16_t((sum + uint64_t(d * d) / 2) / uint64_t(d * d));
-            }
-    return out;
 }
 
 TEST(R3DImagePayload, LosslessForEveryStorageChoice) {
@@ -71,7 +57,7 @@ TEST(R3DImagePayload, ReducedDecodesAreBlockMeansInAnyThreadCount) {
             ASSERT_EQ(
                 DecodeImagePayload(payload.data(), payload.size(), d, out.data(), out.size() * 2, rowBytes, threads),
                 ImagePayloadStatus::kOk);
-            const auto expected = BoxMean(pic, w, h, d);
+            const auto expected = sdktest::Reduced(pic, w, h, d);
             for (uint32_t y = 0; y < oh; ++y) {
                 const uint16_t* row = out.data() + y * rowBytes / 2;
                 ASSERT_TRUE(std::equal(row, row + size_t(ow) * 3, expected.begin() + size_t(y) * ow * 3))

@@ -9,53 +9,11 @@
 
 namespace ombrel::r3d::test {
 
-std::vector<uint16_t> FramePicture(uint32_t width, uint32_t height, uint64_t frame, int track) {
-    std::vector<uint16_t> rgb(size_t(width) * height * 3);
-    for (uint32_t y = 0; y < height; ++y)
-        for (uint32_t x = 0; x < width; ++x)
-            for (uint32_t c = 0; c < 3; ++c)
-                rgb[(size_t(y) * width + x) * 3 + c] =
-                    uint16_t(frame * 4099 + uint64_t(track) * 30011 + x * 257 + y * 1031 + c * 11);
-    return rgb;
-}
-
-std::vector<int32_t> BlockSamples(uint64_t block, uint32_t sampleFrames, int channels) {
-    std::vector<int32_t> s(size_t(sampleFrames) * size_t(channels));
-    for (size_t i = 0; i < s.size(); ++i) s[i] = int32_t(uint32_t(block * 7919 + i * 104729) << 8);
-    return s;
-}
-
 std::vector<std::string> WriteClip(const std::string& firstPath, const ClipPlan& plan) {
-    R3DWriter w;
-    if (!w.Create(firstPath, plan.spec, plan.overwrite)) {
-        ADD_FAILURE() << "cannot create " << firstPath << ": " << w.Error();
-        return {};
-    }
-    const int second =
-        plan.spec.videoTracks > 1 ? (plan.secondTrackFrames < 0 ? plan.frames : plan.secondTrackFrames) : 0;
-    for (int f = 0; f < std::max(plan.frames, second); ++f) {
-        if (f < plan.frames) {
-            const auto pic = FramePicture(plan.spec.width, plan.spec.height, uint64_t(f), 0);
-            if (!w.AddVideoFrameRGB(pic.data(), plan.payload, 0)) break;
-        }
-        if (f < second) {
-            const auto pic = FramePicture(plan.spec.width, plan.spec.height, uint64_t(f), 1);
-            if (!w.AddVideoFrameRGB(pic.data(), plan.payload, 1)) break;
-        }
-        if (size_t(f) < plan.audioBlocks.size()) {
-            const auto s = BlockSamples(uint64_t(f), plan.audioBlocks[size_t(f)], plan.spec.audioChannels);
-            if (!w.AddAudioBlock(s.data(), plan.audioBlocks[size_t(f)])) break;
-        }
-    }
-    for (size_t b = size_t(plan.frames); b < plan.audioBlocks.size(); ++b) {
-        const auto s = BlockSamples(b, plan.audioBlocks[b], plan.spec.audioChannels);
-        if (!w.AddAudioBlock(s.data(), plan.audioBlocks[b])) break;
-    }
-    if (!w.Finish()) {
-        ADD_FAILURE() << "cannot write " << firstPath << ": " << w.Error();
-        return {};
-    }
-    return w.Paths();
+    std::string error;
+    auto paths = sdktest::WriteClipFiles(firstPath, plan, &error);
+    if (paths.empty()) ADD_FAILURE() << "cannot write " << firstPath << ": " << error;
+    return paths;
 }
 
 ClipPlan RichPlan(uint8_t major) {
@@ -86,6 +44,20 @@ ClipPlan RichPlan(uint8_t major) {
     p.frames = 5;
     p.audioBlocks = {2002, 2002, 2002, 2003, 1500};
     return p;
+}
+
+ClipPlan SilentPlan(uint8_t major) {
+    ClipPlan p = RichPlan(major);
+    p.spec.audioChannels = 0;
+    p.audioBlocks.clear();
+    return p;
+}
+
+std::string DumpStore(const MetadataStore& store) {
+    std::string out;
+    for (const auto& [key, value] : store.Items())
+        out += key + " " + "ifs"[value.index()] + " " + store.ItemAsString(key) + "\n";
+    return out;
 }
 
 std::vector<uint8_t> ReadBytes(const std::string& path) {

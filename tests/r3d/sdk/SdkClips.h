@@ -14,14 +14,15 @@
 
 namespace ombrel::sdktest {
 
-// A picture that differs by frame, row, column and channel and is not flat over any block.
-inline std::vector<uint16_t> Picture(uint32_t width, uint32_t height, uint64_t frame) {
+// A picture that differs by frame, track, row, column and channel and is not flat over any block.
+inline std::vector<uint16_t> Picture(uint32_t width, uint32_t height, uint64_t frame, int track = 0) {
     std::vector<uint16_t> rgb(size_t(width) * height * 3);
     for (uint32_t y = 0; y < height; ++y)
         for (uint32_t x = 0; x < width; ++x)
             for (uint32_t c = 0; c < 3; ++c)
-                rgb[(size_t(y) * width + x) * 3 + c] =
-                    uint16_t((frame * 7001 + x * 613 + y * 1999 + c * 9973 + (x * y) % 97 * 131) & 0xFFFF);
+                rgb[(size_t(y) * width + x) * 3 + c] = uint16_t(
+                    (frame * 7001 + uint64_t(track) * 30011 + x * 613 + y * 1999 + c * 9973 + (x * y) % 97 * 131) &
+                    0xFFFF);
     return rgb;
 }
 
@@ -47,10 +48,12 @@ inline std::vector<uint8_t> MakersImageData(size_t size = 4096) {
 struct SdkClip {
     r3d::R3DClipSpec spec;
     int frames = 3;
+    int secondTrackFrames = -1;         // -1: as many as the first track (of two)
     std::vector<int> makerFrames;       // frames holding the camera maker's image data
     std::vector<int> droppedFrames;     // frames the camera dropped
     std::vector<uint32_t> audioBlocks;  // sample frames of each block, one after each frame
     r3d::ImagePayloadOptions payload;
+    bool overwrite = true;
 };
 
 // A second-generation clip of camera code 5 with timecode, reel and clip, white balance and
@@ -82,28 +85,45 @@ inline SdkClip BasicClip(uint32_t width = 32, uint32_t height = 16, int frames =
     return c;
 }
 
-// Writes the clip; empty text on success, else the writer's complaint.
-inline std::string WriteSdkClip(const std::string& path, const SdkClip& c) {
+// Writes the clip; gives the paths of its files, or none and the writer's complaint.
+inline std::vector<std::string> WriteClipFiles(const std::string& path, const SdkClip& c, std::string* error) {
     r3d::R3DWriter w;
-    if (!w.Create(path, c.spec, true)) return w.Error();
-    for (int f = 0; f < c.frames; ++f) {
-        bool ok = true;
-        if (std::find(c.droppedFrames.begin(), c.droppedFrames.end(), f) != c.droppedFrames.end()) {
+    const auto has = [](const std::vector<int>& list, int f) {
+        return std::find(list.begin(), list.end(), f) != list.end();
+    };
+    const int second = c.spec.videoTracks > 1 ? (c.secondTrackFrames < 0 ? c.frames : c.secondTrackFrames) : 0;
+    const size_t frames = size_t(std::max(c.frames, second));
+    const auto addBlock = [&](size_t b) {
+        const auto s = Samples(b, c.audioBlocks[b], c.spec.audioChannels);
+        return w.AddAudioBlock(s.data(), c.audioBlocks[b]);
+    };
+    bool ok = w.Create(path, c.spec, c.overwrite);
+    for (int f = 0; ok && size_t(f) < frames; ++f) {
+        if (f < c.frames && has(c.droppedFrames, f)) {
             ok = w.AddDroppedFrame();
-        } else if (std::find(c.makerFrames.begin(), c.makerFrames.end(), f) != c.makerFrames.end()) {
+        } else if (f < c.frames && has(c.makerFrames, f)) {
             const auto data = MakersImageData();
             ok = w.AddVideoFrame(data.data(), data.size());
-        } else {
-            const auto pic = Picture(c.spec.width, c.spec.height, uint64_t(f));
-            ok = w.AddVideoFrameRGB(pic.data(), c.payload);
+        } else if (f < c.frames) {
+            ok = w.AddVideoFrameRGB(Picture(c.spec.width, c.spec.height, uint64_t(f)).data(), c.payload, 0);
         }
-        if (ok && size_t(f) < c.audioBlocks.size() && c.spec.audioChannels > 0) {
-            const auto s = Samples(uint64_t(f), c.audioBlocks[size_t(f)], c.spec.audioChannels);
-            ok = w.AddAudioBlock(s.data(), c.audioBlocks[size_t(f)]);
-        }
-        if (!ok) return w.Error();
+        if (ok && f < second)
+            ok = w.AddVideoFrameRGB(Picture(c.spec.width, c.spec.height, uint64_t(f), 1).data(), c.payload, 1);
+        if (ok && size_t(f) < c.audioBlocks.size() && c.spec.audioChannels > 0) ok = addBlock(size_t(f));
     }
-    return w.Finish() ? std::string() : w.Error();
+    for (size_t b = frames; ok && b < c.audioBlocks.size() && c.spec.audioChannels > 0; ++b) ok = addBlock(b);
+    if (!ok || !w.Finish()) {
+        *error = w.Error();
+        return {};
+    }
+    return w.Paths();
+}
+
+// Writes the clip; empty text on success, else the writer's complaint.
+inline std::string WriteSdkClip(const std::string& path, const SdkClip& c) {
+    std::string error;
+    WriteClipFiles(path, c, &error);
+    return error;
 }
 
 // The box mean that a decode at a divisor gives: each pixel the rounded mean of its block,
