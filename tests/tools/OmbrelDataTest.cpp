@@ -1,16 +1,15 @@
 // The film data generators: stock tables, grain scans, grain curves and exposure tables,
 // from the project's data/ and from small variants of it.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/Paths.h"
@@ -20,6 +19,7 @@
 #include "ombrel-data/Generate.h"
 #include "ombrel-data/ImageFile.h"
 #include "ombrel-data/ParamFile.h"
+#include "support/Shell.h"
 #include "support/TempDir.h"
 
 namespace ombrel::filmdata {
@@ -29,22 +29,8 @@ using test::ReadWholeFile;
 using test::TempDir;
 using test::WriteWholeFile;
 
-struct Result {
-    int status = -1;
-    std::string output;
-};
-
-Result Shell(const std::string& command) {
-    Result r;
-    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-    if (!pipe) return r;
-    char buffer[512];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
-    const int status = ::pclose(pipe);
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
-}
+using Result = test::ShellResult;
+const auto Shell = test::RunShell;
 
 std::string Q(const std::string& text) { return "'" + text + "'"; }
 std::string Tool(const std::string& args) { return Q(OMBREL_DATA_TOOL) + " " + args; }
@@ -151,31 +137,25 @@ TEST(FilmDataCatalogue, BrokenParameterFilesAreRefusedWithFileAndKey) {
     const Viewing& viewing = Data().viewing();
     std::string error;
 
-    WriteWholeFile(stocks + "x.txt", "kind negative\nprint print-cinema\ndmin 0.2 0.6\n");
     StockModel model;
-    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
-    EXPECT_NE(error.find("x.txt"), std::string::npos) << error;
-    EXPECT_NE(error.find("\"dmin\""), std::string::npos) << error;
-
-    WriteWholeFile(stocks + "x.txt", ReadWholeFile(stocks + "5207.txt") + "interimage lots\n");
+    const std::string good = ReadWholeFile(stocks + "5207.txt");
+    WriteWholeFile(stocks + "x.txt", good + "interimage lots\n");
     EXPECT_TRUE(model.LoadFile(stocks + "x.txt", viewing, &error)) << "a key keeps its first line: " << error;
-    std::string text = ReadWholeFile(stocks + "5207.txt");
-    text.replace(text.find("\ninterimage "), 11, "\ninterimage lots #");
-    WriteWholeFile(stocks + "x.txt", text);
-    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
-    EXPECT_NE(error.find("\"lots\" is not a number"), std::string::npos) << error;
-
-    text = ReadWholeFile(stocks + "5207.txt");
-    text.replace(text.find("sensitivity 0.90"), 16, "sensitivity 0.99");
-    WriteWholeFile(stocks + "x.txt", text);
-    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
-    EXPECT_NE(error.find("sensitivity row 0"), std::string::npos) << error;
-
-    text = ReadWholeFile(stocks + "5207.txt");
-    text.replace(text.find("print print-cinema"), 18, "print print-none");
-    WriteWholeFile(stocks + "x.txt", text);
-    EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error));
-    EXPECT_NE(error.find("print-none.txt"), std::string::npos) << error;
+    // A replacement in a good model file, what the error says, and the file at fault: the one
+    // read, or a print it names. No replacement: a file of three lines.
+    const std::vector<std::tuple<const char*, const char*, const char*, const char*>> rows = {
+        {nullptr, nullptr, "\"dmin\"", "x.txt"},
+        {"\ninterimage ", "\ninterimage lots #", "\"lots\" is not a number", "x.txt"},
+        {"sensitivity 0.90", "sensitivity 0.99", "sensitivity row 0", "x.txt"},
+        {"print print-cinema", "print print-none", "cannot read", "print-none.txt"}};
+    for (const auto& [from, to, says, file] : rows) {
+        std::string text = "kind negative\nprint print-cinema\ndmin 0.2 0.6\n";
+        if (from) text = std::string(good).replace(good.find(from), std::strlen(from), to);
+        WriteWholeFile(stocks + "x.txt", text);
+        EXPECT_FALSE(model.LoadFile(stocks + "x.txt", viewing, &error)) << says;
+        EXPECT_NE(error.find(says), std::string::npos) << error;
+        EXPECT_NE(error.find(file), std::string::npos) << error;
+    }
 
     // A catalogue line without its model file names the line.
     std::string catalogue = ReadWholeFile(stocks + "catalogue.txt");
@@ -355,19 +335,18 @@ TEST(FilmDataStockTables, WrittenTablesGoThroughTheContainerAsTheReaderExpects) 
               dir / "root/Profiles/RedMX_RC3RLF/RedMX_RC3RLF_Alexa - LogC.tin");
 
     // Refusals: a stock or profile not in the catalogue, a folder that cannot be made.
-    Result bad = Shell(Tool("stock --profile EpicM --stock 5299 " + Q(dir / "bad.tin")));
-    EXPECT_EQ(bad.status, 1);
-    EXPECT_NE(bad.output.find("unknown stock \"5299\""), std::string::npos) << bad.output;
-    bad = Shell(Tool("stock --profile Nikon --stock 5207 " + Q(dir / "bad.tin")));
-    EXPECT_EQ(bad.status, 1);
-    EXPECT_NE(bad.output.find("unknown profile \"Nikon\""), std::string::npos) << bad.output;
-    EXPECT_FALSE(std::filesystem::exists(dir / "bad.tin"));
     WriteWholeFile(dir / "file", "x");
-    bad = Shell(Tool("stock --profile EpicM --stock 5207 " + Q(dir / "file/sub/t.tin")));
-    EXPECT_EQ(bad.status, 1);
-    EXPECT_NE(bad.output.find("cannot create folder"), std::string::npos) << bad.output;
-    EXPECT_EQ(Shell(Tool("stock --profile EpicM")).status, 2);
-    EXPECT_EQ(Shell(Tool("")).status, 2);
+    for (const auto& [args, status, says] : std::vector<std::tuple<std::string, int, std::string>>{
+             {"stock --profile EpicM --stock 5299 " + Q(dir / "bad.tin"), 1, "unknown stock \"5299\""},
+             {"stock --profile Nikon --stock 5207 " + Q(dir / "bad.tin"), 1, "unknown profile \"Nikon\""},
+             {"stock --profile EpicM --stock 5207 " + Q(dir / "file/sub/t.tin"), 1, "cannot create folder"},
+             {"stock --profile EpicM", 2, ""},
+             {"", 2, ""}}) {
+        const Result bad = Shell(Tool(args));
+        EXPECT_EQ(bad.status, status) << args;
+        EXPECT_NE(bad.output.find(says), std::string::npos) << args << ": " << bad.output;
+    }
+    EXPECT_FALSE(std::filesystem::exists(dir / "bad.tin"));
 }
 
 TEST(FilmDataStockTables, TheBuildMadeEveryTableOfEveryProfile) {
