@@ -240,12 +240,9 @@ TEST(R3DSource, ExtractedAudioMatchesTheWrittenSamples) {
                uint32_t(uint8_t(bytes[at + 2])) << 8 | uint8_t(bytes[at + 3]);
     };
     ASSERT_GE(bytes.size(), 28u);
-    EXPECT_EQ(bytes.substr(0, 4), ".snd");
-    EXPECT_EQ(be32(4), 28u);
-    EXPECT_EQ(be32(8), 0xFFFFFFFFu);
-    EXPECT_EQ(be32(12), 5u);
-    EXPECT_EQ(be32(16), 44100u);
-    EXPECT_EQ(be32(20), 3u);
+    // Magic, data offset, unknown size, 32-bit linear, rate, channels.
+    EXPECT_EQ((std::vector{be32(0), be32(4), be32(8), be32(12), be32(16), be32(20)}),
+              (std::vector<uint32_t>{0x2E736E64, 28, 0xFFFFFFFF, 5, 44100, 3}));
     std::vector<int32_t> all;
     for (size_t b = 0; b < 3; ++b) {
         const auto block = sdktest::Samples(b, c.audioBlocks[b], 3);
@@ -296,10 +293,7 @@ TEST(R3DSource, TimecodeAndEdgeCodeOfTheFirstAndLastFrame) {
     auto f = OpenForOutput(Written(dir, "A002_C001_0101AB_001.R3D", fast), 16, 8);
     EXPECT_EQ(f->TimecodeString(0), "02:00:00:00");
     EXPECT_EQ(f->TimecodeString(1), "02.00.00.01");
-    EXPECT_EQ(f->Timecode(0), (TimecodeValues{2, 0, 0, 1}));
-    EXPECT_EQ(f->Timecode(1), (TimecodeValues{2, 0, 0, 2}));
-    EXPECT_EQ(f->Timecode(2), (TimecodeValues{2, 0, 0, 3}));
-    EXPECT_EQ(f->Timecode(3), (TimecodeValues{2, 0, 0, 4}));
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(f->Timecode(i), (TimecodeValues{2, 0, 0, 1 + i})) << "frame " << i;
 
     // A first-generation clip may separate with ";": read like ":".
     sdktest::SdkClip old = sdktest::BasicClip(16, 8, 2);

@@ -51,8 +51,6 @@ bool AllZero(const uint8_t* p, size_t n) {
 
 TEST(RenderSourceTest, FitAndSizeFollowTheWorkedExamples) {
     SizedSource s;
-    EXPECT_EQ(s.FilePath(), "");
-    EXPECT_FALSE(s.HasOpenFile());
     // Unknown image size: refused, nothing changes.
     EXPECT_FALSE(s.SetOutputWidthHeightFit(1000, 1000, 0));
     EXPECT_EQ(s.OutputWidth(), 0u);
@@ -86,11 +84,6 @@ TEST(RenderSourceTest, FitAndSizeFollowTheWorkedExamples) {
     EXPECT_TRUE(AllZero(s.resizeBufferData(), s.resizeBufferSize()));
     EXPECT_EQ(s.AspectWidth(), 640u);
     EXPECT_FALSE(s.SetOutputWidthHeightFit(0, 360, 0));
-
-    s.setBlurRadius(2.5);
-    EXPECT_DOUBLE_EQ(s.blurRadius(), 2.5);
-    s.SetFilePath("/clips/a.mov");
-    EXPECT_EQ(s.FilePath(), "/clips/a.mov");
 }
 
 TEST(RenderSourceTest, PlacementCentresThePictureInItsBoxAndFillsAtFit2) {
