@@ -190,11 +190,12 @@ TEST(R3DHeader, SecondGenerationTracksTokensAndRefusals) {
         EXPECT_NE(reason.find(text), std::string::npos) << text << ": " << reason;
     };
     // An offset and the byte put there, or -1: the header cut at that offset.
-    for (const auto& [at, value, text] : std::vector<std::tuple<size_t, int, const char*>>{{6, 11, "below 12"},
-                                                                                           {56, 0, "no video track"},
-                                                                                           {0, 4, "version 4"},
-                                                                                           {3, 0x33, "identifier"},
-                                                                                           {70, -1, "track records"}}) {
+    const std::vector<std::tuple<size_t, int, const char*>> damage = {{6, 11, "below 12"},
+                                                                      {56, 0, "no video track"},
+                                                                      {0, 4, "version 4"},
+                                                                      {3, 0x33, "identifier"},
+                                                                      {70, -1, "track records"}};
+    for (const auto& [at, value, text] : damage) {
         auto q = R2Header(R2Options{});
         value < 0 ? q.resize(at) : void(q[at] = uint8_t(value));
         refused(q, text);
