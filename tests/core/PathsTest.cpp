@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 
+#include "support/TempDir.h"
+
 namespace ombrel {
 namespace {
 
@@ -22,22 +24,21 @@ TEST(Paths, ComponentsAndExtensions) {
 }
 
 TEST(Paths, FoldersFollowHomeAndDataRootFollowsTheEnvironment) {
-    std::string oldHome = std::getenv("HOME") ? std::getenv("HOME") : "";
-    ::setenv("HOME", "/tmp/somebody", 1);
-    EXPECT_EQ(DocumentsFolder(), "/tmp/somebody/Documents/Ombrel");
-    EXPECT_EQ(AutosaveFolder(), "/tmp/somebody/Documents/Ombrel/Autosave");
-    EXPECT_EQ(ExpandTilde("~/Documents/x"), "/tmp/somebody/Documents/x");
-    EXPECT_EQ(ExpandTilde("/abs/~"), "/abs/~");
-    ::setenv("HOME", oldHome.c_str(), 1);
-
-    std::string oldData = std::getenv("OMBREL_DATA_DIR") ? std::getenv("OMBREL_DATA_DIR") : "";
-    ::setenv("OMBREL_DATA_DIR", "/opt/data", 1);
-    EXPECT_EQ(DataRoot(), "/opt/data");
-    EXPECT_EQ(ProfilesFolder(), "/opt/data/Profiles");
-    EXPECT_EQ(ResourcesFolder(), "/opt/data/Resources");
-    ::unsetenv("OMBREL_DATA_DIR");
+    {
+        test::ScopedEnv home("HOME", "/tmp/somebody");
+        EXPECT_EQ(DocumentsFolder(), "/tmp/somebody/Documents/Ombrel");
+        EXPECT_EQ(AutosaveFolder(), "/tmp/somebody/Documents/Ombrel/Autosave");
+        EXPECT_EQ(ExpandTilde("~/Documents/x"), "/tmp/somebody/Documents/x");
+        EXPECT_EQ(ExpandTilde("/abs/~"), "/abs/~");
+    }
+    {
+        test::ScopedDataRoot data("/opt/data");
+        EXPECT_EQ(DataRoot(), "/opt/data");
+        EXPECT_EQ(ProfilesFolder(), "/opt/data/Profiles");
+        EXPECT_EQ(ResourcesFolder(), "/opt/data/Resources");
+    }
+    test::ScopedEnv none("OMBREL_DATA_DIR", nullptr);
     EXPECT_FALSE(DataRoot().empty());
-    if (!oldData.empty()) ::setenv("OMBREL_DATA_DIR", oldData.c_str(), 1);
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
 #include "support/Shell.h"
 
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <vector>
 
 namespace ombrel::test {
 
@@ -16,6 +19,23 @@ ShellResult RunShell(const std::string& command) {
     const int status = ::pclose(pipe);
     r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return r;
+}
+
+int RunSelfWithoutGlDriver(const std::string& gtestFilter) {
+    std::string self = "/proc/self/exe", filter = "--gtest_filter=" + gtestFilter;
+    char* argv[] = {self.data(), filter.data(), nullptr};
+    std::vector<std::string> env;
+    for (char** e = environ; *e; ++e) env.emplace_back(*e);
+    env.emplace_back("__EGL_VENDOR_LIBRARY_FILENAMES=/nonexistent/vendor.json");
+    env.emplace_back("OMBREL_GL_PROBE_NO_DRIVER=1");
+    std::vector<char*> envp;
+    for (auto& e : env) envp.push_back(e.data());
+    envp.push_back(nullptr);
+    pid_t pid = 0;
+    if (::posix_spawn(&pid, self.c_str(), nullptr, nullptr, argv, envp.data()) != 0) return -1;
+    int status = 0;
+    if (::waitpid(pid, &status, 0) != pid) return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace ombrel::test

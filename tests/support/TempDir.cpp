@@ -34,19 +34,23 @@ void WriteWholeFile(const std::string& path, const std::string& bytes) {
     out << bytes;
 }
 
-ScopedDataRoot::ScopedDataRoot(const std::string& root) {
-    if (const char* v = std::getenv("OMBREL_DATA_DIR")) {
+ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
+    if (const char* v = std::getenv(name)) {
         hadValue_ = true;
         oldValue_ = v;
     }
-    ::setenv("OMBREL_DATA_DIR", root.c_str(), 1);
+    if (value) {
+        ::setenv(name, value, 1);
+    } else {
+        ::unsetenv(name);
+    }
 }
 
-ScopedDataRoot::~ScopedDataRoot() {
+ScopedEnv::~ScopedEnv() {
     if (hadValue_) {
-        ::setenv("OMBREL_DATA_DIR", oldValue_.c_str(), 1);
+        ::setenv(name_.c_str(), oldValue_.c_str(), 1);
     } else {
-        ::unsetenv("OMBREL_DATA_DIR");
+        ::unsetenv(name_.c_str());
     }
 }
 

@@ -19,21 +19,28 @@ private:
     std::string path_;
 };
 
-// Points OMBREL_DATA_DIR at another root while alive, then puts back what was there (or
-// nothing).
-class ScopedDataRoot {
+// Sets an environment variable (or, given null, unsets it) while alive, then puts back what
+// was there (or nothing).
+class ScopedEnv {
 public:
-    explicit ScopedDataRoot(const std::string& root);
-    ~ScopedDataRoot();
-    ScopedDataRoot(const ScopedDataRoot&) = delete;
-    ScopedDataRoot& operator=(const ScopedDataRoot&) = delete;
+    ScopedEnv(const char* name, const char* value);
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
 
-    // The root in force before this one; empty when there was none.
+    // The value in force before this one; empty when there was none.
     const std::string& previous() const { return oldValue_; }
 
 private:
+    std::string name_;
     bool hadValue_ = false;
     std::string oldValue_;
+};
+
+// Points OMBREL_DATA_DIR at another root while alive; a scoped HOME is ScopedEnv("HOME", ...).
+class ScopedDataRoot : public ScopedEnv {
+public:
+    explicit ScopedDataRoot(const std::string& root) : ScopedEnv("OMBREL_DATA_DIR", root.c_str()) {}
 };
 
 std::string ReadWholeFile(const std::string& path);
