@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "core/Log.h"
+#include "support/RefFile.h"
 
 namespace ombrel {
 namespace {
@@ -67,27 +68,20 @@ TEST(ClipSettings, PropertyListRoundTripThroughXmlKeepsEveryStoredField) {
     original->setPartialClipDictionary(PlistValue(partial));
 
     const PlistValue dict = original->propertyList();
-    const PlistValue parsed = PlistValue::FromXml(dict.ToXml());
-    ASSERT_TRUE(parsed.isDict());
     // Stored types: floats and doubles as reals, counters as integers, flags as booleans.
-    EXPECT_EQ(parsed["userFrameIn"].type(), PlistValue::Type::Integer);
-    EXPECT_EQ(parsed["useMetadata"].type(), PlistValue::Type::Bool);
-    EXPECT_EQ(parsed["kelvin"].type(), PlistValue::Type::Real);
-
+    EXPECT_TRUE(test::MatchesRef("model/clip-settings.plist", dict.ToXml()));
+    const PlistValue parsed = PlistValue::FromXml(dict.ToXml());
     ClipSettings loaded;
     loaded.LoadFromDictionary(parsed);
     EXPECT_TRUE(loaded.IsTheSameAs(*original));
     EXPECT_TRUE(original->IsTheSameAs(loaded));
-    EXPECT_EQ(loaded.blurRadius(), 1.5f);
-    EXPECT_TRUE(loaded.isDefault());
-    EXPECT_TRUE(loaded.populated());
     ASSERT_TRUE(loaded.snippets().has_value());
     EXPECT_EQ(*loaded.snippets(), (std::vector<int>{10, 20, 40, 30}));
-    // The dictionary itself is not kept by loading.
+    // The dictionary itself is not kept by loading; everything else comes back.
     EXPECT_TRUE(loaded.partialClipDictionary().isNull());
-    // Render fields are not stored.
-    EXPECT_FALSE(parsed.contains("framesRendered"));
-    EXPECT_FALSE(parsed.contains("errorState"));
+    PlistValue withoutPartial = parsed;
+    withoutPartial.erase("partialClipDictionary");
+    EXPECT_EQ(loaded.propertyList(), withoutPartial);
 }
 
 TEST(ClipSettings, SaturationKeepsOnlyFloatPrecisionThroughADictionary) {
@@ -191,58 +185,41 @@ TEST(ClipSettings, CopySettingsFromCopiesTheLookButNotRenderStateAndMendsGrainNa
     EXPECT_FALSE(dest.snippets().has_value());
 }
 
-std::vector<int> Flagged(ClipSettings& s) {
-    std::vector<int> out;
-    for (size_t i = 0; i < s.frameFlags().size(); ++i)
-        if (s.frameFlags()[i]) out.push_back(static_cast<int>(i));
-    return out;
-}
-
-std::vector<int> Range(int a, int b) {
-    std::vector<int> out;
+std::vector<int> Range(int a, int b, std::vector<int> out = {}) {
     for (int i = a; i <= b; ++i) out.push_back(i);
     return out;
 }
 
 TEST(ClipSettings, FrameFlagsAddFiveFramesOfHandleClampedToTheClip) {
-    ClipSettings s;
-    s.setTotalFrames(100.0f);
-    s.SetSnippets(std::vector<int>{10, 20});
-    s.CreateFrameFlags();
-    EXPECT_EQ(Flagged(s), Range(5, 25));
-    EXPECT_EQ(s.flaggedFrameCount(), 21);
-
-    s.SetSnippets(std::vector<int>{3, 2, 96, 98});
-    s.CreateFrameFlags();
-    std::vector<int> expected = Range(0, 8);
-    for (int f : Range(91, 99)) expected.push_back(f);
-    EXPECT_EQ(Flagged(s), expected);
-
-    s.SetSnippets(std::vector<int>{20, 10});
-    s.CreateFrameFlags();
-    EXPECT_EQ(Flagged(s), Range(5, 25));
-
-    // An odd last entry is ignored; overlapping snippets count each frame once.
-    s.SetSnippets(std::vector<int>{10, 20, 18, 30, 70});
-    s.CreateFrameFlags();
-    EXPECT_EQ(Flagged(s), Range(5, 35));
-    EXPECT_EQ(s.flaggedFrameCount(), 31);
-
-    // An empty or one-entry list leaves every flag clear.
-    s.SetSnippets(std::vector<int>{});
-    s.CreateFrameFlags();
-    EXPECT_EQ(s.frameFlags().size(), 100u);
-    EXPECT_EQ(s.flaggedFrameCount(), 0);
-    s.SetSnippets(std::vector<int>{40});
-    s.CreateFrameFlags();
-    EXPECT_EQ(s.flaggedFrameCount(), 0);
-
-    // Without a frame count there is nothing to flag.
-    ClipSettings unknown;
-    unknown.SetSnippets(std::vector<int>{1, 2});
-    unknown.CreateFrameFlags();
-    EXPECT_TRUE(unknown.frameFlags().empty());
-    EXPECT_EQ(unknown.flaggedFrameCount(), 0);
+    struct Row {
+        const char* name;
+        float totalFrames;
+        std::vector<int> snippets, flagged;
+    };
+    const Row rows[] = {
+        {"one snippet", 100, {10, 20}, Range(5, 25)},
+        {"clamped at both ends", 100, {3, 2, 96, 98}, Range(91, 99, Range(0, 8))},
+        {"reversed", 100, {20, 10}, Range(5, 25)},
+        {"overlapping, odd last entry ignored", 100, {10, 20, 18, 30, 70}, Range(5, 35)},
+        {"empty list", 100, {}, {}},
+        {"one entry", 100, {40}, {}},
+        {"no frame count", 0, {1, 2}, {}},
+    };
+    // One record for the rows of a 100-frame clip: each list replaces the flags of the last.
+    ClipSettings clip, unknown;
+    clip.setTotalFrames(100.0f);
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        ClipSettings& s = r.totalFrames > 0 ? clip : unknown;
+        s.SetSnippets(r.snippets);
+        s.CreateFrameFlags();
+        std::vector<int> flagged;
+        for (size_t i = 0; i < s.frameFlags().size(); ++i)
+            if (s.frameFlags()[i]) flagged.push_back(static_cast<int>(i));
+        EXPECT_EQ(flagged, r.flagged);
+        EXPECT_EQ(s.flaggedFrameCount(), static_cast<int>(r.flagged.size()));
+        EXPECT_EQ(s.frameFlags().size(), static_cast<size_t>(r.totalFrames));
+    }
 }
 
 TEST(ClipSettingsDeathTest, GrainScaleMustBeAboveZero) {

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "ModelTestSupport.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "datafile/Resource.h"
@@ -19,28 +20,8 @@ namespace ombrel {
 namespace {
 namespace fs = std::filesystem;
 
-class ProjectFiles : public ::testing::Test {
-protected:
-    void SetUp() override { Reset(); }
-    void TearDown() override { Reset(); }
-    static void Reset() {
-        auto& sm = SettingsManager::Instance();
-        sm.ClearSettingsManager();
-        std::error_code ec;
-        fs::remove_all(DocumentsFolder(), ec);
-        sm.setCurrentPresetLibrary("");
-        sm.LoadFactoryPresets();
-    }
-    SettingsManager& sm = SettingsManager::Instance();
-    test::TempDir dir;
-};
-
-void GiveCamera(ClipSettings& s, const std::string& camera) {
-    s.setSourceCameraChosen(camera);
-    s.setDisplayMake("Make");
-    s.setDisplayModel(camera);
-    s.setDisplayPictureStyle("Standard");
-}
+using ProjectFiles = test::SettingsStore;
+using test::GiveCamera;
 
 // One file of the shot list's snippet dictionary, as the editorial readers store it.
 PlistValue SnippetFile(const std::string& path, std::vector<double> ranges) {
@@ -171,7 +152,7 @@ TEST_F(ProjectFiles, AnIndependentReaderTakesTheFile) {
                          "p = plistlib.load(open(sys.argv[1], 'rb'))\n"
                          "c = p['clips'][sys.argv[2]]\n"
                          "assert p['Paths'] == [sys.argv[2]], p['Paths']\n"
-                         "assert c['displayModel'] == 'Caf\\u00e9 <&> \"quoted\"', c['displayModel']\n"
+                         "assert c['displayModel'] == 'Model Caf\\u00e9 <&> \"quoted\"', c['displayModel']\n"
                          "assert c['kelvin'] == 5600.0 and c['lift'] == 1.0\n"
                          "assert p['outputSettings']['qtCodec'] == 5\n"
                          "assert p['SnippetList']['x']['KVCSnippetList'] == [1.0, 2.0]\n");

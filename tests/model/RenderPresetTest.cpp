@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <set>
 
+#include "ModelTestSupport.h"
 #include "core/Paths.h"
 #include "model/SettingsManager.h"
 #include "support/Shell.h"
@@ -13,18 +14,7 @@
 namespace ombrel {
 namespace {
 
-ImagePtr Swatch() {
-    auto img = std::make_shared<Image>(8, 4);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 8; ++x) {
-            uint8_t* p = img->pixel(x, y);
-            p[0] = static_cast<uint8_t>(x * 30);
-            p[1] = static_cast<uint8_t>(y * 60);
-            p[2] = 200;
-            p[3] = 255;
-        }
-    return img;
-}
+using test::Swatch;
 
 TEST(RenderPreset, NewPresetsGetDistinctStandardGuids) {
     // 8-4-4-4-12 upper-case hex digits, version 4, the standard variant.
@@ -89,7 +79,7 @@ TEST(RenderPreset, IconsAreWrittenAsTiffAndFactoryIconsReachTheLegacyPath) {
     ASSERT_TRUE(std::filesystem::exists(p->IconPathLegacy()));
     // An independent reader agrees on the file.
     const std::string info = test::RunShell("tiffinfo '" + p->IconPathLegacy() + "'").output;
-    EXPECT_NE(info.find("Image Width: 8 Image Length: 4"), std::string::npos) << info;
+    EXPECT_NE(info.find("Image Width: 6 Image Length: 4"), std::string::npos) << info;
 
     RenderPreset loaded;
     loaded.LoadFromDictionary(p->PropertyList());

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "ModelTestSupport.h"
 #include "core/Paths.h"
 #include "datafile/Resource.h"
 #include "support/TempDir.h"
@@ -17,49 +18,10 @@ namespace ombrel {
 namespace {
 namespace fs = std::filesystem;
 
-// The manager is one per process: every test starts from an empty store and no files.
-class SettingsStore : public ::testing::Test {
-protected:
-    void SetUp() override { Reset(); }
-    void TearDown() override { Reset(); }
-    static void Reset() {
-        auto& sm = SettingsManager::Instance();
-        sm.setGui(nullptr);
-        sm.ClearSettingsManager();
-        std::error_code ec;
-        fs::remove_all(DocumentsFolder(), ec);
-        sm.setCurrentPresetLibrary("");
-        sm.LoadFactoryPresets();
-        sm.LoadCustomCodecList();
-    }
-    SettingsManager& sm = SettingsManager::Instance();
-};
-
-// A record that can equal another: IsTheSameAs treats null camera texts as different.
-void GiveCamera(ClipSettings& s, const std::string& camera) {
-    s.setSourceCameraChosen(camera);
-    s.setDisplayMake("Make " + camera);
-    s.setDisplayModel("Model " + camera);
-    s.setDisplayPictureStyle("Style " + camera);
-}
-
-ImagePtr Swatch(uint8_t red) {
-    auto img = std::make_shared<Image>(6, 4);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 6; ++x) {
-            uint8_t* p = img->pixel(x, y);
-            p[0] = red;
-            p[1] = static_cast<uint8_t>(x * 40);
-            p[2] = static_cast<uint8_t>(y * 60);
-            p[3] = 255;
-        }
-    return img;
-}
-
-bool Exists(const std::string& path) {
-    std::error_code ec;
-    return fs::exists(path, ec);
-}
+using test::Exists;
+using test::GiveCamera;
+using test::SettingsStore;
+using test::Swatch;
 
 TEST_F(SettingsStore, StacksKeepTheLastFiveAndANullCameraTextNeverMatches) {
     const std::string clip = "/footage/A001_C002_0101AB_001.R3D";
@@ -73,6 +35,9 @@ TEST_F(SettingsStore, StacksKeepTheLastFiveAndANullCameraTextNeverMatches) {
     ASSERT_EQ(stack.size(), 4u);
     EXPECT_EQ(stack.front()->exposure(), 3.0f);
     EXPECT_EQ(sm.SettingsForClip(clip)->exposure(), 6.0f);
+    EXPECT_NE(sm.SettingsForClip(clip).get(), &s);  // a copy
+    sm.PushSettingsForClip(s, "");                  // no path: nothing
+    EXPECT_EQ(sm.SettingsForClip(""), nullptr);
     sm.PushSettingsForClip(s, clip);  // identical to the top
     EXPECT_EQ(sm.GetStackForClip(clip).size(), 4u);
 
