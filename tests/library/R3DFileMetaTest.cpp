@@ -4,11 +4,14 @@
 #include "library/FileParser.h"
 #include "library/FileParserHooks.h"
 #include "platform/movie/TestMovies.h"
+#include "support/RefFile.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
+#include <sstream>
 
 namespace ombrel {
 namespace {
@@ -53,47 +56,55 @@ public:
     ~WithMovieFacts() { SetMovieFactsSource({}); }
 };
 
-TEST(R3DFileMeta, AnR3DClipCountsFromItsStartTimecodeAndEndsOnePastItsLastFrame) {
-    std::string opened;
-    WithOpener opener([&](const std::string& path) {
-        opened = path;
-        return std::make_unique<FakeClip>(100, 24.0f, 86400, 240);
-    });
-    R3DFileMeta meta;
-    const std::string path = "/Volumes/Card/A001_C002_0101AB_001.R3D";
-    ASSERT_TRUE(meta.LoadMetadataFromPathIsR3d(path, true));
-    EXPECT_EQ(opened, path);
-    EXPECT_EQ(meta.path(), path);
-    EXPECT_EQ(meta.reel(), "A001");
-    EXPECT_EQ(meta.clip(), "C002");
-    EXPECT_EQ(meta.frameCount(), 100);
-    EXPECT_FLOAT_EQ(meta.fps(), 24.0f);
-    EXPECT_EQ(meta.timecodeIn(), "01:00:00:00");
-    EXPECT_EQ(meta.timecodeOut(), "01:00:04:03");  // frame 99
-    EXPECT_EQ(meta.edgecodeIn(), "00:00:10:00");
-    EXPECT_EQ(meta.edgecodeOut(), "00:00:14:03");
-    EXPECT_EQ(meta.frameIn(), 86400);
-    EXPECT_EQ(meta.frameOut(), 86500);
-    EXPECT_EQ(meta.edgeFrameIn(), 240);
-    EXPECT_EQ(meta.edgeFrameOut(), 340);
-    EXPECT_EQ(meta.R3dPrefix(), "A001_C002_0101AB");
-    EXPECT_EQ(meta.BaseFilename(), "A001_C002_0101AB");
-    EXPECT_EQ(meta.ShortName(), "A001_C002_0101AB_001");
+// Every field of a record, one a line, for the reference files.
+std::string Describe(const R3DFileMeta& m) {
+    std::ostringstream o;
+    o << "path " << m.path() << "\nreel " << m.reel() << "\nclip " << m.clip() << "\nframeCount " << m.frameCount()
+      << "\nfps " << m.fps() << "\ntimecode " << m.timecodeIn() << " - " << m.timecodeOut() << "\nedgecode "
+      << m.edgecodeIn() << " - " << m.edgecodeOut() << "\nframes " << m.frameIn() << " - " << m.frameOut()
+      << "\nedgeFrames " << m.edgeFrameIn() << " - " << m.edgeFrameOut() << "\nR3dPrefix " << m.R3dPrefix()
+      << "\nBaseFilename " << m.BaseFilename() << "\nShortName " << m.ShortName() << "\n";
+    return o.str();
 }
 
-TEST(R3DFileMeta, AnR3DClipWithoutFramesEndsWhereItStarts) {
-    WithOpener opener([](const std::string&) {
-        auto clip = std::make_unique<FakeClip>(0, 23.976f, 86400 + 24, 0);
-        clip->metadata.clear();
-        return clip;
+// An R3D clip counts from its start timecode and ends one past its last frame (23.976 counts
+// as 24; without frames it ends where it starts); a movie runs from zero to its last frame
+// without timecode.
+TEST(R3DFileMeta, RecordsOfClipsAndMoviesMatchTheirReferences) {
+    struct Row {
+        const char* ref;
+        std::string path;
+        bool isR3d;
+        std::function<std::unique_ptr<R3DClipInfo>()> clip;
+    };
+    const Row rows[] = {
+        {"r3d-clip", "/Volumes/Card/A001_C002_0101AB_001.R3D", true,
+         [] { return std::make_unique<FakeClip>(100, 24.0f, 86400, 240); }},
+        {"r3d-clip-without-frames", "/v/A002_C010_0202CD_001.R3D", true,
+         [] {
+             auto clip = std::make_unique<FakeClip>(0, 23.976f, 86400 + 24, 0);
+             clip->metadata.clear();
+             return clip;
+         }},
+        {"movie", "/Users/ed/known interview.mov", false, nullptr},
+    };
+    WithMovieFacts facts([](const std::string& path) -> std::optional<MovieFacts> {
+        if (path.find("known") == std::string::npos) return std::nullopt;
+        return MovieFacts{25.0f, 250};
     });
-    R3DFileMeta meta;
-    ASSERT_TRUE(meta.LoadMetadataFromPathIsR3d("/v/A002_C010_0202CD_001.R3D", true));
-    EXPECT_EQ(meta.timecodeOut(), meta.timecodeIn());
-    EXPECT_EQ(meta.edgecodeOut(), meta.edgecodeIn());
-    EXPECT_EQ(meta.frameIn(), 86424);  // 23.976 counts as 24
-    EXPECT_EQ(meta.frameOut(), 86424);
-    EXPECT_EQ(meta.reel(), "");
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.ref);
+        std::string opened;
+        WithOpener opener([&](const std::string& path) {
+            opened = path;
+            return r.clip();
+        });
+        R3DFileMeta meta;
+        ASSERT_TRUE(meta.LoadMetadataFromPathIsR3d(r.path, r.isR3d));
+        EXPECT_EQ(opened, r.isR3d ? r.path : "");
+        EXPECT_TRUE(test::MatchesRef(std::string("library/") + r.ref + ".txt", Describe(meta)));
+    }
+    EXPECT_FALSE(R3DFileMeta().LoadMetadataFromPathIsR3d("/Users/ed/other.mov", false));
 }
 
 TEST(R3DFileMeta, AnR3DClipThatCannotBeOpenedIsNoCandidate) {
@@ -107,35 +118,6 @@ TEST(R3DFileMeta, AnR3DClipThatCannotBeOpenedIsNoCandidate) {
     EXPECT_FALSE(meta.LoadMetadataFromPathIsR3d("/v/A001_C002_0101AB_001.R3D", true));
     EXPECT_EQ(meta.path(), "");
     EXPECT_EQ(meta.frameCount(), 0);
-}
-
-TEST(R3DFileMeta, AMovieRunsFromZeroToItsLastFrameWithoutTimecode) {
-    WithMovieFacts facts([](const std::string& path) -> std::optional<MovieFacts> {
-        if (path.find("known") == std::string::npos) return std::nullopt;
-        return MovieFacts{25.0f, 250};
-    });
-    R3DFileMeta meta;
-    const std::string path = "/Users/ed/known interview.mov";
-    ASSERT_TRUE(meta.LoadMetadataFromPathIsR3d(path, false));
-    EXPECT_EQ(meta.path(), path);
-    EXPECT_EQ(meta.frameIn(), 0);
-    EXPECT_EQ(meta.edgeFrameIn(), 0);
-    EXPECT_EQ(meta.frameCount(), 250);
-    EXPECT_FLOAT_EQ(meta.fps(), 25.0f);
-    EXPECT_EQ(meta.frameOut(), 249);
-    EXPECT_EQ(meta.edgeFrameOut(), 249);
-    EXPECT_EQ(meta.timecodeIn(), "00:00:00.00");
-    EXPECT_EQ(meta.edgecodeIn(), "00:00:00.00");
-    EXPECT_EQ(meta.timecodeOut(), "00:00:09:24");
-    EXPECT_EQ(meta.edgecodeOut(), "00:00:09:24");
-    EXPECT_EQ(meta.reel(), "");
-    EXPECT_EQ(meta.clip(), "");
-    EXPECT_EQ(meta.BaseFilename(), "known interview.mov");
-    EXPECT_EQ(meta.ShortName(), "known interview");
-    EXPECT_EQ(meta.R3dPrefix(), "known interview.");
-
-    R3DFileMeta unknown;
-    EXPECT_FALSE(unknown.LoadMetadataFromPathIsR3d("/Users/ed/other.mov", false));
 }
 
 TEST(R3DFileMeta, WithoutACacheAMovieIsProbed) {
