@@ -1,8 +1,6 @@
 // The frame draw: blur weights, the histogram, grain tiling and shift, the fits of the
 // render pass, the vertex hooks, the program build and the CPU pipeline.
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <atomic>
 #include <cmath>
@@ -13,6 +11,7 @@
 
 #include "LookTestSupport.h"
 #include "core/Log.h"
+#include "support/Shell.h"
 
 namespace ombrel {
 namespace {
@@ -23,17 +22,17 @@ double Gaussian(double x, double s) { return std::exp(-x * x / (2 * s)) / std::s
 
 TEST(Blur, GaussianSpreadRunsFromOneOverTwoPiToOneAndIsCappedOutsideZeroToOne) {
     const double c = 1.0 / (2 * M_PI);
-    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(0, 0, 0), Gaussian(0, c), 1e-6);
-    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(0, 0, 0), 1.0, 1e-6);
-    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(1, 0, 0), Gaussian(1, c), 1e-6);
-    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(0, 0, 1), Gaussian(0, 1), 1e-6);
-    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(2, 0, 1), Gaussian(2, 1), 1e-6);
-    EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(1, 1, 0.5f), Gaussian(std::sqrt(2.0), (1 - c) * 0.5 + c), 1e-6);
-    for (float beyond : {1.0001f, 2.0f, 40.0f}) {
-        EXPECT_EQ(ShaderProcessor::GaussForXYBlurPercent(1, 0, beyond),
-                  ShaderProcessor::GaussForXYBlurPercent(1, 0, 1));
+    struct Row {
+        float x, y, percent;
+        double expected;
+    };
+    for (const Row& r :
+         {Row{0, 0, 0, 1.0}, Row{1, 0, 0, Gaussian(1, c)}, Row{0, 0, 1, Gaussian(0, 1)}, Row{2, 0, 1, Gaussian(2, 1)},
+          Row{1, 1, 0.5f, Gaussian(std::sqrt(2.0), (1 - c) * 0.5 + c)}, Row{1, 0, 1.0001f, Gaussian(1, 1)},
+          Row{1, 0, 40, Gaussian(1, 1)}, Row{1, 0, -1, Gaussian(1, c)}}) {
+        EXPECT_NEAR(ShaderProcessor::GaussForXYBlurPercent(r.x, r.y, r.percent), r.expected, 1e-6)
+            << r.x << "," << r.y << " at " << r.percent;
     }
-    EXPECT_EQ(ShaderProcessor::GaussForXYBlurPercent(1, 0, -1), ShaderProcessor::GaussForXYBlurPercent(1, 0, 0));
 }
 
 TEST(Blur, WeightsAreTheNormalisedBellAndFramesWiderThan4096PixelsStopAtTheWidest) {
@@ -338,14 +337,8 @@ public:
 
 TEST(RenderDraw, VertexHooksRunBeforeEachCornerInTheQuadsOrder) {
     auto sp = std::make_unique<HookRecorder>();
-    if (!sp->renderContext()) GTEST_SKIP() << sp->renderContextError();
-    sp->setUseRenderContext(true);
-    sp->setImageWidth(8);
-    sp->setImageHeight(8);
-    sp->setOutputWidth(8);
-    sp->setOutputHeight(8);
-    ASSERT_TRUE(sp->InitPipelineForViewportContext({{0, 0}, {8, 8}}, nullptr));
-    ASSERT_TRUE(sp->FBOSetup(nullptr));
+    std::string why;
+    if (!test::PrepareRenderProcessor(*sp, 8, 8, 8, 8, &why)) GTEST_SKIP() << why;
     const auto frame = Uniform(8, 8, 0.3, 0.3, 0.3);
     test::DrawOnGpu(*sp, frame, 8, 8, 2);
     EXPECT_EQ(sp->calls, (std::vector<std::pair<int, int>>{{0, 1}, {2, 3}, {4, 5}, {6, 7}}));
@@ -359,15 +352,9 @@ TEST(RenderDraw, VertexHooksRunBeforeEachCornerInTheQuadsOrder) {
 
 TEST(RenderDraw, ARGBInputSwizzleReadsTheChannelsShifted) {
     auto sp = std::make_unique<ShaderProcessor>();
-    if (!sp->renderContext()) GTEST_SKIP() << sp->renderContextError();
-    sp->setUseRenderContext(true);
     sp->setNeedsARGBSwizzleIn(true);  // must be set before the program is built
-    sp->setImageWidth(4);
-    sp->setImageHeight(4);
-    sp->setOutputWidth(4);
-    sp->setOutputHeight(4);
-    ASSERT_TRUE(sp->InitPipelineForViewportContext({{0, 0}, {4, 4}}, nullptr));
-    ASSERT_TRUE(sp->FBOSetup(nullptr));
+    std::string why;
+    if (!test::PrepareRenderProcessor(*sp, 4, 4, 4, 4, &why)) GTEST_SKIP() << why;
     sp->SetHistogramBMW(0.0, 0.5, 1.0);
     // An RGB frame reads as (R, G, B, 1); taken as A, R, G, B the picture is (G, B, 1).
     const auto out = test::DrawOnGpu(*sp, Uniform(4, 4, 0.0, 0.0, 1.0), 4, 4);
@@ -463,22 +450,8 @@ TEST(NoContextProbe, WithoutADriverThePipelineRefusesCleanly) {
 }
 
 TEST(NoContext, AProcessorWithoutAnyDriverIsAClearErrorNotACrash) {
-    std::string filter = "--gtest_filter=NoContextProbe.*:LookRenderTest.WithoutAnyOpenGLTheClipFailsWithAMessage";
-    std::string self = "/proc/self/exe";
-    char* argv[] = {self.data(), filter.data(), nullptr};
-    std::vector<std::string> env;
-    for (char** e = environ; *e; ++e) env.emplace_back(*e);
-    env.emplace_back("__EGL_VENDOR_LIBRARY_FILENAMES=/nonexistent/vendor.json");
-    env.emplace_back("OMBREL_GL_PROBE_NO_DRIVER=1");
-    std::vector<char*> envp;
-    for (auto& e : env) envp.push_back(e.data());
-    envp.push_back(nullptr);
-    pid_t pid = 0;
-    ASSERT_EQ(posix_spawn(&pid, "/proc/self/exe", nullptr, nullptr, argv, envp.data()), 0);
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    ASSERT_TRUE(WIFEXITED(status)) << "the child died of a signal";
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(test::RunSelfWithoutGlDriver("NoContextProbe.*:LookRenderTest.WithoutAnyOpenGLTheClipFailsWithAMessage"),
+              0);
 }
 
 // The CPU pipeline (for machines without GL) is the reference itself, and agrees with the GPU

@@ -1,6 +1,6 @@
 // The GPU read-back against the CPU reference, over a sweep of looks: every table alone at
-// full strength, the mixes at 0, 0.5 and 1, black-and-white stocks, the bypass, levels on
-// and off, grain, blur, and the fits of the render pass.
+// full strength, exposure and colour balls through their setters, the mixes at 0, 0.5 and 1,
+// black-and-white stocks, the bypass, levels on and off, grain and blur.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +11,7 @@
 
 #include "LookTestSupport.h"
 #include "look/LutManager.h"
+#include "model/ColorBallInfo.h"
 
 namespace ombrel {
 namespace {
@@ -24,11 +25,55 @@ constexpr double kMedianError1023 = 0.5;
 // What a case must do to the picture, besides matching the reference.
 enum class Effect { Changes, Neutral, SameAsExposureAlone };
 
+using Picture = std::vector<uint16_t>;
+
 struct LookCase {
     std::string name;
     std::function<void(ShaderProcessor&)> apply;
     Effect effect = Effect::Changes;
+    // What the look must do besides changing the picture, against the neutral draw.
+    std::function<void(const Picture& gpu, const Picture& neutral)> check = nullptr;
 };
+
+struct Means {
+    double r = 0, g = 0, b = 0;
+};
+Means ChannelMeans(const Picture& rgb) {
+    Means m;
+    const double pixels = static_cast<double>(rgb.size() / 3);
+    for (size_t i = 0; i + 2 < rgb.size(); i += 3) {
+        m.r += rgb[i] / 65535.0 / pixels;
+        m.g += rgb[i + 1] / 65535.0 / pixels;
+        m.b += rgb[i + 2] / 65535.0 / pixels;
+    }
+    return m;
+}
+
+ColorBallInfo Balls(float hr, float ha, float mr, float ma, float sr, float sa) {
+    ColorBallInfo b;
+    b.h[0] = hr;
+    b.h[1] = ha;
+    b.m[0] = mr;
+    b.m[1] = ma;
+    b.s[0] = sr;
+    b.s[1] = sa;
+    return b;
+}
+
+constexpr float kQuarterTurn = 1.5707964f;
+
+// Black pixels under a red shadow ball at the rim turn red by a quarter; nothing else moves them.
+void BlackTurnsAQuarterRed(const Picture& gpu, const Picture& neutral) {
+    size_t blacks = 0;
+    for (size_t i = 0; i + 2 < neutral.size(); i += 3) {
+        if (neutral[i] > 64 || neutral[i + 1] > 64 || neutral[i + 2] > 64) continue;  // within 0.001 of black
+        ++blacks;
+        EXPECT_NEAR(gpu[i] / 65535.0, 0.25, 0.003) << i;
+        EXPECT_NEAR(gpu[i + 1], neutral[i + 1], 64) << i;
+        EXPECT_NEAR(gpu[i + 2], neutral[i + 2], 64) << i;
+    }
+    EXPECT_GT(blacks, 0u);
+}
 
 // Back to the neutral look between cases.
 void Neutral(ShaderProcessor& sp) {
@@ -74,6 +119,36 @@ std::vector<LookCase> Sweep() {
                              for (float& v : t.ballTexture) v = 1.0f - v;  // rising again, channels swapped
                          });
                      }});
+    auto exposure = [](float stops, float kelvin) {
+        return [=](ShaderProcessor& sp) { sp.SetExposureKelvin(stops, kelvin); };
+    };
+    auto brighter = [](const Picture& gpu, const Picture& n) {
+        EXPECT_GT(ChannelMeans(gpu).g, ChannelMeans(n).g + 0.05);
+    };
+    auto darker = [](const Picture& gpu, const Picture& n) {
+        EXPECT_LT(ChannelMeans(gpu).g, ChannelMeans(n).g - 0.05);
+    };
+    auto cooler = [](const Picture& gpu, const Picture& n) {
+        const Means m = ChannelMeans(gpu), o = ChannelMeans(n);
+        EXPECT_GT(m.b - m.r, o.b - o.r + 0.03);
+    };
+    auto warmer = [](const Picture& gpu, const Picture& n) {
+        const Means m = ChannelMeans(gpu), o = ChannelMeans(n);
+        EXPECT_GT(m.r - m.b, o.r - o.b + 0.03);
+    };
+    cases.push_back({"exposure one stop up", exposure(1.0f, 5600.0f), Effect::Changes, brighter});
+    cases.push_back({"exposure one stop down", exposure(-1.0f, 5600.0f), Effect::Changes, darker});
+    cases.push_back({"exposure at 3200 K", exposure(0.0f, 3200.0f), Effect::Changes, cooler});
+    cases.push_back({"exposure at 9000 K", exposure(0.0f, 9000.0f), Effect::Changes, warmer});
+    cases.push_back({"exposure 1.5 stops at 4000 K", exposure(1.5f, 4000.0f)});
+    cases.push_back({"exposure back to 0 stops at 5600 K", exposure(0.0f, 5600.0f), Effect::Neutral});
+    auto balls = [](ColorBallInfo info) { return [=](ShaderProcessor& sp) { sp.SetBallInfo(info); }; };
+    cases.push_back({"red shadow ball at the rim", balls(Balls(0, 0, 0, 0, 1.0f, kQuarterTurn)), Effect::Changes,
+                     BlackTurnsAQuarterRed});
+    cases.push_back({"cyan mid ball at the rim", balls(Balls(0, 0, 1.0f, -kQuarterTurn, 0, 0))});
+    cases.push_back({"red highlight ball at the rim", balls(Balls(1.0f, kQuarterTurn, 0, 0, 0, 0))});
+    cases.push_back({"three balls", balls(Balls(0.7f, 2.0f, 0.5f, -2.5f, 0.8f, 0.3f))});
+    cases.push_back({"balls back to the centre", balls(Balls(0, 0, 0, 0, 0, 0)), Effect::Neutral});
     cases.push_back({"lift gamma gain alone", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(0.6f, 1.4f, 1.25f); }});
     cases.push_back(
         {"lift gamma gain at their limits", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(2.5f, 0.3f, 0.8f); }});
@@ -142,6 +217,7 @@ TEST(GpuCpuCompare, EverySettingOfTheSweepMatchesTheReference) {
         Neutral(*sp);
         c.apply(*sp);
         const auto gpu = test::DrawOnGpu(*sp, frame, frame.width, frame.height);
+        EXPECT_FALSE(sp->reloadExposure() || sp->reloadBalls()) << "the draw uploaded the new tables";
         const auto cpu =
             test::DrawOnCpu(*sp, frame, frame.width, frame.height, 2, 0, 0, test::DriverHalfTargetRounding());
         const auto d = Compare(gpu, cpu);
@@ -150,6 +226,7 @@ TEST(GpuCpuCompare, EverySettingOfTheSweepMatchesTheReference) {
         EXPECT_LT(d.median1023, kMedianError1023);
         if (c.name == "neutral") neutral = gpu;
         if (c.name == "exposure table alone") exposureAlone = gpu;
+        if (c.check) c.check(gpu, neutral);
         switch (c.effect) {
             case Effect::Changes:
                 EXPECT_GT(Compare(gpu, neutral).max1023, 20.0) << "the look left the picture alone";

@@ -58,22 +58,27 @@ Frame16 CubeFrame(int width) {
     return f;
 }
 
+bool PrepareRenderProcessor(ShaderProcessor& sp, int imageW, int imageH, int outW, int outH, std::string* why) {
+    if (!sp.renderContext()) {
+        *why = sp.renderContextError();
+        return false;
+    }
+    sp.setUseRenderContext(true);
+    sp.setImageWidth(static_cast<uint32_t>(imageW));
+    sp.setImageHeight(static_cast<uint32_t>(imageH));
+    sp.setOutputWidth(static_cast<uint32_t>(outW));
+    sp.setOutputHeight(static_cast<uint32_t>(outH));
+    sp.SetExposureKelvin(0.0f, 5600.0f);
+    if (!sp.InitPipelineForViewportContext({{0, 0}, {float(outW), float(outH)}}, nullptr) || !sp.FBOSetup(nullptr)) {
+        *why = "the pipeline could not be built";
+        return false;
+    }
+    return true;
+}
+
 std::unique_ptr<ShaderProcessor> MakeRenderProcessor(int imageW, int imageH, int outW, int outH, std::string* why) {
     auto sp = std::make_unique<ShaderProcessor>(ShaderProcessor::Backend::OpenGL);
-    if (!sp->renderContext()) {
-        *why = sp->renderContextError();
-        return nullptr;
-    }
-    sp->setUseRenderContext(true);
-    sp->setImageWidth(static_cast<uint32_t>(imageW));
-    sp->setImageHeight(static_cast<uint32_t>(imageH));
-    sp->setOutputWidth(static_cast<uint32_t>(outW));
-    sp->setOutputHeight(static_cast<uint32_t>(outH));
-    sp->SetExposureKelvin(0.0f, 5600.0f);
-    if (!sp->InitPipelineForViewportContext({{0, 0}, {float(outW), float(outH)}}, nullptr) || !sp->FBOSetup(nullptr)) {
-        *why = "the pipeline could not be built";
-        return nullptr;
-    }
+    if (!PrepareRenderProcessor(*sp, imageW, imageH, outW, outH, why)) return nullptr;
     return sp;
 }
 

@@ -30,6 +30,9 @@ Frame16 CubeFrame(int width);
 // A processor set up for a render of `image` into an output of `outW` x `outH`, as the
 // render loop sets one up; null (and the reason) when no GL context can be had.
 std::unique_ptr<ShaderProcessor> MakeRenderProcessor(int imageW, int imageH, int outW, int outH, std::string* why);
+// The same for a processor of the caller's (a subclass, or one with switches set before the
+// program is built); false (and the reason) when it cannot draw.
+bool PrepareRenderProcessor(ShaderProcessor& sp, int imageW, int imageH, int outW, int outH, std::string* why);
 
 // Draws `frame` through the processor's render pass and returns the read-back (3 samples a
 // pixel, rows bottom-up as GL reads them).

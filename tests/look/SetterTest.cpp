@@ -51,26 +51,27 @@ TEST(LiftGammaGain, NeutralIsTheRampAndGainGammaLiftShapeIt) {
     EXPECT_NEAR(t[1000], 3.0 * 1000 / 4096.0, 1e-6);
 }
 
-void ExpectTablesNear(const std::vector<float>& a, const std::vector<float>& b, float tolerance) {
-    ASSERT_EQ(a.size(), b.size());
-    for (size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], tolerance) << i;
-}
-
+// Lift is held just above 0 and just below 2: a value beyond a limit gives the limit's table,
+// one just inside gives nearly that table, one further in another table.
 TEST(LiftGammaGain, LiftIsLimitedToJustAboveZeroAndJustBelowTwo) {
-    ShaderProcessor a(Backend::Cpu), b(Backend::Cpu);
-    a.SetLiftGammaGain(0.0f, 1.2f, 1.1f);
-    b.SetLiftGammaGain(-3.0f, 1.2f, 1.1f);
-    EXPECT_EQ(LiftTable(a), LiftTable(b));
-    b.SetLiftGammaGain(0.00001f, 1.2f, 1.1f);
-    ExpectTablesNear(LiftTable(a), LiftTable(b), 1e-6f);
-
-    a.SetLiftGammaGain(2.0f, 0.8f, 0.9f);
-    b.SetLiftGammaGain(7.5f, 0.8f, 0.9f);
-    EXPECT_EQ(LiftTable(a), LiftTable(b));
-    b.SetLiftGammaGain(1.99999f, 0.8f, 0.9f);
-    ExpectTablesNear(LiftTable(a), LiftTable(b), 1e-6f);
-    b.SetLiftGammaGain(1.9f, 0.8f, 0.9f);
-    EXPECT_GT(std::abs(LiftTable(a)[2000] - LiftTable(b)[2000]), 0.01f);
+    struct Row {
+        const char* name;
+        float limit, beyond, justInside, inside, gamma, gain;
+        size_t probe;  // an entry that neither clips
+    };
+    for (const Row& r : {Row{"low", 0.0f, -3.0f, 0.00001f, 0.1f, 1.2f, 1.1f, 4000},
+                         Row{"high", 2.0f, 7.5f, 1.99999f, 1.9f, 0.8f, 0.9f, 2000}}) {
+        SCOPED_TRACE(r.name);
+        ShaderProcessor a(Backend::Cpu), b(Backend::Cpu);
+        a.SetLiftGammaGain(r.limit, r.gamma, r.gain);
+        b.SetLiftGammaGain(r.beyond, r.gamma, r.gain);
+        EXPECT_EQ(LiftTable(a), LiftTable(b));
+        b.SetLiftGammaGain(r.justInside, r.gamma, r.gain);
+        const auto at = LiftTable(a), near = LiftTable(b);
+        for (size_t i = 0; i < at.size(); ++i) ASSERT_NEAR(at[i], near[i], 1e-6f) << i;
+        b.SetLiftGammaGain(r.inside, r.gamma, r.gain);
+        EXPECT_GT(std::abs(LiftTable(a)[r.probe] - LiftTable(b)[r.probe]), 0.01f);
+    }
 }
 
 TEST(SaturationMatrix, KeepsGreyAndGoesFromLumaToIdentity) {
@@ -116,24 +117,24 @@ TEST(LevelsCurve, NormalLevelsRiseFromBlackToWhite) {
     }
 }
 
-// Black 0.6 and white 0.2: neither pull applies since white is not above 0.5, so the white
-// point is pushed up to black + 0.002.
-TEST(LevelsCurve, BlackAboveWhiteBelowHalfPushesWhiteUp) {
-    ShaderProcessor sp(Backend::Cpu);
-    sp.SetHistogramBMW(0.6, 0.5, 0.2);
-    const auto y = LevelsTable(sp);
-    EXPECT_EQ(y[static_cast<size_t>(0.599 * 4096)], 0.0f);
-    EXPECT_EQ(y[static_cast<size_t>(0.603 * 4096)], 1.0f);
-}
-
-// Black 0.9 and white 0.8: black and mid are pulled down below white.
-TEST(LevelsCurve, BlackAboveWhiteAboveHalfPullsBlackBelowWhite) {
-    ShaderProcessor sp(Backend::Cpu);
-    sp.SetHistogramBMW(0.9, 0.5, 0.8);
-    const auto y = LevelsTable(sp);
-    EXPECT_EQ(y[static_cast<size_t>(0.797 * 4096)], 0.0f);
-    EXPECT_EQ(y[static_cast<size_t>(0.801 * 4096)], 1.0f);
-    EXPECT_EQ(y[static_cast<size_t>(0.85 * 4096)], 1.0f) << "nothing is left at the old black point";
+// Black above white: below half white is pushed up to black + 0.002; above half black and mid
+// are pulled down below white, and nothing is left at the old black point.
+TEST(LevelsCurve, BlackAboveWhiteClipsAtTheLimitThatWins) {
+    struct Row {
+        const char* name;
+        double black, white;
+        double lastBlack, firstWhite, stillWhite;
+    };
+    for (const Row& r : {Row{"white below half", 0.6, 0.2, 0.599, 0.603, 0.603},
+                         Row{"white above half", 0.9, 0.8, 0.797, 0.801, 0.85}}) {
+        SCOPED_TRACE(r.name);
+        ShaderProcessor sp(Backend::Cpu);
+        sp.SetHistogramBMW(r.black, 0.5, r.white);
+        const auto y = LevelsTable(sp);
+        EXPECT_EQ(y[static_cast<size_t>(r.lastBlack * 4096)], 0.0f);
+        EXPECT_EQ(y[static_cast<size_t>(r.firstWhite * 4096)], 1.0f);
+        EXPECT_EQ(y[static_cast<size_t>(r.stillWhite * 4096)], 1.0f);
+    }
 }
 
 TEST(LevelsCurve, UnchangedLevelsDoNotRebuild) {
@@ -228,19 +229,27 @@ protected:
 };
 
 TEST_F(StockSelection, ChosenCameraThenR3DSourceThenUserDefaultThenSource) {
-    ShaderProcessor sp(Backend::Cpu);
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::string("Chosen"), true);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.4f);
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::nullopt, true);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.3f);
-    ShaderProcessor::SetDefaultCameraReader([] { return std::optional<std::string>("Default"); });
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::nullopt, true);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.3f) << "R3D mode ignores the user default";
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::string(""), false);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.5f);
-    ShaderProcessor::SetDefaultCameraReader(nullptr);
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", std::nullopt, false);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.3f);
+    struct Row {
+        const char* name;
+        std::optional<std::string> chosen;
+        const char* userDefault;  // null: none set
+        bool r3dMode;
+        float loaded;
+    };
+    for (const Row& r :
+         {Row{"chosen camera", "Chosen", nullptr, true, 0.4f}, Row{"R3D source", std::nullopt, nullptr, true, 0.3f},
+          Row{"R3D mode ignores the user default", std::nullopt, "Default", true, 0.3f},
+          Row{"an empty choice takes the user default", "", "Default", false, 0.5f},
+          Row{"no default: the source", std::nullopt, nullptr, false, 0.3f}}) {
+        SCOPED_TRACE(r.name);
+        ShaderProcessor::SetDefaultCameraReader(
+            r.userDefault ? std::function<std::optional<std::string>()>(
+                                [d = std::string(r.userDefault)] { return std::optional<std::string>(d); })
+                          : nullptr);
+        ShaderProcessor sp(Backend::Cpu);
+        sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", r.chosen, r.r3dMode);
+        EXPECT_FLOAT_EQ(Loaded(sp), r.loaded);
+    }
 }
 
 TEST_F(StockSelection, MissingTablesFallBackBySideAndBlackAndWhiteFollowsTheStock) {
@@ -311,16 +320,13 @@ TEST(GrainSelection, BeforeTheImageSizeIsKnownOnlyTheScaleIsRecorded) {
     EXPECT_FALSE(sp.reloadGrainCurve());
 }
 
-TEST(ProgramText, GeneratedMainCallsTheStagesWithTheSwizzlesChosen) {
+TEST(ProgramText, TheSwizzlesChosenPickTheARGBStages) {
     ShaderProcessor sp(Backend::Cpu);
-    EXPECT_EQ(
-        sp.GeneratedMain(),
-        "void main() \n{ \nvec4 pixelValue = Start(); \npixelValue = CoreShader(pixelValue);\nFinish(pixelValue); "
-        "\n } \n");
+    EXPECT_EQ(sp.GeneratedMain().find("ARGB"), std::string::npos);
     sp.setNeedsARGBSwizzleIn(true);
     sp.setNeedsARGBSwizzleOut(true);
-    EXPECT_NE(sp.GeneratedMain().find("vec4 pixelValue = StartARGB(); \n"), std::string::npos);
-    EXPECT_NE(sp.GeneratedMain().find("FinishARGB(pixelValue); \n } \n"), std::string::npos);
+    EXPECT_NE(sp.GeneratedMain().find("StartARGB()"), std::string::npos);
+    EXPECT_NE(sp.GeneratedMain().find("FinishARGB(pixelValue)"), std::string::npos);
 }
 
 }  // namespace

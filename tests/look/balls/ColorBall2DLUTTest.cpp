@@ -35,16 +35,6 @@ float At(const std::vector<float>& t, int i, int channel) {
     return t[3 * static_cast<size_t>(i) + static_cast<size_t>(channel)];
 }
 
-TEST(ColorBallModel, StrengthsAtCentreAndRim) {
-    const colorBall2DLUT balls;
-    EXPECT_EQ(balls.shadowAtCentre, 1.0f);
-    EXPECT_EQ(balls.shadowAtRim, 0.75f);
-    EXPECT_EQ(balls.midAtCentre, 0.0f);
-    EXPECT_EQ(balls.midAtRim, 0.25f);
-    EXPECT_EQ(balls.highAtCentre, 1.0f);
-    EXPECT_EQ(balls.highAtRim, 1.5f);
-}
-
 // ---------------------------------------------------------------- hue wheel
 
 TEST(ColorBallWheel, SectorEndsAreThePrimariesAndSecondaries) {

@@ -101,6 +101,7 @@ TEST(GrainResize, ATargetLargerThanTheRealScanReportsTheScansScale) {
         EXPECT_LE(map.height(), scan.height) << width;
         EXPECT_GE(map.height(), scan.height - 4) << width;
         EXPECT_EQ(map.GetGrainBitmapRep()->width, map.width());
+        EXPECT_EQ(map.grainSize().width, static_cast<float>(map.width()));
     }
 }
 
@@ -208,46 +209,54 @@ TEST(GrainResize, EveryFailureFallsBackToTheScanWithItsWarning) {
         EXPECT_EQ(size.height, 5.0f);
         EXPECT_TRUE(log.Contains("grain resize WARNING: possible divide by 0 error - using original"));
     }
-    // No result bitmap: a target of no width, or one so large that the crop has no pixels.
-    for (float width : {0.0f, -10.0f, 1.0e7f}) {
+    // No result bitmap (a target of no width, or one so large that the crop has no pixels), no
+    // work buffers, a plane that fails (the half-made result is dropped), and the way that works.
+    int calls = 0;
+    const auto failSecondPlane = [&](const uint8_t* src, int sw, int sh, int ss, uint8_t* dst, int dw, int dh, int ds) {
+        return ++calls == 2 ? -7 : ScalePlanar8(src, sw, sh, ss, dst, dw, dh, ds);
+    };
+    struct Row {
+        const char* name;
+        float width;
+        GrainResizeHooks hooks;
+        const char* warning;  // null: no warning, and the resized map
+    };
+    const Row rows[] = {
+        {"no width", 0.0f, {}, "grain resize WARNING: could not initialize resized grain image - using original"},
+        {"negative width",
+         -10.0f,
+         {},
+         "grain resize WARNING: could not initialize resized grain image - using original"},
+        {"crop of no pixels",
+         1.0e7f,
+         {},
+         "grain resize WARNING: could not initialize resized grain image - using original"},
+        {"no buffers",
+         40.0f,
+         {{}, [](size_t bytes) { return bytes < 1000; }},
+         "grain resize warning - buffer memory not allocated - using original grain size"},
+        {"a plane fails",
+         40.0f,
+         {failSecondPlane, {}},
+         "grain resize error:-7 - could not resize plane - using original image"},
+        {"works", 40.0f, {}, nullptr},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
         LogCapture log;
-        GrainMap map(scan, width, 0.0f);
-        EXPECT_EQ(map.GetGrainBitmapRep(), scan) << width;
-        EXPECT_EQ(map.width(), 64) << width;
-        EXPECT_EQ(map.height(), 32) << width;
-        EXPECT_TRUE(log.Contains("grain resize WARNING: could not initialize resized grain image - using original"))
-            << width;
-    }
-    {
-        LogCapture log;
-        ResizeHooksGuard hooks({{}, [](size_t bytes) { return bytes < 1000; }});
-        GrainMap map(scan, 40.0f, 0.0f);
-        EXPECT_EQ(map.GetGrainBitmapRep(), scan);
-        EXPECT_EQ(map.width(), 64);
-        EXPECT_TRUE(log.Contains("grain resize warning - buffer memory not allocated - using original grain size"));
-    }
-    {
-        LogCapture log;
-        int calls = 0;
-        ResizeHooksGuard hooks({[&](const uint8_t* src, int sw, int sh, int ss, uint8_t* dst, int dw, int dh, int ds) {
-                                    // The second plane fails: the half-made result is dropped.
-                                    if (++calls == 2) return -7;
-                                    return ScalePlanar8(src, sw, sh, ss, dst, dw, dh, ds);
-                                },
-                                {}});
-        GrainMap map(scan, 40.0f, 0.0f);
-        EXPECT_EQ(map.GetGrainBitmapRep(), scan);
-        EXPECT_EQ(map.height(), 32);
-        EXPECT_TRUE(log.Contains("grain resize error:-7 - could not resize plane - using original image"));
-    }
-    {
-        // Nothing to warn about on the way that works.
-        LogCapture log;
-        GrainMap map(scan, 40.0f, 0.0f);
-        EXPECT_NE(map.GetGrainBitmapRep(), scan);
-        EXPECT_EQ(map.width(), 40);
-        EXPECT_EQ(map.height(), 20);
-        EXPECT_TRUE(log.Lines().empty());
+        ResizeHooksGuard hooks(r.hooks);
+        GrainMap map(scan, r.width, 0.0f);
+        if (r.warning) {
+            EXPECT_EQ(map.GetGrainBitmapRep(), scan);
+            EXPECT_EQ(map.width(), 64);
+            EXPECT_EQ(map.height(), 32);
+            EXPECT_TRUE(log.Contains(r.warning));
+        } else {
+            EXPECT_NE(map.GetGrainBitmapRep(), scan);
+            EXPECT_EQ(map.width(), 40);
+            EXPECT_EQ(map.height(), 20);
+            EXPECT_TRUE(log.Lines().empty());
+        }
     }
 }
 
