@@ -68,7 +68,7 @@ void OpenClip(benchmark::State& state) {
     ombrel::SetLogToStderr(false);
     for (auto _ : state) {
         ClipLoader clip;
-        if (clip.OpenClip(path) != 0 || clip.VideoFrameCount() < kFrames - 1) state.SkipWithError("open failed");
+        if (!clip.OpenClip(path).ok() || clip.VideoFrameCount() < kFrames - 1) state.SkipWithError("open failed");
         benchmark::DoNotOptimize(clip.Metadata().Items().size());
     }
     ombrel::SetLogToStderr(true);

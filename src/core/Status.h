@@ -9,7 +9,7 @@ namespace ombrel {
 // user. Free functions return one; objects with state keep the last one (`lastError()`).
 class [[nodiscard]] Status {
 public:
-    enum class Code { kOk, kInvalid, kNotFound, kExists, kIo, kUnsupported, kCancelled };
+    enum class Code { kOk, kInvalid, kNotFound, kExists, kIo, kNoMemory, kUnsupported, kCancelled };
 
     Status() = default;
     Status(Code code, std::string message) : code_(code), message_(std::move(message)) {}
@@ -27,6 +27,7 @@ inline Status OkStatus() { return {}; }
 inline Status InvalidError(std::string message) { return {Status::Code::kInvalid, std::move(message)}; }
 inline Status NotFoundError(std::string message) { return {Status::Code::kNotFound, std::move(message)}; }
 inline Status IoError(std::string message) { return {Status::Code::kIo, std::move(message)}; }
+inline Status NoMemoryError(std::string message) { return {Status::Code::kNoMemory, std::move(message)}; }
 inline Status UnsupportedError(std::string message) { return {Status::Code::kUnsupported, std::move(message)}; }
 inline Status CancelledError(std::string message) { return {Status::Code::kCancelled, std::move(message)}; }
 

@@ -41,11 +41,15 @@ int ClipLoader::TimecodeBase() const {
     return int((uint64_t(info_.rateNumerator) * 2 + info_.rateDenominator) / (2 * uint64_t(info_.rateDenominator)));
 }
 
-int ClipLoader::OpenChunks(const std::string& path) {
+Status ClipLoader::OpenChunks(const std::string& path) {
     auto first = std::make_unique<R3DContainer>();
     ContainerInfo model;
-    const int result = first->OpenFile(path, &model);
-    if (result != R3DContainer::kOpened) return result;
+    switch (first->OpenFile(path, &model)) {
+        case R3DContainer::kOpened: break;
+        case R3DContainer::kNoPath: return InvalidError("no clip named to open");
+        case R3DContainer::kCannotOpen: return IoError("R3D file " + path + ": cannot be opened");
+        default: return UnsupportedError("R3D file " + path + ": no clip that can be read");
+    }
     std::deque<Chunk> list;
     list.push_back({path, std::move(first), model});
     const Sequence seq(path);
@@ -80,19 +84,18 @@ int ClipLoader::OpenChunks(const std::string& path) {
         }
     }
     for (auto& c : list) chunks_.push_back(std::move(c));
-    return 0;
+    return OkStatus();
 }
 
-int ClipLoader::OpenClip(const std::string& path, MetadataStore* stores) {
+Status ClipLoader::OpenClip(const std::string& path, MetadataStore* stores) {
     CloseClip();
     if (path.empty()) {
         LogError("R3D: no clip named to open");
-        return kEmptyName;
+        return InvalidError("no clip named to open");
     }
     try {
         std::lock_guard lock(mutex_);
-        const int result = OpenChunks(path);
-        if (result != 0) return result;
+        if (Status opened = OpenChunks(path); !opened.ok()) return opened;
         // The first chunk's handle stays open; the others were given up after their tables.
         for (size_t i = 0; i < chunks_.size(); ++i)
             if (chunks_[i].container->HandleOpen()) openHandles_.push_back(i);
@@ -129,7 +132,7 @@ int ClipLoader::OpenClip(const std::string& path, MetadataStore* stores) {
             openHandles_.clear();
             info_ = ContainerInfo{};
             droppedFrames_ = 0;
-            return kFirstFrameUnreadable;
+            return InvalidError("R3D clip " + path + ": " + why);
         }
         FillMetadata(frame, record);
         if (info_.audioBlocks > 0) {
@@ -146,14 +149,14 @@ int ClipLoader::OpenClip(const std::string& path, MetadataStore* stores) {
         }
         if (stores) *stores = metadata_;
         if (chunks_.size() > 1) LogInfo("R3D clip {}: {} files, {} frames", path, chunks_.size(), info_.videoFrames);
-        return kOpened;
+        return OkStatus();
     } catch (const std::bad_alloc&) {
         LogError("R3D clip {}: out of memory", path);
         std::lock_guard lock(mutex_);
         chunks_.clear();
         openHandles_.clear();
         info_ = ContainerInfo{};
-        return kOutOfMemory;
+        return NoMemoryError("R3D clip " + path + ": out of memory");
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Status.h"
 #include "r3d/R3DContainer.h"
 #include "r3d/RedFileItems.h"
 #include "r3d/Stores.h"
@@ -19,7 +20,6 @@ namespace ombrel::r3d {
 // while frames are read, a few at a time. Reads are safe from several threads.
 class ClipLoader {
 public:
-    enum OpenResult { kOpened = 0, kEmptyName = 1, kOutOfMemory = 2, kFirstFrameUnreadable = 3 };
     static constexpr size_t kMaxOpenHandles = 4;
 
     ClipLoader() = default;
@@ -27,10 +27,10 @@ public:
     ClipLoader(const ClipLoader&) = delete;
     ClipLoader& operator=(const ClipLoader&) = delete;
 
-    // 0 on success; 1 for an empty name, 2 when memory runs out, 3 when the first frame can't be
-    // read or parsed, else the result of R3DContainer::OpenFile for the given file. The clip
-    // metadata also goes to *stores when given.
-    int OpenClip(const std::string& path, MetadataStore* stores = nullptr);
+    // Fails with kInvalid for an empty name or a first frame that cannot be read or parsed,
+    // kIo when the file cannot be opened, kUnsupported when it is no R3D file that parses,
+    // kNoMemory when memory runs out. The clip metadata also goes to *stores when given.
+    Status OpenClip(const std::string& path, MetadataStore* stores = nullptr);
     void CloseClip();
     bool IsOpen() const { return !chunks_.empty(); }
 
@@ -82,7 +82,7 @@ private:
         ContainerInfo info;
     };
     R3DContainer* Acquire(size_t chunk);  // with mutex_ held
-    int OpenChunks(const std::string& path);
+    Status OpenChunks(const std::string& path);
     void FillMetadata(const RedFileVideoFrame& frame, const std::vector<uint8_t>& record);
 
     mutable std::mutex mutex_;

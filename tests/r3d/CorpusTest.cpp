@@ -95,10 +95,10 @@ struct Corpus {
         WriteBytes(name, bytes);
         LogCapture log;
         ClipLoader clip;
-        const int r = clip.OpenClip(openPath);
+        const Status r = clip.OpenClip(openPath);
         ++checked;
-        EXPECT_TRUE(r >= 0 && r <= 3) << what << ": result " << r;
-        if (r != 0) {
+        if (!r.ok()) {
+            EXPECT_FALSE(r.message().empty()) << what << ": refused without a reason";
             EXPECT_FALSE(log.Lines().empty()) << what << ": refused without a word";
             return;
         }
@@ -119,7 +119,7 @@ Corpus Prepare(const std::string& dir, const std::string& tag, const ClipPlan& p
     c.original = ReadBytes(c.name);
     c.alignment = plan.spec.major == 5 ? plan.spec.alignmentExponent : 0;
     ClipLoader clip;
-    EXPECT_EQ(clip.OpenClip(c.openPath), 0);
+    EXPECT_TRUE(clip.OpenClip(c.openPath).ok());
     c.good = ReadAll(clip);
     EXPECT_EQ(c.good.frames.size(), size_t(plan.frames));
     for (const auto& f : c.good.frames) EXPECT_FALSE(f.empty());
@@ -280,7 +280,7 @@ TEST_F(R3DCorpus, DamageToOneFileOfAClipLeavesTheOthers) {
         ASSERT_GT(secondFrameMiddle, 0u);
         WriteBytes(first, std::vector<uint8_t>(bytes.begin(), bytes.begin() + std::ptrdiff_t(secondFrameMiddle)));
         ClipLoader clip;
-        ASSERT_EQ(clip.OpenClip(first), 0);
+        ASSERT_TRUE(clip.OpenClip(first).ok());
         EXPECT_EQ(clip.VideoFrameCount(), 5u);
         EXPECT_TRUE(log.Contains("scanning"));
     }

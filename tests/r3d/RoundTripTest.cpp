@@ -114,7 +114,7 @@ TEST_P(BothGenerations, ClipComesBackAsWritten) {
     R3DContainer c;
     ClipLoader clip;
     ASSERT_EQ(c.OpenFile(paths[0], nullptr), 0);
-    ASSERT_EQ(clip.OpenClip(paths[0]), 0);
+    ASSERT_TRUE(clip.OpenClip(paths[0]).ok());
     EXPECT_TRUE(MatchesRef("r3d/rich-clip-v" + std::to_string(GetParam()) + ".txt", Dump(c, clip)));
 
     for (uint64_t f = 0; f < 5; ++f) EXPECT_EQ(DecodeFrame(clip, f), Picture(24, 10, f)) << "frame " << f;
@@ -158,7 +158,7 @@ TEST_P(BothGenerations, MissingFooterIsRecoveredByTheScanWithTheSameFrameList) {
         EXPECT_EQ(ListOf(c), ListOf(whole)) << path;
         EXPECT_EQ(c.Info().audioSampleFrames, whole.Info().audioSampleFrames) << path;
         ClipLoader clip;
-        ASSERT_EQ(clip.OpenClip(path), 0);
+        ASSERT_TRUE(clip.OpenClip(path).ok());
         EXPECT_EQ(DecodeFrame(clip, 4), Picture(24, 10, 4)) << path;
     }
 }
@@ -180,7 +180,7 @@ TEST_P(BothGenerations, ScanDropsAFrameThatEndsTheFileAndKeepsWholeFramesOfACutF
     std::filesystem::resize_file(paths[0], p4 + uint64_t(s4) / 2);
     LogCapture log;
     ClipLoader clip;
-    ASSERT_EQ(clip.OpenClip(paths[0]), 0);
+    ASSERT_TRUE(clip.OpenClip(paths[0]).ok());
     EXPECT_EQ(clip.VideoFrameCount(), 3u);
     EXPECT_TRUE(log.Contains("cut short"));
     EXPECT_EQ(DecodeFrame(clip, 2), Picture(24, 10, 2));
@@ -201,7 +201,7 @@ TEST(R3DRoundTrip, MultiFileClipOpensFromAnyOfItsFiles) {
     for (const auto& start : paths) {
         SCOPED_TRACE(start);
         ClipLoader clip;
-        ASSERT_EQ(clip.OpenClip(start), 0);
+        ASSERT_TRUE(clip.OpenClip(start).ok());
         EXPECT_EQ(clip.ChunkCount(), 3u);
         EXPECT_EQ(clip.ChunkPath(0), paths[0]);
         EXPECT_EQ(clip.VideoFrameCount(), 10u);
@@ -234,12 +234,12 @@ TEST(R3DRoundTrip, ChunkWalkStopsAtAStrangerAndAtTheLargestNumber) {
     other.spec.width = 32;
     WriteClip(dir / "A001_997.R3D", other);
     ClipLoader clip;
-    ASSERT_EQ(clip.OpenClip(paths[1]), 0);
+    ASSERT_TRUE(clip.OpenClip(paths[1]).ok());
     EXPECT_EQ(clip.ChunkCount(), 2u);
     EXPECT_EQ(clip.VideoFrameCount(), 4u);
     EXPECT_EQ(clip.ChunkPath(0), paths[0]);
     // A name without a number is a one-file clip.
-    ASSERT_EQ(clip.OpenClip(WriteClip(dir / "Single.R3D", other).at(0)), 0);
+    ASSERT_TRUE(clip.OpenClip(WriteClip(dir / "Single.R3D", other).at(0)).ok());
     EXPECT_EQ(clip.ChunkCount(), 1u);
 }
 
@@ -278,7 +278,7 @@ TEST(R3DRoundTrip, TwoVideoTracksOfDifferentLengthsComeOutEqual) {
         EXPECT_EQ(c.Info().secondTrackFrames, 4u);
         EXPECT_TRUE(c.Info().hdrTwoTrack);
         ClipLoader clip;
-        ASSERT_EQ(clip.OpenClip(path), 0);
+        ASSERT_TRUE(clip.OpenClip(path).ok());
         EXPECT_EQ(clip.Metadata().ItemAsInt("hdr_mode"), 2);
         EXPECT_EQ(DecodeFrame(clip, 3, 0), Picture(24, 10, 3, 0));
         EXPECT_EQ(DecodeFrame(clip, 3, 1), Picture(24, 10, 3, 1));
@@ -305,7 +305,7 @@ TEST(R3DRoundTrip, PrimaryTrackFlagLandsWhereAskedAlsoWhenTheRevisionFlipsIt) {
             ASSERT_TRUE(f.Parse(record.data(), record.size(), nullptr));
             EXPECT_EQ(f.secondValue, 1u) << "the primary store holds the frames written on track 1";
             ClipLoader clip;
-            ASSERT_EQ(clip.OpenClip(paths[0]), 0);
+            ASSERT_TRUE(clip.OpenClip(paths[0]).ok());
             EXPECT_EQ(clip.Metadata().ItemAsString("camera_firmware_revision"), revision == kNoRevision ? "" : "41878");
             EXPECT_EQ(clip.Metadata().ItemAsString("camera_firmware_version"), revision == kNoRevision ? "" : "2.0.0");
         }
@@ -321,7 +321,7 @@ TEST(R3DRoundTrip, DroppedFramesAreCountedAndGiveNoData) {
             ASSERT_TRUE(f == 2 ? w.AddDroppedFrame() : w.AddVideoFrameRGB(Picture(24, 10, f).data()));
         ASSERT_TRUE(w.Finish());
         ClipLoader clip;
-        ASSERT_EQ(clip.OpenClip(w.Paths()[0]), 0);
+        ASSERT_TRUE(clip.OpenClip(w.Paths()[0]).ok());
         EXPECT_EQ(clip.VideoFrameCount(), 4u);
         EXPECT_EQ(clip.DroppedFrameCount(), 1u);
         EXPECT_EQ(clip.Metadata().ItemAsInt("dropped_frame_count"), 1);
@@ -394,11 +394,11 @@ TEST(R3DRoundTrip, OpenResultsOfFilesThatAreNoClips) {
     ClipLoader clip;
     LogCapture log;
     EXPECT_EQ(c.OpenFile("", nullptr), R3DContainer::kNoPath);
-    EXPECT_EQ(clip.OpenClip(""), ClipLoader::kEmptyName);
+    EXPECT_EQ(clip.OpenClip("").code(), Status::Code::kInvalid);
     EXPECT_EQ(c.OpenFile(dir / "missing.R3D", nullptr), R3DContainer::kCannotOpen);
     EXPECT_EQ(c.OpenFile(dir.path(), nullptr), R3DContainer::kCannotOpen);
     WriteBytes(dir / "text.R3D", std::vector<uint8_t>(1000, 'x'));
-    EXPECT_EQ(clip.OpenClip(dir / "text.R3D"), R3DContainer::kParseFailed);
+    EXPECT_EQ(clip.OpenClip(dir / "text.R3D").code(), Status::Code::kUnsupported);
     // A header whose alignment exponent is below 12 refuses the file.
     ClipPlan plan = RichPlan(5);
     auto paths = WriteClip(dir / "align.R3D", plan);
@@ -410,7 +410,7 @@ TEST(R3DRoundTrip, OpenResultsOfFilesThatAreNoClips) {
     // A clip whose only frame is unreadable.
     plan.frames = 0;
     plan.audioBlocks.clear();
-    EXPECT_EQ(clip.OpenClip(WriteClip(dir / "empty.R3D", plan).at(0)), ClipLoader::kFirstFrameUnreadable);
+    EXPECT_EQ(clip.OpenClip(WriteClip(dir / "empty.R3D", plan).at(0)).code(), Status::Code::kInvalid);
     EXPECT_FALSE(clip.IsOpen());
 }
 
@@ -422,7 +422,7 @@ TEST(R3DRoundTrip, HandlesAreGivenUpAndTakenUpAgain) {
     const auto paths = WriteClip(dir / "H_01.R3D", plan);
     ASSERT_EQ(paths.size(), 6u);
     ClipLoader clip;
-    ASSERT_EQ(clip.OpenClip(paths[0]), 0);
+    ASSERT_TRUE(clip.OpenClip(paths[0]).ok());
     // Walk back and forth over more files than handles are kept.
     for (uint64_t i = 0; i < 24; ++i) {
         const uint64_t f = i < 12 ? i : 23 - i;

@@ -24,7 +24,7 @@ TEST(R3DMakeTool, WritesAClipTheReaderTakesWithExactAudioAndTimecode) {
                       "--timecode 10:59:59:25 --audio-channels 2 --reel B002"),
               0);
     ClipLoader clip;
-    ASSERT_EQ(clip.OpenClip(dir / "A002_C007_0203XY_002.R3D"), 0);
+    ASSERT_TRUE(clip.OpenClip(dir / "A002_C007_0203XY_002.R3D").ok());
     EXPECT_EQ(clip.ChunkCount(), 3u);
     EXPECT_EQ(clip.Info().rateNumerator, 30000u);
     EXPECT_EQ(clip.Info().rateDenominator, 1001u);

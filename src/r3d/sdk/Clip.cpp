@@ -116,21 +116,13 @@ void Clip::Close() {
 int Clip::LoadFrom(const std::string& path) {
     Close();
     if (path.empty()) return status_ = kClipNoPath;
-    // Looked at first: the reader's own codes do not tell a missing file from a lack of memory.
-    if (::access(path.c_str(), R_OK) != 0) return status_ = kClipCannotOpen;
     auto loader = std::make_unique<r3d::ClipLoader>();
-    const int result = loader->OpenClip(path);
-    switch (result) {
-        case r3d::ClipLoader::kOpened: break;
-        case r3d::ClipLoader::kEmptyName: return status_ = kClipNoPath;
-        case r3d::ClipLoader::kOutOfMemory: return status_ = kClipOutOfMemory;
-        case r3d::ClipLoader::kFirstFrameUnreadable: {
-            // The reader gives 3 for a parse that failed too: the file itself tells which.
-            r3d::R3DContainer file;
-            r3d::ContainerInfo info;
-            const bool parses = file.OpenFile(path, &info) == r3d::R3DContainer::kOpened;
-            return status_ = parses ? kClipFirstFrameUnreadable : kClipNotAClip;
-        }
+    switch (loader->OpenClip(path).code()) {
+        case ombrel::Status::Code::kOk: break;
+        case ombrel::Status::Code::kInvalid: return status_ = kClipFirstFrameUnreadable;  // the name was checked above
+        case ombrel::Status::Code::kNoMemory: return status_ = kClipOutOfMemory;
+        case ombrel::Status::Code::kNotFound:
+        case ombrel::Status::Code::kIo: return status_ = kClipCannotOpen;
         default: return status_ = kClipNotAClip;
     }
     if (loader->Info().width == 0 || loader->Info().height == 0) return status_ = kClipNotAClip;

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include "SdkClips.h"
@@ -46,6 +47,9 @@ TEST(SdkClip, OpensClipsAndRefusesWhatIsNone) {
     EXPECT_EQ(Clip(dir / "absent_001.R3D").Status(), kClipCannotOpen);
     test::WriteWholeFile(dir / "text_001.R3D", std::string(5000, 'x'));
     EXPECT_EQ(Clip(dir / "text_001.R3D").Status(), kClipNotAClip);
+    // A folder cannot be opened as a file; it was once taken for a lack of memory.
+    std::filesystem::create_directory(dir / "folder_001.R3D");
+    EXPECT_EQ(Clip(dir / "folder_001.R3D").Status(), kClipCannotOpen);
 
     const std::string path = Written(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(40, 20, 4));
     Clip clip(path);
