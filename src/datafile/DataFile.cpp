@@ -116,6 +116,8 @@ FilterStage Zip(const void* bytes, size_t length, std::unique_ptr<uint8_t[]>& ou
     } catch (...) { return FilterStage::kLoad; }
 }
 
+// The inverse table travels in the file, so reading needs no key: the scramble only keeps the
+// tables from being read as plain text.
 void Unscramble(uint8_t* buffer, size_t size) {
     if (size <= kContainerTailSize) return;
     const size_t n = size - kContainerTailSize;

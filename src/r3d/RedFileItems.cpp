@@ -156,6 +156,7 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
             b.SkipBytes(7);
         }
         videoTrackFlags.push_back(flags);
+        // Bit 4 marks the primary track; the low four bits of the first track tell the HDR kind.
         if (!primaryFound && (flags & 0x10)) {
             primaryTrack = i;
             primaryFound = true;
@@ -206,7 +207,9 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
             revisionRead = true;
         }
     }
+    // Files up to 5.8 that carry a revision token flag the other of their two tracks as primary.
     if (revisionRead && videoTrackCount == 2 && major == 5 && minor <= 8) primaryTrack ^= 1;
+    // The format byte is 160 only where the camera wrote its samples little-endian.
     littleEndianAudio = audioFormat == 160;
     audioChannels = ChannelsOfNibbleMask(&audioChannelMask, firmwareRevision);
     return true;
@@ -347,6 +350,8 @@ bool ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTa
         SetWhy(why, "an index cannot be read");
         return false;
     }
+    // Byte 56 counts the words behind each entry's position (video 2, audio and aux 1); the
+    // entries start at byte 60, positions in 4096-byte units so that 32 bits reach past 4 GiB.
     const unsigned n = payload[56];
     if (n == 0) {
         SetWhy(why, "an index entry has no size word");
@@ -359,12 +364,14 @@ bool ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTa
     for (size_t i = 0; i < count; ++i) {
         const uint8_t* e = payload.data() + 60 + i * entrySize;
         const uint64_t position = uint64_t(LoadBE32(e)) * kIndex2Unit;
+        // A negative first word is a dropped frame; otherwise the size is the entry's last word.
         const auto word1 = static_cast<int32_t>(LoadBE32(e + 4));
         int64_t size;
         if (word1 < 0)
             size = word1;
         else
             size = (twoWordSize && n == 1) ? LoadBE32(e + 4) : LoadBE32(e + 4 * n);
+        // The payload may run on past the last entry; the first zero size ends the table.
         if (size == 0) break;
         table->entries.push_back({position, size});
     }
@@ -482,6 +489,7 @@ bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why
         const uint16_t metaSize = b.ReadUint16();
         metadataOffset = b.Position();
         metadataSize = metaSize;
+        // The metadata is padded to 32 bytes, so the image behind it starts on that boundary.
         b.SkipBytes(RoundUp(metaSize, 32));
         if (!b.ok()) {
             SetWhy(why, "the frame record is shorter than its header and metadata");
@@ -628,6 +636,7 @@ bool RedFileFrameMetadata::Parse(const uint8_t* data, size_t size, uint16_t vers
         MetadataItem item;
         item.id = t.id;
         item.payload.assign(t.payload, t.payload + t.payloadSize);
+        // Cameras of version word 1280 wrote these three ids byte-reversed.
         if (versionWord == kVersionWordGeneration5 && item.payload.size() == 4 &&
             (t.id == 8200 || t.id == 8205 || t.id == 8206))
             std::reverse(item.payload.begin(), item.payload.end());
