@@ -101,9 +101,9 @@ CLI::App* AddProjectCommand(CLI::App& app, ProjectOptions& options) {
 
 int RunProject(const ProjectOptions& options) {
     ProjectState state;
-    std::string error;
-    if (!ProjectFile::LoadProjectAtPath(options.file, &state, &error, SettingsManager::Migration::kReadOnly)) {
-        std::fprintf(stderr, "ombrel project show: cannot read the project %s\n", error.c_str());
+    if (Status s = ProjectFile::LoadProjectAtPath(options.file, &state, SettingsManager::Migration::kReadOnly);
+        !s.ok()) {
+        std::fprintf(stderr, "ombrel project show: cannot read the project %s\n", s.message().c_str());
         return kExitFailed;
     }
     std::printf("project: %s\n", options.file.c_str());
@@ -121,9 +121,9 @@ int RunProject(const ProjectOptions& options) {
 std::unique_ptr<ProjectRender> ProjectRender::Load(const RenderOptions& o, const OutputSettings& fromOptions,
                                                    int* exitCode) {
     std::unique_ptr<ProjectRender> render(new ProjectRender(o));
-    std::string error;
-    if (!ProjectFile::LoadProjectAtPath(*o.project, &render->state_, &error, SettingsManager::Migration::kReadOnly)) {
-        std::fprintf(stderr, "ombrel render: cannot read the project %s\n", error.c_str());
+    if (Status s = ProjectFile::LoadProjectAtPath(*o.project, &render->state_, SettingsManager::Migration::kReadOnly);
+        !s.ok()) {
+        std::fprintf(stderr, "ombrel render: cannot read the project %s\n", s.message().c_str());
         *exitCode = kExitUsage;
         return nullptr;
     }

@@ -154,52 +154,42 @@ std::string SourcePathOf(const PlistValue& file) {
 
 }  // namespace
 
-PlistValue ProjectFile::ReadPropertyList(const std::string& path, std::string* error) {
+Status ProjectFile::ReadPropertyList(const std::string& path, PlistValue* out) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
-        if (error) *error = path + ": " + std::strerror(errno);
-        return {};
+        const int err = errno;
+        return {err == ENOENT ? Status::Code::kNotFound : Status::Code::kIo, path + ": " + std::strerror(err)};
     }
     std::ostringstream ss;
     ss << in.rdbuf();
     const std::string text = ss.str();
     const bool binary = text.rfind("bplist", 0) == 0;
     if (!binary) {
-        if (std::string fault = LocateFault(text); !fault.empty()) {
-            if (error) *error = path + ", " + fault;
-            return {};
-        }
+        if (std::string fault = LocateFault(text); !fault.empty()) return InvalidError(path + ", " + fault);
     }
     PlistValue value = PlistValue::FromXml(text);
-    if (value.isNull() && error)
-        *error = path + (binary ? ": not a readable binary property list" : ": not a property list");
-    return value;
+    if (value.isNull())
+        return InvalidError(path + (binary ? ": not a readable binary property list" : ": not a property list"));
+    if (out) *out = std::move(value);
+    return OkStatus();
 }
 
-bool ProjectFile::WritePropertyList(const PlistValue& dict, const std::string& path, std::string* error,
-                                    const Writer& writer) {
+Status ProjectFile::WritePropertyList(const PlistValue& dict, const std::string& path, const Writer& writer) {
     const std::string xml = dict.ToXml();
     if (xml.empty()) {
         const std::string why = "Cannot turn the project into a property list; nothing written to " + path;
         LogWarn("{}", why);
-        if (error) *error = why;
-        return false;
+        return InvalidError(why);
     }
-    std::string why;
-    bool ok = false;
-    if (writer) {
-        ok = writer(path, xml, &why);
-    } else {
-        const Status written = WriteFileAtomically(path, xml);
-        ok = written.ok();
-        why = written.message();
-    }
-    if (!ok) {
+    Status written = writer ? writer(path, xml) : WriteFileAtomically(path, xml);
+    if (!written.ok()) {
         LogWarn("Error writing to {}", path);
-        if (!why.empty()) LogWarn("{}", why);
-        if (error) *error = why.empty() ? "Error writing to " + path : why;
+        if (written.message().empty())
+            written = {written.code(), "Error writing to " + path};
+        else
+            LogWarn("{}", written.message());
     }
-    return ok;
+    return written;
 }
 
 PlistValue ProjectFile::ProjectDictionary(const ProjectState& state) {
@@ -211,20 +201,19 @@ PlistValue ProjectFile::ProjectDictionary(const ProjectState& state) {
     return dict;
 }
 
-bool ProjectFile::SaveProjectToPath(const std::string& path, const ProjectState& state, std::string* error,
-                                    const Writer& writer) {
-    return WritePropertyList(ProjectDictionary(state), path, error, writer);
+Status ProjectFile::SaveProjectToPath(const std::string& path, const ProjectState& state, const Writer& writer) {
+    return WritePropertyList(ProjectDictionary(state), path, writer);
 }
 
-bool ProjectFile::LoadProjectAtPath(const std::string& path, ProjectState* state, std::string* error,
-                                    SettingsManager::Migration migration) {
-    std::string why;
-    PlistValue dict = ReadPropertyList(path, &why);
-    if (!dict.isNull() && !dict.isDict()) why = path + ": not a project file (its top level is not a dictionary)";
-    if (!dict.isDict()) {
-        LogWarn("Cannot load the project {}", why);
-        if (error) *error = why;
-        return false;
+Status ProjectFile::LoadProjectAtPath(const std::string& path, ProjectState* state,
+                                      SettingsManager::Migration migration) {
+    PlistValue dict;
+    Status read = ReadPropertyList(path, &dict);
+    if (read.ok() && !dict.isDict())
+        read = InvalidError(path + ": not a project file (its top level is not a dictionary)");
+    if (!read.ok()) {
+        LogWarn("Cannot load the project {}", read.message());
+        return read;
     }
     auto& sm = SettingsManager::Instance();
     ProjectState loaded;
@@ -248,7 +237,7 @@ bool ProjectFile::LoadProjectAtPath(const std::string& path, ProjectState* state
     if (const std::string open = dict["CurrentOpenFile"].asString(); !open.empty()) loaded.currentOpenFile = open;
     loaded.appVersion = dict["AppVersion"].asString();
     if (state) *state = std::move(loaded);
-    return true;
+    return OkStatus();
 }
 
 std::string ProjectFile::LibraryNameForProjectPath(const std::string& path) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/PlistValue.h"
+#include "core/Status.h"
 #include "model/ClipSettings.h"
 #include "model/OutputSettings.h"
 #include "model/SettingsManager.h"
@@ -34,27 +35,25 @@ struct ProjectState {
 class ProjectFile {
 public:
     // Writes bytes to a path; WriteFileAtomically unless a caller (a test) says otherwise.
-    using Writer = std::function<bool(const std::string& path, std::string_view bytes, std::string* error)>;
+    using Writer = std::function<Status(const std::string& path, std::string_view bytes)>;
 
     static constexpr const char* kAutosaveName = "temp_save";
     static constexpr const char* kExtension = "xml";
 
-    // A property list from a file, or null with "<path>, line <n>: <why>" (or, when the
-    // file cannot be opened, "<path>: <why>") in *error. The file is only read.
-    static PlistValue ReadPropertyList(const std::string& path, std::string* error = nullptr);
+    // A property list from a file into *out, or a failure whose message is "<path>, line <n>:
+    // <why>" (or, when the file cannot be opened, "<path>: <why>"). The file is only read.
+    static Status ReadPropertyList(const std::string& path, PlistValue* out);
     // XML form, written through `writer`. A value that cannot be turned into XML is
     // logged and nothing is written.
-    static bool WritePropertyList(const PlistValue& dict, const std::string& path, std::string* error = nullptr,
-                                  const Writer& writer = {});
+    static Status WritePropertyList(const PlistValue& dict, const std::string& path, const Writer& writer = {});
 
     // The whole project: the manager's "clips" and "Paths" with the keys of `state`.
     static PlistValue ProjectDictionary(const ProjectState& state);
-    static bool SaveProjectToPath(const std::string& path, const ProjectState& state, std::string* error = nullptr,
-                                  const Writer& writer = {});
+    static Status SaveProjectToPath(const std::string& path, const ProjectState& state, const Writer& writer = {});
     // Reads a project into the manager and `state`. A file that cannot be parsed, or
-    // whose top level is not a dictionary, changes nothing and answers false.
-    static bool LoadProjectAtPath(const std::string& path, ProjectState* state, std::string* error = nullptr,
-                                  SettingsManager::Migration migration = SettingsManager::Migration::kMigrate);
+    // whose top level is not a dictionary, changes nothing and fails.
+    static Status LoadProjectAtPath(const std::string& path, ProjectState* state,
+                                    SettingsManager::Migration migration = SettingsManager::Migration::kMigrate);
 
     // The library for a project's old presets: its file name without the extension, or
     // "My Presets" for the autosave.

@@ -97,13 +97,14 @@ TEST_F(ProjectFiles, ASavedProjectLoadsToEqualRecords) {
     state.snippetList.set("A001_C001", SnippetFile(clips[0], {0, 5}));
     state.appVersion = "0.1.0";
     const std::string path = dir / "Day One.xml";
-    std::string error;
-    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state, &error)) << error;
+    Status s = ProjectFile::SaveProjectToPath(path, state);
+    ASSERT_TRUE(s.ok()) << s.message();
 
     sm.ClearSettingsManager();
     sm.RegisterPath("/left/over.mov");
     ProjectState loaded;
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &loaded, &error)) << error;
+    s = ProjectFile::LoadProjectAtPath(path, &loaded);
+    ASSERT_TRUE(s.ok()) << s.message();
     EXPECT_TRUE(loaded.hasPaths);
     EXPECT_EQ(loaded.paths, clips);
     EXPECT_EQ(sm.registeredPaths(), clips);  // "Paths" replaced what was there
@@ -145,7 +146,7 @@ TEST_F(ProjectFiles, AnIndependentReaderTakesTheFile) {
     ProjectState state;
     state.snippetList.set("x", SnippetFile(clip, {1, 2}));
     const std::string path = dir / "independent.xml";
-    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state));
+    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state).ok());
     const std::string script = dir / "check.py";
     test::WriteWholeFile(script,
                          "import plistlib, sys\n"
@@ -205,7 +206,7 @@ TEST_F(ProjectFiles, AnOldProjectMovesItsPresetsIntoALibraryOnce) {
     const std::string original = test::ReadWholeFile(path);
 
     ProjectState state;
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state).ok());
     EXPECT_EQ(state.libraryName, "Wedding");
     // The library holds both presets and the thumbnail that stood at the legacy path.
     const PlistValue library = PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("Wedding"));
@@ -235,7 +236,7 @@ TEST_F(ProjectFiles, AnOldProjectMovesItsPresetsIntoALibraryOnce) {
     const std::string libraryBytes = test::ReadWholeFile(SettingsManager::PresetLibraryPlistPathForName("Wedding"));
     const std::string rewrittenBytes = test::ReadWholeFile(path);
     sm.setCurrentPresetLibrary("Wedding");
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state).ok());
     EXPECT_EQ(test::ReadWholeFile(path + ".backup"), backup);
     EXPECT_EQ(test::ReadWholeFile(path), rewrittenBytes);
     EXPECT_EQ(test::ReadWholeFile(SettingsManager::PresetLibraryPlistPathForName("Wedding")), libraryBytes);
@@ -250,7 +251,7 @@ TEST_F(ProjectFiles, AnOldAutosaveFillsMyPresetsAndAReaderLeavesFilesAlone) {
     const std::string autosave = dir / "temp_save.xml";
     ASSERT_TRUE(old.dict.WriteToFile(autosave));
     ProjectState state;
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(autosave, &state));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(autosave, &state).ok());
     EXPECT_EQ(state.libraryName, "My Presets");
     EXPECT_TRUE(
         PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("My Presets"))["Presets"].contains(
@@ -264,7 +265,7 @@ TEST_F(ProjectFiles, AnOldAutosaveFillsMyPresetsAndAReaderLeavesFilesAlone) {
     const std::string path = dir / "Shared.xml";
     ASSERT_TRUE(old.dict.WriteToFile(path));
     const std::string bytes = test::ReadWholeFile(path);
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state, nullptr, SettingsManager::Migration::kReadOnly));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state, SettingsManager::Migration::kReadOnly).ok());
     EXPECT_EQ(test::ReadWholeFile(path), bytes);
     EXPECT_FALSE(fs::exists(path + ".backup"));
     EXPECT_FALSE(fs::exists(SettingsManager::PresetLibraryPathForName("Shared")));
@@ -286,7 +287,7 @@ TEST_F(ProjectFiles, AProjectWithoutPathsKeepsTheClipsInMemory) {
     const std::string path = dir / "nopaths.xml";
     ASSERT_TRUE(dict.WriteToFile(path));
     ProjectState state;
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state).ok());
     EXPECT_FALSE(state.hasPaths);
     EXPECT_EQ(sm.registeredPaths(), (std::vector<std::string>{"/kept.mov"}));
     EXPECT_EQ(sm.GetStackForClip("/kept.mov").size(), 2u);
@@ -317,7 +318,7 @@ TEST_F(ProjectFiles, StoredGrainScalesThatAreNotAboveZeroAreMendedNotFatal) {
     const std::string path = dir / "scales.xml";
     ASSERT_TRUE(dict.WriteToFile(path));
     LogCapture log;
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, nullptr));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, nullptr).ok());
     EXPECT_EQ(sm.SettingsForClip("/neg.mov")->grainScale(), 1.0f);
     EXPECT_EQ(sm.SettingsForClip("/nan.mov")->grainScale(), 1.0f);
     EXPECT_EQ(sm.SettingsForClip("/fine.mov")->grainScale(), 0.5f);
@@ -342,7 +343,7 @@ TEST_F(ProjectFiles, MovedFootageIsFollowedInTheStacksAndTheSnippetList) {
     sm.ReplacePathWithPath(oldPath, newPath);
     EXPECT_EQ(ProjectFile::ReplacePathInSnippetList(state.snippetList, oldPath, newPath), 2);
     const std::string path = dir / "moved.xml";
-    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state));
+    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state).ok());
     const std::string text = test::ReadWholeFile(path);
     EXPECT_EQ(text.find("Volumes"), std::string::npos) << text;
     const PlistValue saved = PlistValue::ReadFromFile(path);
@@ -380,7 +381,7 @@ TEST_F(ProjectFiles, AWriteThatRunsOutOfSpaceLeavesThePreviousProject) {
     sm.RegisterPath("/first.mov");
     sm.PushSettingsForClip(ClipSettings(), "/first.mov");
     ProjectState state;
-    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state));
+    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state).ok());
     const std::string before = test::ReadWholeFile(path);
 
     for (int i = 0; i < 40; ++i) {
@@ -388,14 +389,15 @@ TEST_F(ProjectFiles, AWriteThatRunsOutOfSpaceLeavesThePreviousProject) {
         sm.RegisterPath(clip);
         sm.PushSettingsForClip(ClipSettings(), clip);
     }
-    std::string error;
+    Status s;
     LogCapture log;
     {
         FileSizeLimit limit(before.size() + 512);
         ASSERT_TRUE(limit.ok());
-        EXPECT_FALSE(ProjectFile::SaveProjectToPath(path, state, &error));
+        s = ProjectFile::SaveProjectToPath(path, state);
     }
-    EXPECT_NE(error.find(path), std::string::npos) << error;
+    EXPECT_FALSE(s.ok());
+    EXPECT_NE(s.message().find(path), std::string::npos) << s.message();
     EXPECT_TRUE(log.Contains("Error writing to " + path));
     EXPECT_EQ(test::ReadWholeFile(path), before);
     EXPECT_TRUE(PlistValue::ReadFromFile(path).isDict());
@@ -404,15 +406,12 @@ TEST_F(ProjectFiles, AWriteThatRunsOutOfSpaceLeavesThePreviousProject) {
     EXPECT_EQ(files, 1u);  // no partial file left beside it
 
     // A writer that fails outright is reported the same way, and the file stays.
-    auto failing = [](const std::string&, std::string_view, std::string* why) {
-        *why = "No space left on device";
-        return false;
-    };
-    EXPECT_FALSE(ProjectFile::SaveProjectToPath(path, state, &error, failing));
-    EXPECT_EQ(error, "No space left on device");
+    auto failing = [](const std::string&, std::string_view) { return IoError("No space left on device"); };
+    EXPECT_EQ(ProjectFile::SaveProjectToPath(path, state, failing).message(), "No space left on device");
     EXPECT_EQ(test::ReadWholeFile(path), before);
     // And with room again, the bigger project is written whole.
-    ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state, &error)) << error;
+    s = ProjectFile::SaveProjectToPath(path, state);
+    ASSERT_TRUE(s.ok()) << s.message();
     EXPECT_EQ(PlistValue::ReadFromFile(path)["Paths"].size(), 41u);
 }
 
@@ -443,10 +442,11 @@ TEST_F(ProjectFiles, AFileThatCannotBeParsedIsRefusedByLineAndChangesNothing) {
     for (const auto& c : cases) {
         const std::string path = dir / c.name;
         test::WriteWholeFile(path, c.text);
-        std::string error;
         ProjectState state;
         state.libraryName = "untouched";
-        EXPECT_FALSE(ProjectFile::LoadProjectAtPath(path, &state, &error)) << c.name;
+        const Status s = ProjectFile::LoadProjectAtPath(path, &state);
+        const std::string& error = s.message();
+        EXPECT_EQ(s.code(), Status::Code::kInvalid) << c.name;
         EXPECT_NE(error.find(path), std::string::npos) << error;
         EXPECT_NE(error.find(c.line + ":"), std::string::npos) << c.name << ": " << error;
         EXPECT_EQ(test::ReadWholeFile(path), c.text) << c.name;
@@ -458,11 +458,12 @@ TEST_F(ProjectFiles, AFileThatCannotBeParsedIsRefusedByLineAndChangesNothing) {
     array.append("/a.mov");
     const std::string path = dir / "array.xml";
     ASSERT_TRUE(array.WriteToFile(path));
-    std::string error;
-    EXPECT_FALSE(ProjectFile::LoadProjectAtPath(path, nullptr, &error));
-    EXPECT_NE(error.find("not a project file"), std::string::npos) << error;
-    EXPECT_FALSE(ProjectFile::LoadProjectAtPath(dir / "absent.xml", nullptr, &error));
-    EXPECT_NE(error.find("absent.xml"), std::string::npos);
+    Status refused = ProjectFile::LoadProjectAtPath(path, nullptr);
+    EXPECT_EQ(refused.code(), Status::Code::kInvalid);
+    EXPECT_NE(refused.message().find("not a project file"), std::string::npos) << refused.message();
+    refused = ProjectFile::LoadProjectAtPath(dir / "absent.xml", nullptr);
+    EXPECT_EQ(refused.code(), Status::Code::kNotFound);
+    EXPECT_NE(refused.message().find("absent.xml"), std::string::npos);
     // Nothing of the open project was cleared.
     EXPECT_EQ(sm.registeredPaths(), (std::vector<std::string>{"/open.mov"}));
     EXPECT_EQ(sm.SettingsForClip("/open.mov")->exposure(), 2.0f);
@@ -476,11 +477,11 @@ TEST_F(ProjectFiles, TheAutosaveStartsFromTheResourceAndCountsAsMyPresets) {
     EXPECT_EQ(ProjectFile::LibraryNameForProjectPath(path), "My Presets");
     sm.RegisterPath("/x.mov");
     ProjectState state;
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state).ok());
     EXPECT_TRUE(sm.registeredPaths().empty());  // a first run starts with an empty project
 
     sm.RegisterPath("/saved.mov");
-    ASSERT_TRUE(ProjectFile::SaveProjectToPath(ProjectFile::AutosavePath(), state));
+    ASSERT_TRUE(ProjectFile::SaveProjectToPath(ProjectFile::AutosavePath(), state).ok());
     EXPECT_EQ(ProjectFile::AutosavePath(), path);  // an existing autosave is kept
     EXPECT_EQ(PlistValue::ReadFromFile(path)["Paths"].at(0).asString(), "/saved.mov");
 
