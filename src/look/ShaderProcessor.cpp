@@ -491,9 +491,8 @@ void ShaderProcessor::SetupExposureLut() {
     const std::string cvToLogPath = RequireResource("Resources/5D_CV2logLUT.bin");
     const std::string logToCVPath = RequireResource("Resources/5D_log2CVLUT.bin");
     auto model = std::make_unique<colorTempExposureModel>();
-    std::string why;
-    if (!LoadExposureTables(*model, cvToLogPath, logToCVPath, &why)) {
-        BrokenInstallation("Unusable exposure table: " + why +
+    if (Status s = LoadExposureTables(*model, cvToLogPath, logToCVPath); !s.ok()) {
+        BrokenInstallation("Unusable exposure table: " + s.message() +
                            ". The installation is broken: reinstall, or point OMBREL_DATA_DIR at a data root "
                            "that holds good tables.");
     }

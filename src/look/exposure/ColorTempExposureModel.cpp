@@ -188,22 +188,18 @@ float colorTempExposureModel::midWeight(float x) {
     return 1.0f - d * d;
 }
 
-bool ReadLittleEndianFloats(const std::string& path, size_t count, std::vector<float>& out, std::string* why) {
-    auto fail = [&](const std::string& text) {
-        if (why) *why = text;
-        return false;
-    };
+Status ReadLittleEndianFloats(const std::string& path, size_t count, std::vector<float>& out) {
     std::ifstream file(path, std::ios::binary | std::ios::ate);
-    if (!file) return fail("cannot open " + path);
+    if (!file) return NotFoundError("cannot open " + path);
     const std::streamoff size = file.tellg();
     const size_t expected = count * 4;
     if (size < 0 || static_cast<size_t>(size) != expected) {
-        return fail(path + " holds " + std::to_string(size) + " bytes, not " + std::to_string(expected));
+        return InvalidError(path + " holds " + std::to_string(size) + " bytes, not " + std::to_string(expected));
     }
     std::vector<unsigned char> bytes(expected);
     file.seekg(0);
     if (!file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(expected))) {
-        return fail("cannot read " + path);
+        return IoError("cannot read " + path);
     }
     out.resize(count);
     for (size_t i = 0; i < count; ++i) {
@@ -211,22 +207,22 @@ bool ReadLittleEndianFloats(const std::string& path, size_t count, std::vector<f
         for (size_t k = 0; k < 4; ++k) word |= static_cast<uint32_t>(bytes[4 * i + k]) << (8 * k);
         out[i] = std::bit_cast<float>(word);
     }
-    return true;
+    return OkStatus();
 }
 
-bool LoadExposureTables(colorTempExposureModel& model, const std::string& cvToLogPath, const std::string& logToCVPath,
-                        std::string* why) {
+Status LoadExposureTables(colorTempExposureModel& model, const std::string& cvToLogPath,
+                          const std::string& logToCVPath) {
     const size_t floats = 3 * static_cast<size_t>(kExposureTableEntries);
     std::vector<float> cvToLog, logToCV;
     // Both are read before either is given, so a bad second file leaves the model as it was.
-    if (!ReadLittleEndianFloats(cvToLogPath, floats, cvToLog, why)) return false;
-    if (!ReadLittleEndianFloats(logToCVPath, floats, logToCV, why)) return false;
+    if (Status s = ReadLittleEndianFloats(cvToLogPath, floats, cvToLog); !s.ok()) return s;
+    if (Status s = ReadLittleEndianFloats(logToCVPath, floats, logToCV); !s.ok()) return s;
     // A table that finds no memory leaves the model as it was; the files themselves are fine.
     if (!model.setCVToLogLUT(kExposureTableEntries, cvToLog.data()) ||
         !model.setLogToCVLUT(kExposureTableEntries, logToCV.data())) {
         LogError("Out of memory for the exposure tables");
     }
-    return true;
+    return OkStatus();
 }
 
 }  // namespace ombrel

@@ -17,6 +17,7 @@
 #include <memory>
 #include <string>
 #include <vector>
+#include "core/Status.h"
 
 namespace ombrel {
 
@@ -101,18 +102,18 @@ private:
     int cvToLogCount = 0;
 };
 
-// A table file of little-endian float32 values, read the same on any host. False when the
-// file cannot be read or does not hold exactly `count` floats; `why` then says so.
-bool ReadLittleEndianFloats(const std::string& path, size_t count, std::vector<float>& out, std::string* why);
+// A table file of little-endian float32 values, read the same on any host. Fails when the
+// file cannot be read or does not hold exactly `count` floats.
+Status ReadLittleEndianFloats(const std::string& path, size_t count, std::vector<float>& out);
 
 // Entries of each conversion table file: RGB float32 triples.
 inline constexpr int kExposureTableEntries = 65536;
 
 // Gives the model the code-to-log and log-to-code tables of the two files (each
-// kExposureTableEntries interleaved RGB float32 triples). False, with the reason in `why`,
-// when a file is unreadable or has the wrong size; the model then keeps what it had (as it
-// does, with an error logged, when the tables find no memory).
-bool LoadExposureTables(colorTempExposureModel& model, const std::string& cvToLogPath, const std::string& logToCVPath,
-                        std::string* why);
+// kExposureTableEntries interleaved RGB float32 triples). Fails when a file is unreadable or
+// has the wrong size; the model then keeps what it had (as it does, with an error logged,
+// when the tables find no memory).
+Status LoadExposureTables(colorTempExposureModel& model, const std::string& cvToLogPath,
+                          const std::string& logToCVPath);
 
 }  // namespace ombrel

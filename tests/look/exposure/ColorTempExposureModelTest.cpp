@@ -37,16 +37,15 @@ float EntryFraction(int n) { return static_cast<float>(n) / 65536.0f; }
 // The real conversion tables of the data root.
 std::vector<float> ResourceTable(const std::string& name) {
     std::vector<float> values;
-    std::string why;
-    EXPECT_TRUE(ReadLittleEndianFloats(ResourcePath("Resources/" + name), 3 * size_t{kEntries}, values, &why)) << why;
+    const Status s = ReadLittleEndianFloats(ResourcePath("Resources/" + name), 3 * size_t{kEntries}, values);
+    EXPECT_TRUE(s.ok()) << s.message();
     return values;
 }
 
 void LoadResourceTables(Model& m) {
-    std::string why;
-    EXPECT_TRUE(LoadExposureTables(m, ResourcePath("Resources/5D_CV2logLUT.bin"),
-                                   ResourcePath("Resources/5D_log2CVLUT.bin"), &why))
-        << why;
+    const Status s =
+        LoadExposureTables(m, ResourcePath("Resources/5D_CV2logLUT.bin"), ResourcePath("Resources/5D_log2CVLUT.bin"));
+    EXPECT_TRUE(s.ok()) << s.message();
 }
 
 std::vector<float> Table(Model& m, float exposure, float colorTemp) {
@@ -400,13 +399,10 @@ TEST(ExposureModelResources, ReadingChecksSizeAndByteOrder) {
     // 1.0 and -2.5 as little-endian float32.
     test::WriteWholeFile(dir / "two.bin", std::string("\x00\x00\x80\x3f\x00\x00\x20\xc0", 8));
     std::vector<float> values;
-    std::string why;
-    ASSERT_TRUE(ReadLittleEndianFloats(dir / "two.bin", 2, values, &why)) << why;
+    ASSERT_TRUE(ReadLittleEndianFloats(dir / "two.bin", 2, values).ok());
     EXPECT_EQ(values, (std::vector<float>{1.0f, -2.5f}));
-    EXPECT_FALSE(ReadLittleEndianFloats(dir / "two.bin", 3, values, &why));
-    EXPECT_NE(why.find("holds 8 bytes, not 12"), std::string::npos) << why;
-    EXPECT_FALSE(ReadLittleEndianFloats(dir / "none.bin", 2, values, &why));
-    EXPECT_NE(why.find("cannot open"), std::string::npos) << why;
+    EXPECT_EQ(ReadLittleEndianFloats(dir / "two.bin", 3, values).message(), dir / "two.bin" + " holds 8 bytes, not 12");
+    EXPECT_EQ(ReadLittleEndianFloats(dir / "none.bin", 2, values).message(), "cannot open " + dir / "none.bin");
 }
 
 TEST(ExposureModelResources, AShortTableIsRefusedAndTheModelKeepsWhatItHad) {
@@ -417,11 +413,10 @@ TEST(ExposureModelResources, AShortTableIsRefusedAndTheModelKeepsWhatItHad) {
     Model m;
     LoadResourceTables(m);
     const float* before = m.cvToLogTable(0);
-    std::string why;
-    EXPECT_FALSE(LoadExposureTables(m, ResourcePath("Resources/5D_CV2logLUT.bin"), dir / "short.bin", &why));
-    EXPECT_NE(why.find("short.bin"), std::string::npos) << why;
-    EXPECT_FALSE(LoadExposureTables(m, dir / "missing.bin", good, &why));
-    EXPECT_NE(why.find("missing.bin"), std::string::npos) << why;
+    Status s = LoadExposureTables(m, ResourcePath("Resources/5D_CV2logLUT.bin"), dir / "short.bin");
+    EXPECT_NE(s.message().find("short.bin"), std::string::npos) << s.message();
+    s = LoadExposureTables(m, dir / "missing.bin", good);
+    EXPECT_NE(s.message().find("missing.bin"), std::string::npos) << s.message();
     EXPECT_EQ(m.cvToLogTable(0), before) << "a bad file replaces nothing";
     EXPECT_EQ(m.logToCVEntries(), kEntries);
 }

@@ -23,10 +23,9 @@ using Table3 = std::array<float, kTableLength * 3>;
 // The table a model with the installed conversion tables makes for these model arguments.
 Table3 ModelTable(float exposureDecades, float colorTempOffset) {
     colorTempExposureModel m;
-    std::string why;
-    EXPECT_TRUE(LoadExposureTables(m, ResourcePath("Resources/5D_CV2logLUT.bin"),
-                                   ResourcePath("Resources/5D_log2CVLUT.bin"), &why))
-        << why;
+    const Status s =
+        LoadExposureTables(m, ResourcePath("Resources/5D_CV2logLUT.bin"), ResourcePath("Resources/5D_log2CVLUT.bin"));
+    EXPECT_TRUE(s.ok()) << s.message();
     Table3 t{};
     m.getGLTexture_RGB(exposureDecades, colorTempOffset, kTableLength, t.data());
     return t;
