@@ -47,12 +47,10 @@ std::string JsonString(const std::string& s) {
 
 std::string JsonNumber(double v) { return std::isfinite(v) ? fmt::format("{}", v) : std::string("0"); }
 
-bool ReadR3DFacts(const std::string& path, int extractType, ClipFacts* f, std::string* error) {
+Status ReadR3DFacts(const std::string& path, int extractType, ClipFacts* f) {
     R3DSDK::Clip clip(path);
-    if (clip.Status() != R3DSDK::kClipLoaded) {
-        *error = std::string("not a clip: ") + R3DSDK::ClipStatusText(clip.Status());
-        return false;
-    }
+    if (clip.Status() != R3DSDK::kClipLoaded)
+        return UnsupportedError(std::string("not a clip: ") + R3DSDK::ClipStatusText(clip.Status()));
     f->kind = "r3d";
     f->width = uint32_t(clip.Width());
     f->height = uint32_t(clip.Height());
@@ -80,16 +78,15 @@ bool ReadR3DFacts(const std::string& path, int extractType, ClipFacts* f, std::s
     f->whiteBalanceKelvin = int(std::lround(clip.MetadataItemAsFloat("white_balance_kelvin")));
     f->iso = clip.MetadataItemAsInt("iso");
     f->droppedFrames = clip.MetadataItemAsInt("dropped_frame_count");
-    return true;
+    return OkStatus();
 }
 
-bool ReadMovieFacts(const std::string& path, ClipFacts* f, std::string* error) {
+Status ReadMovieFacts(const std::string& path, ClipFacts* f) {
     MovieProbe probe(path);
     const MovieTrack* video = probe.ok() ? probe.info().FirstVideoTrack() : nullptr;
     if (!video) {
-        *error = probe.ok() ? "not a clip: the movie has no picture"
-                            : "not a clip: neither an R3D clip nor a movie that can be read";
-        return false;
+        return UnsupportedError(probe.ok() ? "not a clip: the movie has no picture"
+                                           : "not a clip: neither an R3D clip nor a movie that can be read");
     }
     f->kind = "movie";
     f->width = uint32_t(std::max(video->width, 0));
@@ -109,26 +106,22 @@ bool ReadMovieFacts(const std::string& path, ClipFacts* f, std::string* error) {
             f->audioSampleRate = t.sampleRate;
         }
     f->sourceType = "5D";
-    return true;
+    return OkStatus();
 }
 
 }  // namespace
 
-bool ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts, std::string* error) {
+Status ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts) {
     std::error_code ec;
-    if (!std::filesystem::is_regular_file(path, ec)) {
-        *error = "no such file";
-        return false;
-    }
+    if (!std::filesystem::is_regular_file(path, ec)) return NotFoundError("no such file");
     facts->path = std::filesystem::absolute(path, ec).string();
-    const bool ok = FileParser::IsR3DFile(path) ? ReadR3DFacts(path, extractType, facts, error)
-                                                : ReadMovieFacts(path, facts, error);
-    if (ok && LutManager::LutAvailable(facts->sourceType)) {
+    Status read = FileParser::IsR3DFile(path) ? ReadR3DFacts(path, extractType, facts) : ReadMovieFacts(path, facts);
+    if (read.ok() && LutManager::LutAvailable(facts->sourceType)) {
         const auto tables = LutManager::InstalledTables();
         const auto it = tables.find(facts->sourceType);
         facts->stockTables = it == tables.end() ? 0 : int(it->second.size());
     }
-    return ok;
+    return read;
 }
 
 std::string ClipFactsJson(const ClipFacts& f) {
@@ -199,9 +192,8 @@ CLI::App* AddInfoCommand(CLI::App& app, InfoOptions& o) {
 
 int RunInfo(const InfoOptions& o) {
     ClipFacts facts;
-    std::string error;
-    if (!ReadClipFacts(o.clip, o.extract, &facts, &error)) {
-        std::fprintf(stderr, "ombrel info: %s: %s\n", o.clip.c_str(), error.c_str());
+    if (Status s = ReadClipFacts(o.clip, o.extract, &facts); !s.ok()) {
+        std::fprintf(stderr, "ombrel info: %s: %s\n", o.clip.c_str(), s.message().c_str());
         return kExitFailed;
     }
     const std::string out = o.json ? ClipFactsJson(facts) : ClipFactsText(facts);

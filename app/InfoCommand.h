@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "core/Status.h"
+
 namespace CLI {
 class App;
 }
@@ -44,8 +46,8 @@ struct ClipFacts {
     std::string kind;  // "r3d" or "movie"
 };
 
-// Reads the facts of a clip; false with the reason when the file is no clip we can read.
-bool ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts, std::string* error);
+// Reads the facts of a clip; fails with the reason when the file is no clip we can read.
+Status ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts);
 std::string ClipFactsJson(const ClipFacts& facts);
 std::string ClipFactsText(const ClipFacts& facts);
 
