@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <string>
 
+#include "core/AtomicFile.h"
+#include "core/Status.h"
+
 namespace ombrel {
 
 // Sun/NeXT ".au" sound files of 32-bit big-endian linear PCM, the form in which the camera
@@ -20,27 +23,18 @@ std::array<uint8_t, kAuHeaderBytes> AuHeader(uint32_t sampleRate, uint32_t chann
 // writer removes the temporary file.
 class AuFileWriter {
 public:
-    AuFileWriter() = default;
-    ~AuFileWriter();
-    AuFileWriter(const AuFileWriter&) = delete;
-    AuFileWriter& operator=(const AuFileWriter&) = delete;
-
-    // Creates the file and writes the header. False, with the reason, when it cannot.
-    bool Open(const std::string& path, uint32_t sampleRate, uint32_t channels, std::string* error = nullptr);
+    // Creates the file and writes the header.
+    Status Open(const std::string& path, uint32_t sampleRate, uint32_t channels);
     // Appends sample bytes as they are (already big-endian).
-    bool Append(const void* bytes, size_t size, std::string* error = nullptr);
-    // Closes the file and renames it onto its path, replacing what was there.
-    bool Finish(std::string* error = nullptr);
+    Status Append(const void* bytes, size_t size);
+    // Flushes the file and renames it onto its path, replacing what was there.
+    Status Finish();
 
-    bool isOpen() const { return fd_ >= 0; }
+    bool isOpen() const { return out_.isOpen(); }
     uint64_t bytesWritten() const { return written_; }
 
 private:
-    void Discard();
-
-    int fd_ = -1;
-    std::string path_;
-    std::string tmp_;
+    AtomicFileWriter out_;
     uint64_t written_ = 0;
 };
 

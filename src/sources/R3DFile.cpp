@@ -397,8 +397,7 @@ bool R3DFile::ExtractAudio(const std::string& path) const {
         return false;
     }
     AuFileWriter out;
-    std::string error;
-    if (!out.Open(path, rate, channels, &error)) {
+    if (!out.Open(path, rate, channels).ok()) {
         LogWarn("Error creating output file {}", path);
         return false;
     }
@@ -410,13 +409,13 @@ bool R3DFile::ExtractAudio(const std::string& path) const {
             LogWarn("Audio block {} of the clip could not be read ({}); {} is not written", b, status, path);
             return false;
         }
-        if (!out.Append(buffer.get(), size, &error)) {
-            LogWarn("Error writing output file {}: {}", path, error);
+        if (Status s = out.Append(buffer.get(), size); !s.ok()) {
+            LogWarn("Error writing output file {}: {}", path, s.message());
             return false;
         }
     }
-    if (!out.Finish(&error)) {
-        LogWarn("Error writing output file {}: {}", path, error);
+    if (Status s = out.Finish(); !s.ok()) {
+        LogWarn("Error writing output file {}: {}", path, s.message());
         return false;
     }
     return true;

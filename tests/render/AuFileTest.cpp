@@ -31,16 +31,15 @@ TEST(AuFile, HeaderBytesAndBlocksAsTheDecoderGivesThem) {
     TempDir dir;
     const std::string path = dir / "A001_C001.au";
     AuFileWriter writer;
-    std::string error;
-    ASSERT_TRUE(writer.Open(path, 48000, 2, &error)) << error;
+    ASSERT_TRUE(writer.Open(path, 48000, 2).ok());
     EXPECT_FALSE(std::filesystem::exists(path)) << "not in place before it is finished";
     // Two blocks of 32-bit big-endian stereo samples, the second shorter.
     std::vector<uint8_t> block(4800 * 2 * 4);
     for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<uint8_t>(i * 13);
-    ASSERT_TRUE(writer.Append(block.data(), block.size(), &error)) << error;
-    ASSERT_TRUE(writer.Append(block.data(), 2400 * 2 * 4, &error)) << error;
+    ASSERT_TRUE(writer.Append(block.data(), block.size()).ok());
+    ASSERT_TRUE(writer.Append(block.data(), 2400 * 2 * 4).ok());
     EXPECT_EQ(writer.bytesWritten(), (4800u + 2400u) * 8);
-    ASSERT_TRUE(writer.Finish(&error)) << error;
+    ASSERT_TRUE(writer.Finish().ok());
 
     const std::string file = ReadWholeFile(path);
     ASSERT_EQ(file.size(), 28 + (4800u + 2400u) * 8);
@@ -61,29 +60,29 @@ TEST(AuFile, HeaderBytesAndBlocksAsTheDecoderGivesThem) {
 
 TEST(AuFile, AnUnfinishedOrFailedFileLeavesNothing) {
     TempDir dir;
-    std::string error;
     {
         AuFileWriter writer;
-        ASSERT_TRUE(writer.Open(dir / "a.au", 48000, 1, &error));
+        ASSERT_TRUE(writer.Open(dir / "a.au", 48000, 1).ok());
         const uint8_t some[8] = {};
-        ASSERT_TRUE(writer.Append(some, sizeof some));
+        ASSERT_TRUE(writer.Append(some, sizeof some).ok());
     }
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
 
     AuFileWriter writer;
-    EXPECT_FALSE(writer.Open(dir / "missing/a.au", 48000, 1, &error));
-    EXPECT_NE(error.find("missing/a.au"), std::string::npos) << error;
-    EXPECT_FALSE(writer.Append("x", 1, &error));
+    Status s = writer.Open(dir / "missing/a.au", 48000, 1);
+    EXPECT_FALSE(s.ok());
+    EXPECT_NE(s.message().find("missing/a.au"), std::string::npos) << s.message();
+    EXPECT_FALSE(writer.Append("x", 1).ok());
 
     // Running out of room part way drops the file.
-    ASSERT_TRUE(writer.Open(dir / "b.au", 48000, 2, &error));
+    ASSERT_TRUE(writer.Open(dir / "b.au", 48000, 2).ok());
     const std::vector<uint8_t> big(1 << 20);
     {
         test::FileSizeLimit limit(65536);
-        EXPECT_FALSE(writer.Append(big.data(), big.size(), &error));
+        s = writer.Append(big.data(), big.size());
     }
-    EXPECT_NE(error.find("cannot write"), std::string::npos) << error;
-    EXPECT_FALSE(writer.Finish());
+    EXPECT_NE(s.message().find("cannot write"), std::string::npos) << s.message();
+    EXPECT_FALSE(writer.Finish().ok());
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
     EXPECT_TRUE(HiddenFiles(dir.path()).empty());
 }
