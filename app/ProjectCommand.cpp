@@ -75,6 +75,8 @@ void PrintClip(const std::string& clip, const ProjectState& state) {
                         s->presetNumber(), s->presetID().c_str());
         if (s->sourceCameraChosen()) std::printf("  camera: %s\n", s->sourceCameraChosen()->c_str());
     }
+    if (auto fault = state.clipFaults.find(clip); fault != state.clipFaults.end())
+        std::printf("  not renderable: %s\n", fault->second.c_str());
     const PlistValue ranges = ProjectFile::SnippetsForPath(state.snippetList, clip);
     if (ranges.size() >= 2) {
         std::string text;
@@ -183,12 +185,14 @@ std::unique_ptr<ProjectRender> ProjectRender::Load(const RenderOptions& o, const
     return render;
 }
 
-void ProjectRender::PrepareLook(const std::string& clip, ClipSettings& look) const {
+std::string ProjectRender::PrepareLook(const std::string& clip, ClipSettings& look) const {
+    if (auto fault = state_.clipFaults.find(clip); fault != state_.clipFaults.end()) return fault->second;
     const ClipSettingsPtr own = SettingsManager::Instance().SettingsForClip(clip);
     const ClipSettings defaults;
     look.CopySettingsFrom(own ? *own : defaults);
     // The look options were checked when the command line was read.
     ApplyLookOptions(options_, look);
+    return {};
 }
 
 void ProjectRender::AttachSnippets(const std::string& clip, ClipSettings& settings) const {

@@ -39,7 +39,8 @@ public:
     // The project's output settings, with the output options named on the command line.
     const OutputSettingsPtr& output() const { return output_; }
     // The clip's own look, then the look options named on the command line.
-    void PrepareLook(const std::string& clip, ClipSettings& look) const;
+    // Returns why the clip's saved settings cannot be rendered, or empty.
+    std::string PrepareLook(const std::string& clip, ClipSettings& look) const;
     // The clip's ranges from the project's snippet list, as the window attaches them.
     void AttachSnippets(const std::string& clip, ClipSettings& settings) const;
 

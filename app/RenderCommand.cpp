@@ -16,6 +16,7 @@
 #include "look/LutManager.h"
 #include "look/grain/GrainManager.h"
 #include "model/Gauge.h"
+#include "model/LookRanges.h"
 #include "model/SettingsManager.h"
 #include "platform/movie/MovieProbe.h"
 #include "render/LookPipeline.h"
@@ -61,7 +62,41 @@ bool ParseRange(const std::string& text, int* first, int* last) {
 }
 
 bool ParseLevels(const std::string& text, float* b, float* m, float* w) {
-    return std::sscanf(text.c_str(), "%f,%f,%f", b, m, w) == 3;
+    int end = 0;
+    return std::sscanf(text.c_str(), "%f,%f,%f%n", b, m, w, &end) == 3 && static_cast<size_t>(end) == text.size();
+}
+
+// The look options against the look table; a message naming the option for the first that
+// is outside its row.
+std::string LookOptionFault(const RenderOptions& o) {
+    const std::pair<const char*, std::optional<double>> given[] = {
+        {"grainMultiplier", o.grain},
+        {"exposure", o.exposure},
+        {"kelvin", o.kelvin},
+        {"saturation", o.saturation},
+        {"lift", o.lift},
+        {"gamma", o.gamma},
+        {"gain", o.gain},
+        {"colorChangePercent", o.colorAmount},
+        {"scurveChangePercent", o.scurveAmount},
+    };
+    for (const auto& [key, value] : given) {
+        const LookRange* range = LookRangeForKey(key);
+        if (value && range)
+            if (std::string why = LookValueFault(*range, *value, range->option); !why.empty()) return why;
+    }
+    float levels[3] = {0, 0, 0};
+    if (o.levels && ParseLevels(*o.levels, &levels[0], &levels[1], &levels[2])) {
+        const char* names[3] = {"black", "mid", "white"};
+        for (int i = 0; i < 3; ++i)
+            if (std::string why =
+                    LookValueFault(*LookRangeForKey(names[i]), levels[i], std::string("--levels ") + names[i]);
+                !why.empty())
+                return why;
+        if (!(levels[0] < levels[2]) || levels[1] < levels[0] || levels[1] > levels[2])
+            return "--levels wants black below mid below white, as 0,0.5,1";
+    }
+    return {};
 }
 
 // Frames in a clip as far as this build can tell before opening it; 0 when unknown.
@@ -97,8 +132,7 @@ void ApplyLookOptions(const RenderOptions& o, ClipSettings& look) {
             look.setGrainScale(static_cast<float>(*tag) / 100.0f);
             // A smaller gauge is also a softer picture.
             look.setBlurRadius(GrainManager::BlurRadiusForTag(*tag));
-            if (o.gauge->size() > 2 && (o.gauge->rfind("CP", 0) == 0 || o.gauge->rfind("cp", 0) == 0))
-                look.setGrainName("CP" + o.gauge->substr(2));
+            if (const std::optional<std::string> scan = GrainScanForName(*o.gauge)) look.setGrainName(*scan);
         }
     }
     if (o.grain) look.setGrainMultiplier(*o.grain);
@@ -204,6 +238,11 @@ int RunRender(const RenderOptions& o) {
                          error.c_str());
             return kExitUsage;
         }
+        if (const std::string why = ClipDictionaryFault(dict); !why.empty()) {
+            std::fprintf(stderr, "ombrel render: cannot use the settings %s: %s\n", o.settingsFile->c_str(),
+                         why.c_str());
+            return kExitFailed;
+        }
         look.LoadFromDictionary(dict);
     }
     if (o.gauge && !GaugeTagForName(*o.gauge)) {
@@ -216,6 +255,10 @@ int RunRender(const RenderOptions& o) {
     float black = 0, mid = 0, white = 0;
     if (o.levels && !ParseLevels(*o.levels, &black, &mid, &white)) {
         std::fprintf(stderr, "ombrel render: --levels wants black,mid,white, as 0,0.5,1\n");
+        return kExitUsage;
+    }
+    if (const std::string why = LookOptionFault(o); !why.empty()) {
+        std::fprintf(stderr, "ombrel render: %s\n", why.c_str());
         return kExitUsage;
     }
     ApplyLookOptions(o, look);
@@ -257,7 +300,12 @@ int RunRender(const RenderOptions& o) {
         }
         const int frames = FrameCountForClip(path);
         if (frames < 1) LogWarn("Frame count pooched: {}", path);
-        if (project) project->PrepareLook(clip, look);
+        if (const std::string why = project ? project->PrepareLook(clip, look) : ""; !why.empty()) {
+            std::fprintf(stderr, "ombrel render: %s: the project's settings for this clip: %s\n", clip.c_str(),
+                         why.c_str());
+            ++failed;
+            continue;
+        }
         if (o.frames) {
             look.setUserFrameIn(first);
             look.setUserFrameOut(last);

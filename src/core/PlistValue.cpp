@@ -2,14 +2,19 @@
 
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <sstream>
+#include <string_view>
+#include <vector>
 
 #include "core/AtomicFile.h"
+#include "core/PlistLimits.h"
 
 namespace ombrel {
 namespace {
@@ -71,8 +76,15 @@ plist_t ToNode(const PlistValue& v) {
     return nullptr;
 }
 
-PlistValue FromNode(plist_t node) {
+// Containers nested deeper than kMaxPlistDepth set *tooDeep and are cut off there; the caller
+// throws the value away. The bound keeps the recursion within the stack.
+PlistValue FromNode(plist_t node, int depth, bool* tooDeep) {
     if (!node) return {};
+    const plist_type type = plist_get_node_type(node);
+    if (depth > kMaxPlistDepth && (type == PLIST_ARRAY || type == PLIST_DICT)) {
+        *tooDeep = true;
+        return {};
+    }
     switch (plist_get_node_type(node)) {
         case PLIST_BOOLEAN: {
             uint8_t b = 0;
@@ -117,7 +129,8 @@ PlistValue FromNode(plist_t node) {
             PlistValue::ArrayT out;
             uint32_t n = plist_array_get_size(node);
             out.reserve(n);
-            for (uint32_t i = 0; i < n; ++i) out.push_back(FromNode(plist_array_get_item(node, i)));
+            for (uint32_t i = 0; i < n && !*tooDeep; ++i)
+                out.push_back(FromNode(plist_array_get_item(node, i), depth + 1, tooDeep));
             return PlistValue(std::move(out));
         }
         case PLIST_DICT: {
@@ -129,7 +142,7 @@ PlistValue FromNode(plist_t node) {
                 plist_t item = nullptr;
                 plist_dict_next_item(node, it, &key, &item);
                 if (!key) break;
-                out.emplace(key, FromNode(item));
+                if (!*tooDeep) out.emplace(key, FromNode(item, depth + 1, tooDeep));
                 free(key);
             }
             free(it);
@@ -137,6 +150,84 @@ PlistValue FromNode(plist_t node) {
         }
         default: return {};
     }
+}
+
+uint64_t BigEndian(std::string_view b, uint64_t at, unsigned width) {
+    uint64_t v = 0;
+    for (unsigned i = 0; i < width; ++i) v = v << 8 | static_cast<uint8_t>(b[at + i]);
+    return v;
+}
+
+// A binary property list's nesting and its size once shared objects are copied out, read
+// from its object table with a stack of our own: the reader would otherwise recurse once per
+// level and walk every path of a list built to share one object many times over. Empty when
+// both are within bounds; a table that points outside the file is left for the reader to
+// refuse.
+std::string BinaryShapeFault(std::string_view b) {
+    constexpr uint64_t kMaxValues = 1u << 24;
+    if (b.size() < 8 + 32) return {};
+    const uint64_t t = b.size() - 32;
+    const unsigned offsetSize = static_cast<uint8_t>(b[t + 6]), refSize = static_cast<uint8_t>(b[t + 7]);
+    const uint64_t count = BigEndian(b, t + 8, 8), top = BigEndian(b, t + 16, 8), table = BigEndian(b, t + 24, 8);
+    if (offsetSize < 1 || offsetSize > 8 || refSize < 1 || refSize > 8 || count == 0 || count > b.size() ||
+        top >= count || table > t || (t - table) / offsetSize < count)
+        return {};
+    // The references of a container object; false when it is not a container or is broken.
+    auto children = [&](uint64_t index, std::vector<uint64_t>* refs) {
+        const uint64_t at = BigEndian(b, table + index * offsetSize, offsetSize);
+        if (at >= t) return false;
+        const unsigned marker = static_cast<uint8_t>(b[at]);
+        const unsigned kind = marker >> 4;
+        if (kind != 0xA && kind != 0xC && kind != 0xD) return false;
+        uint64_t n = marker & 0xF, pos = at + 1;
+        if (n == 0xF) {
+            if (pos >= t || (static_cast<uint8_t>(b[pos]) >> 4) != 1) return false;
+            const unsigned width = 1u << (static_cast<uint8_t>(b[pos]) & 0xF);
+            if (width > 8 || pos + 1 + width > t) return false;
+            n = BigEndian(b, pos + 1, width);
+            pos += 1 + width;
+        }
+        if (kind == 0xD) n *= 2;
+        if (n > (t - pos) / refSize) return false;
+        refs->clear();
+        for (uint64_t i = 0; i < n; ++i) refs->push_back(BigEndian(b, pos + i * refSize, refSize));
+        return true;
+    };
+    std::vector<uint8_t> state(count, 0);  // 0 not seen, 1 on the path, 2 done
+    std::vector<uint64_t> values(count, 1);
+    struct Frame {
+        uint64_t index;
+        std::vector<uint64_t> refs;
+        size_t next = 0;
+    };
+    std::vector<Frame> path;
+    auto enter = [&](uint64_t index) {
+        state[index] = 1;
+        Frame f{index, {}, 0};
+        if (!children(index, &f.refs)) f.refs.clear();
+        path.push_back(std::move(f));
+    };
+    enter(top);
+    while (!path.empty()) {
+        if (path.size() > static_cast<size_t>(kMaxPlistDepth))
+            return "nested deeper than " + std::to_string(kMaxPlistDepth) + " levels";
+        Frame& f = path.back();
+        if (f.next < f.refs.size()) {
+            const uint64_t child = f.refs[f.next++];
+            if (child >= count) return {};
+            if (state[child] == 1) return "an object that contains itself";
+            if (state[child] == 0) enter(child);
+            continue;
+        }
+        uint64_t sum = 1;
+        for (uint64_t child : f.refs) sum = std::min(kMaxValues + 1, sum + values[child]);
+        if (sum > kMaxValues)
+            return "more than " + std::to_string(kMaxValues) + " values once shared objects are copied";
+        values[f.index] = sum;
+        state[f.index] = 2;
+        path.pop_back();
+    }
+    return {};
 }
 
 void AppendEscaped(std::ostringstream& os, const std::string& s) {
@@ -183,6 +274,9 @@ int64_t PlistValue::asInt(int64_t fallback) const {
         case Type::Real: {
             double d = std::get<double>(value_);
             if (!std::isfinite(d)) return fallback;
+            // Held at the ends of the range: the conversion of a larger value is undefined.
+            if (d >= 9.2e18) return std::numeric_limits<int64_t>::max();
+            if (d <= -9.2e18) return std::numeric_limits<int64_t>::min();
             return static_cast<int64_t>(d);
         }
         case Type::String: {
@@ -313,6 +407,12 @@ std::string PlistValue::ToXml() const {
 }
 
 PlistValue PlistValue::FromXml(std::string_view text, std::string* error) {
+    const bool binary = text.substr(0, 6) == "bplist";
+    // The XML reader takes any depth without recursing; the binary one recurses.
+    if (const std::string shape = binary ? BinaryShapeFault(text) : ""; !shape.empty()) {
+        if (error) *error = shape;
+        return {};
+    }
     plist_t raw = nullptr;
     if (!text.empty()) plist_from_memory(text.data(), static_cast<uint32_t>(text.size()), &raw);
     PlistPtr node(raw);
@@ -320,7 +420,13 @@ PlistValue PlistValue::FromXml(std::string_view text, std::string* error) {
         if (error) *error = "not a property list";
         return {};
     }
-    return FromNode(node.get());
+    bool tooDeep = false;
+    PlistValue value = FromNode(node.get(), 1, &tooDeep);
+    if (tooDeep) {
+        if (error) *error = "nested deeper than " + std::to_string(kMaxPlistDepth) + " levels";
+        return {};
+    }
+    return value;
 }
 
 bool PlistValue::WriteToFile(const std::string& path, std::string* error) const {

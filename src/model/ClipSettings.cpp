@@ -4,6 +4,7 @@
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 #include "core/Log.h"
 
@@ -29,6 +30,13 @@ void ReadTextIfPresent(const PlistValue& dict, const char* key, std::string& fie
 
 void ReadTextIfPresent(const PlistValue& dict, const char* key, std::optional<std::string>& field) {
     if (dict.contains(key)) field = dict[key].asString();
+}
+
+// A stored integer beyond 32 bits is held at the nearest end, not wrapped: a wrapped value
+// could look like a plausible frame and hide the fault from the checks downstream.
+int32_t Clamped32(int64_t v) {
+    return static_cast<int32_t>(
+        std::clamp<int64_t>(v, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
 }
 
 [[noreturn]] void BadGrainScale(float v) {
@@ -178,8 +186,8 @@ void ClipSettings::LoadFromDictionary(const PlistValue& d) {
     }
     blurRadius_ = f("blurRadius");
     lastFrameShown_ = static_cast<int>(d["lastFrameShown"].asInt());
-    setUserFrameIn(static_cast<int32_t>(d["userFrameIn"].asInt()));
-    setUserFrameOut(static_cast<int32_t>(d["userFrameOut"].asInt()));
+    setUserFrameIn(Clamped32(d["userFrameIn"].asInt()));
+    setUserFrameOut(Clamped32(d["userFrameOut"].asInt()));
     presetNumber_ = static_cast<int>(d["presetNumber"].asInt());
     isDefault_ = d["isDefault"].asBool();
     useMetadata_ = d["useMetadata"].asBool();
@@ -208,7 +216,7 @@ void ClipSettings::SetSnippetsFromArray(const PlistValue& array) {
     }
     std::vector<int> out;
     out.reserve(array.size());
-    for (const auto& v : array.asArray()) out.push_back(static_cast<int>(v.asInt()));
+    for (const auto& v : array.asArray()) out.push_back(Clamped32(v.asInt()));
     snippets_ = std::move(out);
 }
 
@@ -221,11 +229,12 @@ void ClipSettings::CreateFrameFlags() {
         frameFlags_.assign(static_cast<size_t>(count), 0);
         const auto& list = *snippets_;
         for (size_t i = 0; i + 1 < list.size(); i += 2) {
-            const int lo = std::min(list[i], list[i + 1]);
-            const int hi = std::max(list[i], list[i + 1]);
-            const int first = std::max(lo - 5, 0);
-            const int last = std::min(hi + 5, count - 1);
-            for (int f = first; f <= last; ++f) frameFlags_[static_cast<size_t>(f)] = 1;
+            // In 64 bits: a range at either end of the 32-bit scale keeps its handles defined.
+            const int64_t lo = std::min(list[i], list[i + 1]);
+            const int64_t hi = std::max(list[i], list[i + 1]);
+            const int64_t first = std::max<int64_t>(lo - 5, 0);
+            const int64_t last = std::min<int64_t>(hi + 5, count - 1);
+            for (int64_t f = first; f <= last; ++f) frameFlags_[static_cast<size_t>(f)] = 1;
         }
     }
     flaggedFrameCount_ = static_cast<int>(std::count(frameFlags_.begin(), frameFlags_.end(), 1));

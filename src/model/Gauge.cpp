@@ -59,4 +59,11 @@ std::optional<int> GaugeTagForName(const std::string& text) {
     return std::nullopt;
 }
 
+std::optional<std::string> GrainScanForName(const std::string& text) {
+    const std::string key = Folded(text);
+    for (const char* scan : {"CP35", "CP16", "CP8"})
+        if (key == Folded(scan)) return std::string(scan);
+    return std::nullopt;
+}
+
 }  // namespace ombrel

@@ -27,4 +27,8 @@ std::string GrainSizeForMultiplier(double multiplier);
 // "CP16" 16mm, "CP8" 8mm). Nothing for anything else.
 std::optional<int> GaugeTagForName(const std::string& text);
 
+// The grain scan a gauge text names, spelled as installed ("CP 16" and "cp-16" are "CP16"),
+// or nothing when the text is not a scan name. The user's spelling never reaches the loader.
+std::optional<std::string> GrainScanForName(const std::string& text);
+
 }  // namespace ombrel

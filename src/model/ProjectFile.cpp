@@ -14,7 +14,9 @@
 #include "core/AtomicFile.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "core/PlistLimits.h"
 #include "datafile/Resource.h"
+#include "model/LookRanges.h"
 
 namespace ombrel {
 namespace fs = std::filesystem;
@@ -44,7 +46,7 @@ struct Fault {
     std::string why;
 };
 
-bool CheckValue(const pugi::xml_node& node, Fault* fault);
+bool CheckValue(const pugi::xml_node& node, int depth, Fault* fault);
 
 bool Fail(const pugi::xml_node& node, std::string why, Fault* fault) {
     fault->node = node;
@@ -52,7 +54,7 @@ bool Fail(const pugi::xml_node& node, std::string why, Fault* fault) {
     return false;
 }
 
-bool CheckDict(const pugi::xml_node& dict, Fault* fault) {
+bool CheckDict(const pugi::xml_node& dict, int depth, Fault* fault) {
     pugi::xml_node pendingKey;
     for (pugi::xml_node child = dict.first_child(); child; child = child.next_sibling()) {
         if (child.type() != pugi::node_element) continue;
@@ -64,7 +66,7 @@ bool CheckDict(const pugi::xml_node& dict, Fault* fault) {
         }
         if (std::strcmp(child.name(), "key") == 0)
             return Fail(pendingKey, std::string("key \"") + pendingKey.child_value() + "\" has no value", fault);
-        if (!CheckValue(child, fault)) return false;
+        if (!CheckValue(child, depth + 1, fault)) return false;
         pendingKey = pugi::xml_node();
     }
     if (pendingKey)
@@ -72,13 +74,17 @@ bool CheckDict(const pugi::xml_node& dict, Fault* fault) {
     return true;
 }
 
-bool CheckValue(const pugi::xml_node& node, Fault* fault) {
+// `depth` counts the containers around the node; the walk stops at the bound the reader
+// refuses, before the recursion can run out of stack.
+bool CheckValue(const pugi::xml_node& node, int depth, Fault* fault) {
     const std::string name = node.name();
+    if ((name == "dict" || name == "array") && depth >= kMaxPlistDepth)
+        return Fail(node, "nested deeper than " + std::to_string(kMaxPlistDepth) + " levels", fault);
     const std::string text = Trimmed(node.child_value());
-    if (name == "dict") return CheckDict(node, fault);
+    if (name == "dict") return CheckDict(node, depth, fault);
     if (name == "array") {
         for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
-            if (child.type() == pugi::node_element && !CheckValue(child, fault)) return false;
+            if (child.type() == pugi::node_element && !CheckValue(child, depth + 1, fault)) return false;
         return true;
     }
     if (name == "string" || name == "true" || name == "false" || name == "date" || name == "data") return true;
@@ -124,7 +130,7 @@ std::string LocateFault(const std::string& text) {
     }
     if (!value) return "line " + std::to_string(LineAt(text, root.offset_debug())) + ": <plist> holds no value";
     Fault fault;
-    if (!CheckValue(value, &fault))
+    if (!CheckValue(value, 0, &fault))
         return "line " + std::to_string(LineAt(text, fault.node.offset_debug())) + ": " + fault.why;
     return {};
 }
@@ -228,7 +234,10 @@ Status ProjectFile::LoadProjectAtPath(const std::string& path, ProjectState* sta
                 loaded.paths.push_back(clip);
         }
     }
-    for (const auto& [clip, settings] : dict["clips"].asDict()) loaded.clips.push_back(clip);
+    for (const auto& [clip, settings] : dict["clips"].asDict()) {
+        loaded.clips.push_back(clip);
+        if (std::string why = ClipDictionaryFault(settings); !why.empty()) loaded.clipFaults[clip] = std::move(why);
+    }
     loaded.olderPresets = dict["Presets"].size();
     loaded.snippetList = dict["SnippetList"];
     loaded.outputSettings.LoadFromDictionary(dict["outputSettings"]);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,8 @@ struct ProjectState {
     std::vector<std::string> clips;  // the keys of "clips": clips with saved settings
     size_t olderPresets = 0;         // entries of "Presets", left by an older version
     std::string libraryName;         // the library that presets of the older kind went to
+    // Clips whose saved settings a render must not take, with why (ClipDictionaryFault).
+    std::map<std::string, std::string> clipFaults;
 };
 
 // Project files: XML property lists written whole or not at all, read with a message

@@ -42,6 +42,7 @@ bool U32(const MetadataItem& item, int64_t* out) {
 std::string Text(const MetadataItem& item) {
     const auto* p = reinterpret_cast<const char*>(item.payload.data());
     const size_t n = item.payload.size();
+    if (n == 0) return {};  // an empty payload has no buffer to search
     const void* zero = std::memchr(p, 0, n);
     return std::string(p, zero ? size_t(static_cast<const char*>(zero) - p) : n);
 }

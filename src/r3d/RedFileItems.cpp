@@ -18,6 +18,7 @@ void SetWhy(std::string* why, std::string text) {
 uint64_t RoundUp(uint64_t v, uint64_t unit) { return (v + unit - 1) / unit * unit; }
 
 std::string ZeroEnded(const uint8_t* p, size_t n) {
+    if (n == 0) return {};
     const auto* end = static_cast<const uint8_t*>(std::memchr(p, 0, n));
     return std::string(reinterpret_cast<const char*>(p), end ? size_t(end - p) : n);
 }

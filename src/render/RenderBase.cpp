@@ -13,6 +13,7 @@
 #include "core/Paths.h"
 #include "library/FileParser.h"
 #include "look/GrainWalk.h"
+#include "model/LookRanges.h"
 #include "model/SettingsManager.h"
 #include "render/FrameWriter.h"
 #include "render/RenderManager.h"
@@ -141,6 +142,12 @@ bool RenderBase::LoadSettingsForRenderManagerItem(const RenderManagerItemPtr& it
     } else {
         grainWidth_ = static_cast<float>(source.AspectWidth() * scale);
         grainHeight_ = static_cast<float>(source.AspectHeight() * scale);
+    }
+    // A name from a file or a command line is the user's: a scan that is not installed under
+    // it is bad input, where the loader would take it for a broken installation.
+    if (!IsGrainScanName(clip->grainName())) {
+        FailItem("The grain \"" + clip->grainName() + "\" names no grain scan (CP35, CP16, CP8)");
+        return false;
     }
     const RenderHooks hooks = GetRenderHooks();
     currentGrain_ =

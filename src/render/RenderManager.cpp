@@ -9,6 +9,7 @@
 #include "core/Log.h"
 #include "core/MainQueue.h"
 #include "library/FileParser.h"
+#include "model/LookRanges.h"
 #include "model/SettingsManager.h"
 
 namespace ombrel {
@@ -98,15 +99,19 @@ bool RenderManager::AddItem(const RenderManagerItemPtr& item) {
         }
     }
     bool useInOut = false;
+    // Points that are no frame range are refused when the item's turn comes; until then
+    // they count for nothing, so the totals never wrap.
+    const bool pointsOk = !clip || InOutFault(clip->userFrameIn(), clip->userFrameOut()).empty();
     if (clip) {
-        useInOut = !clip->snippets().has_value() && clip->userFrameOut() > 0 &&
+        // As FrameRangeForItem: equal points stand for the whole clip.
+        useInOut = pointsOk && !clip->snippets().has_value() && clip->userFrameOut() > clip->userFrameIn() &&
                    clip->totalFrames() - 1.0f > static_cast<float>(clip->userFrameOut());
     }
     item->setUseInOutPoints(useInOut);
     if (useInOut) {
         item->setInoutFrames(clip->userFrameOut() + 1 - clip->userFrameIn());
         totalFrameCount_ += static_cast<uint32_t>(item->inoutFrames());
-    } else {
+    } else if (pointsOk) {
         totalFrameCount_ += static_cast<uint32_t>(std::max(item->frames(), 0));
     }
     std::lock_guard lock(lock_);
@@ -175,8 +180,13 @@ void RenderManager::RenderThread() {
     auto& main = MainQueue::Instance();
     for (const auto& item : renderQueue()) {
         main.RunSync([&] { item->LogJob(); });
-        std::unique_ptr<Renderer> renderer = factory ? factory(item->outputSettings()->format()) : nullptr;
-        if (!renderer) {
+        const auto& points = item->settings();
+        const std::string pointsFault = points ? InOutFault(points->userFrameIn(), points->userFrameOut()) : "";
+        std::unique_ptr<Renderer> renderer =
+            factory && pointsFault.empty() ? factory(item->outputSettings()->format()) : nullptr;
+        if (!pointsFault.empty()) {
+            item->Fail("The clip's frames cannot be rendered: " + pointsFault);
+        } else if (!renderer) {
             item->Fail("No renderer for output format " + std::to_string(item->outputSettings()->format()) +
                        " in this build");
         } else if (renderer->LoadSettingsForRenderManagerItem(item)) {
