@@ -33,10 +33,10 @@ TEST_P(ProjectFileDepth, RefusedNamingTheFileAndTheBound) {
     const std::string path = dir / "deep.xml";
     test::WriteWholeFile(path, text);
 
-    std::string error;
     ProjectState state;
-    const bool loaded = ProjectFile::LoadProjectAtPath(path, &state, &error, SettingsManager::Migration::kReadOnly);
-    EXPECT_EQ(loaded, row.readable) << error;
+    const Status loaded = ProjectFile::LoadProjectAtPath(path, &state, SettingsManager::Migration::kReadOnly);
+    const std::string error = loaded.message();
+    EXPECT_EQ(loaded.ok(), row.readable) << error;
     if (!row.readable) {
         EXPECT_EQ(error.rfind(path + ", line 3: ", 0), 0u) << error;
         EXPECT_NE(error.find("nested deeper than 256 levels"), std::string::npos) << error;
@@ -65,7 +65,7 @@ TEST(ProjectFileClipFaults, AClipWhoseSettingsARenderMustNotTakeIsNamedWithWhy) 
     const std::string path = dir / "p.xml";
     ASSERT_TRUE(project.WriteToFile(path));
     ProjectState state;
-    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state, nullptr, SettingsManager::Migration::kReadOnly));
+    ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state, SettingsManager::Migration::kReadOnly).ok());
     ASSERT_EQ(state.clipFaults.size(), 1u);
     EXPECT_NE(state.clipFaults["/clips/bad.R3D"].find("grainName \"CP99\""), std::string::npos);
 }
