@@ -199,17 +199,20 @@ std::string BinaryShapeFault(std::string_view b) {
         uint64_t index;
         std::vector<uint64_t> refs;
         size_t next = 0;
+        bool container = false;
     };
     std::vector<Frame> path;
     auto enter = [&](uint64_t index) {
         state[index] = 1;
-        Frame f{index, {}, 0};
-        if (!children(index, &f.refs)) f.refs.clear();
+        Frame f{index, {}, 0, false};
+        f.container = children(index, &f.refs);
+        if (!f.container) f.refs.clear();
         path.push_back(std::move(f));
     };
     enter(top);
     while (!path.empty()) {
-        if (path.size() > static_cast<size_t>(kMaxPlistDepth))
+        // Containers only, as the XML side counts them: a leaf adds no level.
+        if (path.size() - (path.back().container ? 0 : 1) > static_cast<size_t>(kMaxPlistDepth))
             return "nested deeper than " + std::to_string(kMaxPlistDepth) + " levels";
         Frame& f = path.back();
         if (f.next < f.refs.size()) {
