@@ -3,11 +3,16 @@
 #include <fmt/format.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 
 #include "RenderCommand.h"
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "core/RegularFile.h"
 #include "library/FileParser.h"
 #include "look/LutManager.h"
 #include "platform/movie/MovieProbe.h"
@@ -17,6 +22,15 @@
 namespace ombrel::cli {
 
 namespace {
+
+// Keeps the log's stderr lines back while alive.
+class QuietLog {
+public:
+    QuietLog() { SetLogToStderr(false); }
+    ~QuietLog() { SetLogToStderr(true); }
+    QuietLog(const QuietLog&) = delete;
+    QuietLog& operator=(const QuietLog&) = delete;
+};
 
 // "HH:MM:SS:FF" whatever separators the clip wrote ("." marks the first frame of a step above
 // 30 fps, ";" a first-generation clip).
@@ -111,11 +125,33 @@ Status ReadMovieFacts(const std::string& path, ClipFacts* f) {
 
 }  // namespace
 
+bool IsR3DName(const std::string& path) { return FileParser::IsR3DFile(path) || SpanPartOfR3DName(path) > 1; }
+
+int SpanPartOfR3DName(const std::string& path) {
+    const std::string name = LastPathComponent(path);
+    if (name.size() < 8) return 0;
+    std::string ext = name.substr(name.size() - 4);
+    for (char& c : ext) c = char(std::tolower(static_cast<unsigned char>(c)));
+    const std::string number = name.substr(name.size() - 7, 3);
+    if (ext != ".r3d" || name[name.size() - 8] != '_' ||
+        !std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        return 0;
+    return std::stoi(number);
+}
+
 Status ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts) {
     std::error_code ec;
-    if (!std::filesystem::is_regular_file(path, ec)) return NotFoundError("no such file");
+    if (!std::filesystem::is_regular_file(path, ec)) {
+        const std::string kind = FileKindText(path);
+        return kind == "nothing" ? NotFoundError("no such file") : UnsupportedError(kind + ", not a clip");
+    }
     facts->path = std::filesystem::absolute(path, ec).string();
-    Status read = FileParser::IsR3DFile(path) ? ReadR3DFacts(path, extractType, facts) : ReadMovieFacts(path, facts);
+    Status read;
+    {
+        // The reader's own lines would repeat what the one message below says.
+        QuietLog quiet;
+        read = IsR3DName(path) ? ReadR3DFacts(path, extractType, facts) : ReadMovieFacts(path, facts);
+    }
     if (read.ok() && LutManager::LutAvailable(facts->sourceType)) {
         const auto tables = LutManager::InstalledTables();
         const auto it = tables.find(facts->sourceType);

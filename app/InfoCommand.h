@@ -46,7 +46,13 @@ struct ClipFacts {
     std::string kind;  // "r3d" or "movie"
 };
 
-// Reads the facts of a clip; fails with the reason when the file is no clip we can read.
+// The part number of a file of a spanned R3D clip ("_002.R3D" is 2); 0 when the name has none.
+int SpanPartOfR3DName(const std::string& path);
+// An R3D clip by its name: its first file, or a later part of a spanned clip.
+bool IsR3DName(const std::string& path);
+
+// Reads the facts of a clip; fails with the reason when the file is no clip we can read (one
+// message: the reader's log lines are kept back meanwhile).
 Status ReadClipFacts(const std::string& path, int extractType, ClipFacts* facts);
 std::string ClipFactsJson(const ClipFacts& facts);
 std::string ClipFactsText(const ClipFacts& facts);

@@ -88,6 +88,36 @@ void PrintClip(const std::string& clip, const ProjectState& state) {
     }
 }
 
+// Why the project's saved output format is none this build knows, naming the key and the
+// value; empty when it is fine. A missing key reads as 0, a movie, as everywhere.
+std::string BadOutputFormat(const std::string& project) {
+    PlistValue dict;
+    if (!ProjectFile::ReadPropertyList(project, &dict).ok()) return {};
+    const PlistValue format = dict["outputSettings"]["format"];
+    using Type = PlistValue::Type;
+    std::string value;
+    switch (format.type()) {
+        case Type::Null: return {};
+        case Type::Integer:
+        case Type::Real: {
+            const double v = format.asReal();
+            if (v == double(int(kFormatDpx)) || v == double(int(kFormatTiff)) || v == double(int(kFormatMovie)))
+                return {};
+            value = Num(v) + ", which is no format of this build";
+            break;
+        }
+        case Type::String: value = "\"" + format.asString().substr(0, 40) + "\", which is not a format number"; break;
+        case Type::Bool:
+            value = std::string(format.asBool() ? "true" : "false") + ", which is not a format number";
+            break;
+        case Type::Array: value = "an array, which is not a format number"; break;
+        case Type::Dict: value = "a dictionary, which is not a format number"; break;
+        default: value = "data, which is not a format number"; break;
+    }
+    return "the project " + project + " has output setting \"format\" = " + value +
+           "; the formats are 20 (DPX), 21 (TIFF) and 0 (movie), and --format overrides it";
+}
+
 // The clips a project renders: its shot list, or the clips with settings when it has none.
 std::vector<std::string> ProjectClips(const ProjectState& state) { return state.hasPaths ? state.paths : state.clips; }
 
@@ -97,7 +127,7 @@ CLI::App* AddProjectCommand(CLI::App& app, ProjectOptions& options) {
     CLI::App* project = app.add_subcommand("project", "Look into saved projects");
     project->require_subcommand(1);
     CLI::App* show = project->add_subcommand("show", "List a project's clips and their key settings");
-    show->add_option("FILE", options.file, "Project file")->required()->check(CLI::ExistingFile);
+    show->add_option("FILE", options.file, "Project file")->required();
     return project;
 }
 
@@ -126,8 +156,15 @@ std::unique_ptr<ProjectRender> ProjectRender::Load(const RenderOptions& o, const
     if (Status s = ProjectFile::LoadProjectAtPath(*o.project, &render->state_, SettingsManager::Migration::kReadOnly);
         !s.ok()) {
         std::fprintf(stderr, "ombrel render: cannot read the project %s\n", s.message().c_str());
-        *exitCode = kExitUsage;
+        *exitCode = kExitFailed;
         return nullptr;
+    }
+    if (!o.given.count("--format")) {
+        if (const std::string why = BadOutputFormat(*o.project); !why.empty()) {
+            std::fprintf(stderr, "ombrel render: %s\n", why.c_str());
+            *exitCode = kExitFailed;
+            return nullptr;
+        }
     }
     const std::vector<std::string> all = ProjectClips(render->state_);
     if (all.empty()) {

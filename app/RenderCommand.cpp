@@ -6,19 +6,20 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
+#include "InfoCommand.h"
 #include "ProjectCommand.h"
 #include "core/Log.h"
 #include "core/MainQueue.h"
 #include "core/Paths.h"
+#include "core/RegularFile.h"
 #include "library/FileParser.h"
-#include "library/FileParserHooks.h"
 #include "look/LutManager.h"
 #include "look/grain/GrainManager.h"
 #include "model/Gauge.h"
 #include "model/LookRanges.h"
 #include "model/SettingsManager.h"
-#include "platform/movie/MovieProbe.h"
 #include "render/LookPipeline.h"
 #include "render/RenderManager.h"
 
@@ -99,18 +100,110 @@ std::string LookOptionFault(const RenderOptions& o) {
     return {};
 }
 
-// Frames in a clip as far as this build can tell before opening it; 0 when unknown.
-int FrameCountForClip(const std::string& path) {
-    if (FileParser::IsR3DFile(path)) {
-        const R3DClipOpener open = GetR3DClipOpener();
-        const auto clip = open ? open(path) : nullptr;
-        return clip ? clip->VideoFrameCount() : 0;
+// A clip as the command line found it before queueing it.
+struct ClipCheck {
+    std::string path;  // absolute; a spanned clip's first file when a later part was named
+    int frames = 0;
+    std::string note;   // said on stderr; the clip goes ahead
+    std::string error;  // the clip is refused with this
+};
+
+// The files of a spanned R3D clip are numbered from 001 up; the reader stops at the first
+// one missing. Answers the missing file when a later one is there, else empty.
+std::string MissingSpanFile(const std::string& first) {
+    namespace fs = std::filesystem;
+    const fs::path path(first);
+    const std::string name = path.filename().string();
+    const std::string stem = name.substr(0, name.size() - 7), ext = name.substr(name.size() - 4);
+    auto part = [&](int n) {
+        char number[16];
+        std::snprintf(number, sizeof number, "%03d", n);
+        return (path.parent_path() / (stem + number + ext)).string();
+    };
+    int last = 1;
+    std::error_code ec;
+    while (last < 999 && fs::exists(part(last + 1), ec)) ++last;
+    for (const auto& entry : fs::directory_iterator(path.parent_path(), ec)) {
+        const std::string other = entry.path().filename().string();
+        if (other.size() == name.size() && other.compare(0, stem.size(), stem) == 0 &&
+            other.compare(other.size() - 4, 4, ext) == 0 && SpanPartOfR3DName(other) > last + 1)
+            return part(last + 1);
     }
-    MovieProbe probe(path);
-    if (!probe.ok()) return 0;
-    double fps = 0, frames = 0;
-    FileParser::GetDetailsFromMovieOutFPSOutFrameCount(probe.info(), &fps, &frames);
-    return static_cast<int>(frames);
+    return {};
+}
+
+ClipCheck CheckClip(const std::string& named, bool allowIncomplete) {
+    ClipCheck c;
+    std::error_code ec;
+    c.path = std::filesystem::absolute(named, ec).string();
+    const std::string kind = FileKindText(c.path);
+    if (kind == "nothing") {
+        c.error = "no such clip";
+        return c;
+    }
+    if (kind != "a regular file") {
+        c.error = kind + ", not a clip";
+        return c;
+    }
+    if (const int part = SpanPartOfR3DName(c.path); part > 1 && !FileParser::IsR3DFile(c.path)) {
+        std::string first = c.path;
+        first.replace(first.size() - 7, 3, "001");
+        if (!std::filesystem::exists(first, ec)) {
+            c.error =
+                "part " + std::to_string(part) + " of a spanned R3D clip whose first file " + first + " is missing";
+            return c;
+        }
+        c.note = "part " + std::to_string(part) + " of the R3D clip " + first + "; the clip is rendered from there";
+        c.path = first;
+    }
+    ClipFacts facts;
+    if (Status read = ReadClipFacts(c.path, 0, &facts); !read.ok()) {
+        c.error = read.message();
+        return c;
+    }
+    c.frames = static_cast<int>(std::min<int64_t>(facts.frameCount, INT32_MAX));
+    if (facts.kind == "r3d" && FileParser::IsR3DFile(c.path) && SpanPartOfR3DName(c.path) == 1) {
+        if (const std::string missing = MissingSpanFile(c.path); !missing.empty()) {
+            const std::string what = "the clip is incomplete: its file " + missing + " is missing";
+            if (!allowIncomplete) {
+                c.error = what + " (--allow-incomplete renders the " + std::to_string(c.frames) +
+                          " frames of the files before it)";
+                return c;
+            }
+            c.note = what + "; rendering the " + std::to_string(c.frames) + " frames of the files before it";
+        }
+    }
+    if (c.frames < 1) c.error = "the clip has no frames";
+    return c;
+}
+
+// What of a clip's snippets lies beyond its last frame: empty when nothing does, "all ..."
+// when every snippet does.
+std::string SnippetsOutsideClip(const ClipSettings& clip, int frames) {
+    const std::vector<int> list = clip.snippets().value_or(std::vector<int>{});
+    std::string outside;
+    size_t count = 0;
+    for (size_t i = 0; i + 1 < list.size(); i += 2) {
+        if (std::min(list[i], list[i + 1]) <= frames - 1) continue;
+        outside += (outside.empty() ? "" : ", ") + std::to_string(list[i]) + "-" + std::to_string(list[i + 1]);
+        ++count;
+    }
+    if (count == 0) return {};
+    const std::string last = "the clip's last frame is " + std::to_string(frames - 1);
+    if (count == list.size() / 2)
+        return "all its snippets (" + outside + ") lie beyond the clip; " + last + "; nothing rendered";
+    return "snippets " + outside + " lie beyond the clip and are left out; " + last;
+}
+
+// The stock names the command line takes, in the popup's order.
+std::vector<std::string> KnownStocks() {
+    std::vector<std::string> names;
+    for (const StockPopupItem& item : LutManager::StockPopupItems())
+        if (item.enabled && item.tag != kSeparatorTag) {
+            const std::string name = LutManager::StockNameForTag(item.tag);
+            if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+        }
+    return names;
 }
 
 void PrintProgress(const std::string& style, const RenderManager& rm) {
@@ -186,17 +279,17 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     render->add_option("--levels", o.levels, "Levels black,mid,white");
     render->add_option("--color-amount", o.colorAmount, "Blend of the stock's colour, 0 to 1");
     render->add_option("--scurve-amount", o.scurveAmount, "Blend of the stock's S-curve, 0 to 1");
-    auto* settings = render->add_option("--settings", o.settingsFile, "A clip-settings property list to start from")
-                         ->check(CLI::ExistingFile);
+    auto* settings = render->add_option("--settings", o.settingsFile, "A clip-settings property list to start from");
     auto* project = render
                         ->add_option("--project", o.project,
                                      "Render the clips of a saved project with their own settings and its output "
                                      "settings; output and look options given here override them")
-                        ->check(CLI::ExistingFile)
                         ->excludes(settings);
     render->add_option("--clip", o.projectClips, "With --project: render this clip of it (repeatable)")->needs(project);
     render->add_option("--progress", o.progress, "Progress lines on stderr")->check(CLI::IsMember({"plain", "openjd"}));
     render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
+    render->add_flag("--allow-incomplete", o.allowIncomplete,
+                     "Render what exists of a spanned R3D clip that lacks one of its files");
     render->parse_complete_callback([render, &o] {
         for (const CLI::Option* option : render->get_options())
             if (option->count() > 0) o.given.insert(option->get_name());
@@ -205,6 +298,8 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
 }
 
 int RunRender(const RenderOptions& o) {
+    // Before any file is read, so that a cancel while clips are opened ends as every cancel does.
+    SignalGuard signals;
     if (o.clips.empty() == !o.project) {
         std::fprintf(stderr,
                      "ombrel render: name the clips to render, or a saved project with --project FILE (not both)\n");
@@ -234,9 +329,13 @@ int RunRender(const RenderOptions& o) {
         std::string error;
         PlistValue dict = PlistValue::ReadFromFile(*o.settingsFile, &error);
         if (!dict.isDict()) {
-            std::fprintf(stderr, "ombrel render: cannot read settings %s: %s\n", o.settingsFile->c_str(),
-                         error.c_str());
-            return kExitUsage;
+            static const char* const kTypeNames[] = {"nothing", "a boolean", "an integer", "a real number", "a string",
+                                                     "data",    "a date",    "an array",   "a dictionary"};
+            if (!dict.isNull())
+                error = *o.settingsFile + ": its top level is " + kTypeNames[static_cast<int>(dict.type())] +
+                        ", not a dictionary of clip settings";
+            std::fprintf(stderr, "ombrel render: cannot read settings %s\n", error.c_str());
+            return kExitFailed;
         }
         if (const std::string why = ClipDictionaryFault(dict); !why.empty()) {
             std::fprintf(stderr, "ombrel render: cannot use the settings %s: %s\n", o.settingsFile->c_str(),
@@ -260,6 +359,16 @@ int RunRender(const RenderOptions& o) {
     if (const std::string why = LookOptionFault(o); !why.empty()) {
         std::fprintf(stderr, "ombrel render: %s\n", why.c_str());
         return kExitUsage;
+    }
+    if (o.stock) {
+        const std::vector<std::string> stocks = KnownStocks();
+        if (std::find(stocks.begin(), stocks.end(), *o.stock) == stocks.end()) {
+            std::string list;
+            for (const auto& name : stocks) list += (list.empty() ? "" : ", ") + name;
+            std::fprintf(stderr, "ombrel render: --stock %s is not a stock of this build; the stocks are: %s\n",
+                         o.stock->c_str(), list.c_str());
+            return kExitUsage;
+        }
     }
     ApplyLookOptions(o, look);
     int first = 0, last = 0;
@@ -290,16 +399,18 @@ int RunRender(const RenderOptions& o) {
     auto& settings = SettingsManager::Instance();
     manager.Reset();
     int failed = 0;
+    std::map<std::string, std::string> destinations;  // output folder -> the clip of this run that writes it
     for (const auto& clip : project ? project->clips() : o.clips) {
-        std::error_code ec;
-        const std::string path = std::filesystem::absolute(clip, ec).string();
-        if (!std::filesystem::is_regular_file(path, ec)) {
-            std::fprintf(stderr, "ombrel render: %s: no such clip\n", clip.c_str());
+        if (gInterrupted) break;
+        const ClipCheck check = CheckClip(clip, o.allowIncomplete);
+        if (!check.error.empty()) {
+            std::fprintf(stderr, "ombrel render: %s: %s\n", clip.c_str(), check.error.c_str());
             ++failed;
             continue;
         }
-        const int frames = FrameCountForClip(path);
-        if (frames < 1) LogWarn("Frame count pooched: {}", path);
+        if (!check.note.empty()) std::fprintf(stderr, "ombrel render: %s: %s\n", clip.c_str(), check.note.c_str());
+        const std::string& path = check.path;
+        const int frames = check.frames;
         if (const std::string why = project ? project->PrepareLook(clip, look) : ""; !why.empty()) {
             std::fprintf(stderr, "ombrel render: %s: the project's settings for this clip: %s\n", clip.c_str(),
                          why.c_str());
@@ -307,26 +418,75 @@ int RunRender(const RenderOptions& o) {
             continue;
         }
         if (o.frames) {
+            if (first > frames - 1) {
+                std::fprintf(stderr,
+                             "ombrel render: %s: --frames %d-%d lies beyond the clip, whose last frame is %d; "
+                             "nothing rendered\n",
+                             clip.c_str(), first, last, frames - 1);
+                ++failed;
+                continue;
+            }
+            int out = last;
+            if (last > frames - 1) {
+                out = frames - 1;
+                if (out == first) {
+                    std::fprintf(stderr,
+                                 "ombrel render: %s: of --frames %d-%d only frame %d is in the clip, and a range of "
+                                 "one frame cannot be rendered; nothing rendered\n",
+                                 clip.c_str(), first, last, first);
+                    ++failed;
+                    continue;
+                }
+                std::fprintf(stderr,
+                             "ombrel render: %s: frames %d-%d of --frames %d-%d lie beyond the clip's last frame; "
+                             "rendering %d-%d\n",
+                             clip.c_str(), frames, last, first, last, first, out);
+            }
             look.setUserFrameIn(first);
-            look.setUserFrameOut(last);
+            look.setUserFrameOut(out);
         }
         look.setTotalFrames(static_cast<float>(frames));
         settings.PushSettingsForClip(look, path);
         auto clipSettings = settings.SettingsForClip(path);
         if (project) project->AttachSnippets(clip, *clipSettings);
+        if (const std::string why = SnippetsOutsideClip(*clipSettings, frames); !why.empty()) {
+            const bool none = why.rfind("all ", 0) == 0;
+            std::fprintf(stderr, "ombrel render: %s: %s\n", clip.c_str(), why.c_str());
+            if (none) {
+                ++failed;
+                continue;
+            }
+        }
         clipSettings->setTotalFrames(static_cast<float>(frames));
         clipSettings->setFramesRendered(0.0f);
         clipSettings->setErrorState(0);
         clipSettings->setAcquired(false);
         auto item = RenderManagerItem::Make(path, frames, clipSettings, out);
+        const std::string dest = item->DestPath();
+        if (const auto earlier = destinations.find(dest); earlier != destinations.end()) {
+            if (earlier->second == path)
+                std::fprintf(stderr, "ombrel render: %s: named twice; rendered once\n", clip.c_str());
+            else {
+                std::fprintf(stderr,
+                             "ombrel render: %s: not rendered: its output folder %s is that of %s in this run "
+                             "(two clips of one name, from two cards?); render it on its own with another --out\n",
+                             clip.c_str(), dest.c_str(), earlier->second.c_str());
+                ++failed;
+            }
+            continue;
+        }
+        destinations[dest] = path;
         if (!manager.AddItem(item)) {
             std::fprintf(stderr, "ombrel render: %s: File already exists. Not Rendering (%s)\n", clip.c_str(),
                          item->DestPath().c_str());
             ++failed;
         }
     }
+    if (gInterrupted) {
+        std::fprintf(stderr, "ombrel render: cancelled while the clips were opened; nothing was rendered\n");
+        return kExitCancelled;
+    }
 
-    SignalGuard signals;
     auto& main = MainQueue::Instance();
     main.AdoptCurrentThread();
     auto target = std::make_shared<RenderNotifyTarget>();

@@ -15,7 +15,8 @@ class ClipSettings;
 
 namespace ombrel::cli {
 
-// Exit codes of the command line.
+// Exit codes of the command line: 2 only for arguments that cannot be parsed or make no sense
+// together; a file that cannot be read or a clip that fails is 1.
 enum ExitCode : int { kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitCancelled = 130 };
 
 // The options of `ombrel render`, as parsed; applied to the records by ApplyRenderOptions.
@@ -47,6 +48,7 @@ struct RenderOptions {
     std::set<std::string> given;            // the options named on the command line
     std::string progress = "plain";
     bool cpu = false;
+    bool allowIncomplete = false;  // render what exists of a spanned clip that lacks a file
 };
 
 // Adds the `render` subcommand with its options bound to `options`.

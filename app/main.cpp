@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <cstdio>
 
 #include "DemoCommand.h"
@@ -15,6 +16,8 @@
 using namespace ombrel;
 
 int main(int argc, char** argv) {
+    // A reader that went away (`ombrel render ... | head`) is no reason to stop a render.
+    std::signal(SIGPIPE, SIG_IGN);
     CLI::App app{"Ombrel: film looks for digital camera footage"};
     app.require_subcommand(0, 1);
     bool version = false;

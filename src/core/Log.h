@@ -16,6 +16,11 @@ std::shared_ptr<spdlog::logger> Log();
 inline constexpr const char* kErrorPrefix = ">> ERROR: ";
 inline constexpr const char* kShaderKitPrefix = ">> [OpenGL Shader Kit] ";
 
+// Internal traces: off at the default level.
+template <typename... Args>
+void LogDebug(fmt::format_string<Args...> f, Args&&... args) {
+    Log()->debug(f, std::forward<Args>(args)...);
+}
 template <typename... Args>
 void LogInfo(fmt::format_string<Args...> f, Args&&... args) {
     Log()->info(f, std::forward<Args>(args)...);

@@ -15,6 +15,7 @@
 
 #include "core/AtomicFile.h"
 #include "core/PlistLimits.h"
+#include "core/RegularFile.h"
 
 namespace ombrel {
 namespace {
@@ -439,15 +440,13 @@ bool PlistValue::WriteToFile(const std::string& path, std::string* error) const 
 }
 
 PlistValue PlistValue::ReadFromFile(const std::string& path, std::string* error) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        if (error) *error = "cannot open " + path;
+    std::string text;
+    if (const Status read = ReadRegularFile(path, &text); !read.ok()) {
+        if (error) *error = read.message();
         return {};
     }
-    std::ostringstream ss;
-    ss << in.rdbuf();
     std::string inner;
-    PlistValue v = FromXml(ss.str(), &inner);
+    PlistValue v = FromXml(text, &inner);
     if (v.isNull() && error) *error = path + ": " + inner;
     return v;
 }

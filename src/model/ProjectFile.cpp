@@ -15,6 +15,7 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/PlistLimits.h"
+#include "core/RegularFile.h"
 #include "datafile/Resource.h"
 #include "model/LookRanges.h"
 
@@ -161,14 +162,8 @@ std::string SourcePathOf(const PlistValue& file) {
 }  // namespace
 
 Status ProjectFile::ReadPropertyList(const std::string& path, PlistValue* out) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        const int err = errno;
-        return {err == ENOENT ? Status::Code::kNotFound : Status::Code::kIo, path + ": " + std::strerror(err)};
-    }
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    const std::string text = ss.str();
+    std::string text;
+    if (Status read = ReadRegularFile(path, &text); !read.ok()) return read;
     const bool binary = text.rfind("bplist", 0) == 0;
     if (!binary) {
         if (std::string fault = LocateFault(text); !fault.empty()) return InvalidError(path + ", " + fault);

@@ -266,6 +266,11 @@ bool RenderBase::SetupForRenderStartingEnding(RenderSetup& setup, int first, int
 
     const bool movie = renderSource_ && renderSource_->SourceType() == kMovieSourceType;
     if (!(movie ? SetDestPathForQT(setup) : SetDestPathForR3D(setup))) return false;
+    // Another render writing the same frames into this folder would leave a mixed sequence.
+    if (std::string why; !destLock_.TryLock(setup.destPath, first, last, &why)) {
+        FailItem(why + "; " + sourcePath_ + " was not rendered");
+        return false;
+    }
 
     TimecodeValues tc;
     int base = 0;
@@ -478,7 +483,7 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
     {
         PrefetchStopper stopper(*this);
         if (StartPrefetchThreadEndingFrameFlagsUseFrameFlags(first, last, &setup.frameFlags, setup.useFrameFlags)) {
-            LogInfo("RenderR3DFrameSequenceStarting starting from {} to {}", first, last);
+            LogDebug("RenderR3DFrameSequenceStarting starting from {} to {}", first, last);
             completed = RunFrameLoop(setup, first, last, false, processor.get(), &params);
         }
         processor.reset();
@@ -502,7 +507,7 @@ void RenderBase::RenderQTFrameSequenceStartingEnding(int first, int last) {
     {
         PrefetchStopper stopper(*this);
         if (StartPrefetchThreadEndingFrameFlagsUseFrameFlags(first, last, &setup.frameFlags, setup.useFrameFlags)) {
-            LogInfo("RenderQTFrameSequenceStarting starting from {} to {}", first, last);
+            LogDebug("RenderQTFrameSequenceStarting starting from {} to {}", first, last);
             completed = RunFrameLoop(setup, first, last, true, nullptr, nullptr);
         }
     }

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "core/FolderLock.h"
 #include "render/FrameProcessor.h"
 #include "render/RenderSetup.h"
 #include "render/Renderer.h"
@@ -185,6 +186,7 @@ private:
     void PostFramesRendered(int frame) const;
     bool MakeFolder(const std::string& path) const;
 
+    FolderLock destLock_;  // first, so it is let go last; the clip's frames in its output folder
     RenderSourcePtr renderSource_;
     std::shared_ptr<RenderGrain> currentGrain_;
     float grainMultiplier_ = 1.0f;

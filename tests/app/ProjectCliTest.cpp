@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/PlistValue.h"
+#include "r3d/sdk/SdkClips.h"
 #include "support/Shell.h"
 #include "support/TempDir.h"
 
@@ -31,7 +32,8 @@ struct Project {
     PlistValue dict = PlistValue::MakeDict();
 
     Project() {
-        test::WriteWholeFile(r3d, "not really a clip");
+        std::filesystem::create_directories(dir / "src");
+        EXPECT_EQ(sdktest::WriteSdkClip(r3d, sdktest::BasicClip(16, 8, 2)), "");
         test::WriteWholeFile(movie, "not really a movie");
         PlistValue paths = PlistValue::MakeArray();
         for (const auto& p : {r3d, movie, gone}) paths.append(p);
@@ -94,23 +96,6 @@ TEST(ProjectCli, ShowListsTheClipsAndTheirKeySettings) {
     EXPECT_TRUE(Has(r, "clip: " + p.gone + " [missing]\n  look: none saved")) << r.output;
     // The clips come in the order of the shot list.
     EXPECT_LT(r.output.find("\nclip: " + p.r3d), r.output.find("\nclip: " + p.movie));
-}
-
-TEST(ProjectCli, AFileThatCannotBeReadIsRefusedByLineAndLeftAlone) {
-    test::TempDir dir;
-    const std::string path = dir / "broken.xml";
-    const std::string text =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n\t<key>Paths</key>\n"
-        "\t<array>\n\t\t<string>/a.mov</string>\n\t</dict>\n</plist>\n";
-    test::WriteWholeFile(path, text);
-    CliRun show = Ombrel("project show " + path);
-    EXPECT_EQ(show.status, 1);
-    EXPECT_TRUE(Has(show, path + ", line 7:")) << show.output;
-    CliRun render = Ombrel("render --project " + path);
-    EXPECT_EQ(render.status, 2);
-    EXPECT_TRUE(Has(render, "cannot read the project " + path + ", line 7:")) << render.output;
-    EXPECT_EQ(test::ReadWholeFile(path), text);
-    EXPECT_EQ(Ombrel("project show " + dir.path() + "/absent.xml").status, 2);
 }
 
 TEST(ProjectCli, RenderQueuesTheProjectsClipsWithItsOutputSettings) {

@@ -69,34 +69,6 @@ std::string Squeezed(std::string text) {
     return text;
 }
 
-TEST(R3DCli, InfoTellsWhatAClipIsAndRefusesWhatIsNone) {
-    test::TempDir dir;
-    const std::string path = Clip(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(40, 20, 30));
-    CliResult json = Ombrel("info --json " + path);
-    ASSERT_EQ(json.status, 0) << json.output;
-    for (const std::string& field :
-         {"\"path\": \"" + path + "\"", std::string("\"width\": 40"), std::string("\"height\": 20"),
-          std::string("\"fps\": 23.976"), std::string("\"frameRate\": \"24000/1001\""),
-          std::string("\"frameCount\": 30"), std::string("\"startTimecode\": \"11:22:33:12\""),
-          std::string("\"endTimecode\": \"11:22:34:17\""), std::string("\"reel\": \"A007\""),
-          std::string("\"clip\": \"C003\""), std::string("\"audioChannels\": 2"),
-          std::string("\"audioSampleRate\": 48000"), std::string("\"sourceType\": \"EpicM\"")})
-        EXPECT_NE(json.output.find(field), std::string::npos) << field << "\n" << json.output;
-    EXPECT_EQ(json.output.front(), '{');
-
-    CliResult text = Ombrel("info --extract 2 " + path);
-    EXPECT_EQ(text.status, 0);
-    EXPECT_NE(text.output.find("11:22:33:12 - 11:22:34:17"), std::string::npos) << text.output;
-    EXPECT_NE(text.output.find("EpicX_RC3RLF"), std::string::npos) << text.output;
-
-    test::WriteWholeFile(dir / "notes_001.R3D", "these are notes, not pictures");
-    CliResult none = Ombrel("info " + dir / "notes_001.R3D");
-    EXPECT_EQ(none.status, 1);
-    EXPECT_NE(none.output.find("not a clip"), std::string::npos) << none.output;
-    EXPECT_EQ(Ombrel("info " + dir / "absent_001.R3D").status, 1);
-    EXPECT_EQ(Ombrel("info").status, 2);
-}
-
 TEST(R3DCli, AMakersFrameFailsItsClipWithTheReasonWhileTheGoodClipRenders) {
     test::TempDir dir;
     sdktest::SdkClip bad = sdktest::BasicClip(64, 32, 4);
