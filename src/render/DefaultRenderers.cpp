@@ -1,53 +1,35 @@
 #include "render/DefaultRenderers.h"
 
-#include <map>
-#include <mutex>
+#include <utility>
 
+#include "core/Registry.h"
+#include "render/FrameSequenceRenderer.h"
 #include "render/RenderManager.h"
-#include "render/dpx/DpxRenderer.h"
-#include "render/tiff/TiffRenderer.h"
+#include "render/dpx/DpxFile.h"
+#include "render/tiff/TiffFile.h"
 
 namespace ombrel {
 
 namespace {
 
-struct MakerTable {
-    std::mutex lock;
-    std::map<int, RendererMaker> makers;
-};
-
-MakerTable& Table() {
-    static MakerTable table;
-    return table;
+Registry<int, RendererMaker>& Makers() {
+    static Registry<int, RendererMaker> makers;
+    return makers;
 }
 
 }  // namespace
 
-void RegisterRendererMaker(int format, RendererMaker maker) {
-    auto& t = Table();
-    std::lock_guard lock(t.lock);
-    if (maker)
-        t.makers[format] = std::move(maker);
-    else
-        t.makers.erase(format);
-}
+void RegisterRendererMaker(int format, RendererMaker maker) { Makers().Set(format, std::move(maker)); }
 
 std::unique_ptr<Renderer> MakeRendererForFormat(int format) {
-    RendererMaker maker;
-    {
-        auto& t = Table();
-        std::lock_guard lock(t.lock);
-        auto it = t.makers.find(format);
-        if (it == t.makers.end()) return nullptr;
-        maker = it->second;
-    }
-    return maker();
+    const RendererMaker maker = Makers().Find(format);
+    return maker ? maker() : nullptr;
 }
 
 void RegisterDefaultRenderers() {
     // The format renderers of this build register here, one line each.
-    RegisterRendererMaker(kFormatTiff, [] { return std::make_unique<TiffRenderer>(); });
-    RegisterRendererMaker(kFormatDpx, [] { return std::make_unique<DpxRenderer>(); });
+    RegisterRendererMaker(kFormatTiff, SequenceOf<TiffFormat>);
+    RegisterRendererMaker(kFormatDpx, SequenceOf<DpxFormat>);
     RenderManager::Instance().setRendererFactory([](int format) { return MakeRendererForFormat(format); });
 }
 

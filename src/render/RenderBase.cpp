@@ -325,9 +325,12 @@ void RenderBase::UpdateCurrentGrainAmount() {
     currentGrain_->SetGrainAmount(GrainAmountFor(grainMultiplier_, colorFormat));
 }
 
-std::vector<FrameTarget> RenderBase::FrameTargetsForFrame(const RenderSetup& setup, int frame) const {
-    const std::string ext = FrameFileExtension();
-    if (ext.empty()) return {};
+std::vector<FrameTarget> RenderBase::FrameTargetsForFrame(const RenderSetup& /*setup*/, int /*frame*/) const {
+    return {};
+}
+
+std::vector<FrameTarget> RenderBase::SequenceTargetsForFrame(const RenderSetup& setup, int frame,
+                                                             const std::string& ext) const {
     std::vector<FrameTarget> targets;
     if (setup.edlOptions != 1) {
         const int number = timecodeSettings_ == 1 ? frame : setup.timecodeBase + frame;
@@ -611,17 +614,6 @@ bool RenderBase::WriteAndCountFrame(RenderSetup& setup, int frame, uint8_t* buff
     return true;
 }
 
-void RenderBase::WriteFrame(RenderSetup& setup, int frame, uint8_t* buffer) {
-    const std::vector<FrameTarget> targets = FrameTargetsForFrame(setup, frame);
-    if (targets.empty()) return;
-    PrepareFrameForWriting(setup, frame, buffer);
-    for (const FrameTarget& t : targets) {
-        if (WriteFrameToPath(setup, frame, buffer, t.path) && t.job >= 0 &&
-            static_cast<size_t>(t.job) < setup.jobs.size())
-            ++setup.jobs[static_cast<size_t>(t.job)].framesWritten;
-    }
-}
-
 void RenderBase::PostFramesRendered(int frame) const {
     RenderManager* manager = renderManager_.load();
     if (!manager) return;
@@ -630,12 +622,7 @@ void RenderBase::PostFramesRendered(int frame) const {
 
 bool RenderBase::BeginFrameSequence(const RenderSetup& /*setup*/, int /*first*/, int /*last*/) { return true; }
 
-void RenderBase::PrepareFrameForWriting(const RenderSetup& /*setup*/, int /*frame*/, uint8_t* /*buffer*/) {}
-
-bool RenderBase::WriteFrameToPath(const RenderSetup& /*setup*/, int /*frame*/, uint8_t* /*buffer*/,
-                                  const std::string& /*path*/) {
-    return false;
-}
+void RenderBase::WriteFrame(RenderSetup& /*setup*/, int /*frame*/, uint8_t* /*buffer*/) {}
 
 void RenderBase::EndFrameSequence(const RenderSetup& /*setup*/, bool /*completed*/) {}
 

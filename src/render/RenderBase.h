@@ -28,33 +28,25 @@ struct FrameTarget {
 // The base of the disk renderers, and, as a plain instance, the decode driver of the
 // preview. One instance lives for one clip: it opens the clip's source at the output
 // size, sets the clip up, runs the prefetch thread and the one frame loop, and hands
-// each finished frame to the hooks of its format.
+// each finished frame to the writer of its output.
 //
-// ---- How a format renderer builds on it ------------------------------------------
-// Override WritesFrames() to answer true, and FrameFileExtension() (or FrameTargetsForFrame
-// for another naming), OutputWantsRGBA() and WriteFrameToPath(). Optionally
-// BeginFrameSequence(), PrepareFrameForWriting(), EndFrameSequence(). The loop calls them
-// on the render worker thread, except that the per-frame hooks of raw frames run on the
-// frame writer's thread (one frame at a time, while the next is drawn), in this order per
-// clip:
+// A writing renderer (FrameSequenceRenderer for every frame-file format; a movie writer
+// next) answers WritesFrames() true and supplies OutputWantsRGBA(), FrameTargetsForFrame()
+// and WriteFrame(), optionally BeginFrameSequence() and EndFrameSequence(). Per clip, on the
+// render worker thread except WriteFrame of raw frames, which runs on the frame writer's
+// thread (one frame at a time, while the next is drawn):
 //
 //   SetupForRender (folders, audio, timecode base, snippets, frame flags, and the refusal
 //   when output exists: FrameTargetsForFrame of every frame of the range is tested)
 //   BeginFrameSequence(setup, first, last)          once; false ends the clip
-//   per frame that is rendered, after the look stage:
-//       targets = FrameTargetsForFrame(setup, f)     none: the frame counts as done
-//       PrepareFrameForWriting(setup, f, buffer)     once, before the first file
-//       WriteFrameToPath(setup, f, buffer, path)     for each target
+//   WriteFrame(setup, f, buffer)                    per frame rendered, after the look stage
 //   EndFrameSequence(setup, completed)              once, also after a cancel or failure
 //
 // `buffer` is the read-back frame: OutputWidth x OutputHeight pixels, 16-bit samples in host
 // order, rows without gaps, 4 samples a pixel (R, G, B, A) when OutputWantsRGBA() is true,
-// else 3 (R, G, B). The block always has room for 8 bytes a pixel, so conversions may
-// run in place. The renderer owns it in the raw-frame branch; in the movie branch it is
-// the source's slot, valid until the frame is discarded after the writes. When a frame
-// goes to several files, PrepareFrameForWriting converts it once and each
-// WriteFrameToPath must leave the prepared content as it found it for the next file.
-// -------------------------------------------------------------------------------------
+// else 3 (R, G, B). The block always has room for 8 bytes a pixel, and the writer may change
+// it in place. The renderer owns it in the raw-frame branch; in the movie branch it is the
+// source's slot, valid until the frame is discarded after the write.
 class RenderBase : public Renderer {
 public:
     RenderBase();
@@ -91,7 +83,7 @@ public:
     // The prefetch thread's body.
     void PreFetch(PreFetchData& data);
     void UpdateCurrentGrainAmount();
-    // The files of one frame; the default names frames as the TIFF and DPX sequences do.
+    // The files of one frame, which must not exist when output is to be kept; none by default.
     virtual std::vector<FrameTarget> FrameTargetsForFrame(const RenderSetup& setup, int frame) const;
 
     // Buffer conversions of the movie output path.
@@ -144,11 +136,8 @@ public:
     std::shared_ptr<const PreFetchData> pfdata() const;
 
 protected:
-    // ---- Hooks of a format renderer (see the class comment) ----
-    // True in a renderer that writes frames; the plain base renders nothing.
+    // ---- Hooks of a writing renderer (see the class comment) ----
     virtual bool WritesFrames() const { return false; }
-    // Extension of a frame file, without the dot ("tiff"); used by FrameTargetsForFrame.
-    virtual std::string FrameFileExtension() const { return {}; }
     // Four samples a pixel in the read-back instead of three.
     virtual bool OutputWantsRGBA() const { return false; }
     // How long the movie branch sleeps between tries for a frame.
@@ -156,14 +145,17 @@ protected:
     // Once per clip, after the setup and before the prefetch thread starts. False ends the
     // clip; the hook fails the item with its message.
     virtual bool BeginFrameSequence(const RenderSetup& setup, int first, int last);
-    // Once per frame that has files, before the first of them.
-    virtual void PrepareFrameForWriting(const RenderSetup& setup, int frame, uint8_t* buffer);
-    // Writes one file. False when the file could not be written: the frame still counts
-    // as done, and only a written file counts in its job's framesWritten. A hook that also
-    // fails the item (FailItem) ends the clip after this frame's files.
-    virtual bool WriteFrameToPath(const RenderSetup& setup, int frame, uint8_t* buffer, const std::string& path);
+    // Writes one frame. A write that fails the item (FailItem) ends the clip, and the frame
+    // does not count; a frame with no files counts as done.
+    virtual void WriteFrame(RenderSetup& setup, int frame, uint8_t* buffer);
     // Once per clip after the loop; `completed` is false after a cancel or a failure.
     virtual void EndFrameSequence(const RenderSetup& setup, bool completed);
+
+    // The files of a frame as the frame sequences name them: "%@%06i.<extension>" of the
+    // prefix and the frame's number, under "S%04i" of each snippet job that holds it when
+    // each snippet goes to its own folder.
+    std::vector<FrameTarget> SequenceTargetsForFrame(const RenderSetup& setup, int frame,
+                                                     const std::string& extension) const;
 
     // The two branches of the frame loop.
     void RenderR3DFrameSequenceStartingEnding(int first, int last);
@@ -179,7 +171,6 @@ private:
     // The loop over first..last; false when it ended early.
     bool RunFrameLoop(RenderSetup& setup, int first, int last, bool movie, FrameProcessor* processor,
                       const FrameDrawParams* params);
-    void WriteFrame(RenderSetup& setup, int frame, uint8_t* buffer);
     // Writes a frame and counts it done; false when the write failed the item (or a
     // cancel had). Runs on the frame writer's thread for raw frames.
     bool WriteAndCountFrame(RenderSetup& setup, int frame, uint8_t* buffer);

@@ -1,32 +1,23 @@
 #include "sources/SourceFactory.h"
 
-#include <mutex>
+#include <utility>
 
+#include "core/Registry.h"
 #include "library/FileParser.h"
 
 namespace ombrel {
 
 namespace {
 
-struct Makers {
-    std::mutex lock;
-    RenderSourceMaker r3d;
-    RenderSourceMaker movie;
-};
-
-Makers& TheMakers() {
-    static Makers makers;
+Registry<SourceKind, RenderSourceMaker>& Makers() {
+    static Registry<SourceKind, RenderSourceMaker> makers;
     return makers;
 }
 
 }  // namespace
 
 RenderSourceMaker SetRenderSourceMaker(SourceKind kind, RenderSourceMaker maker) {
-    auto& m = TheMakers();
-    std::lock_guard lock(m.lock);
-    RenderSourceMaker& slot = kind == SourceKind::R3D ? m.r3d : m.movie;
-    std::swap(slot, maker);
-    return maker;
+    return Makers().Set(kind, std::move(maker));
 }
 
 SourceKind SourceKindForPath(const std::string& path) {
@@ -35,12 +26,7 @@ SourceKind SourceKindForPath(const std::string& path) {
 
 MadeSource MakeRenderSourceForPath(const std::string& path) {
     const SourceKind kind = SourceKindForPath(path);
-    RenderSourceMaker maker;
-    {
-        auto& m = TheMakers();
-        std::lock_guard lock(m.lock);
-        maker = kind == SourceKind::R3D ? m.r3d : m.movie;
-    }
+    const RenderSourceMaker maker = Makers().Find(kind);
     const char* what = kind == SourceKind::R3D ? "R3D clips" : "movie files";
     MadeSource made;
     if (!maker) {

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <new>
 
 namespace ombrel {
 
@@ -185,23 +184,27 @@ void ConvertBufferTo10Bit(const uint16_t* rgba, size_t pixels, void* out) {
     }
 }
 
-bool DpxFrameFile::Reset(const DpxHeader& header, int width, int height, std::string* error) {
-    if (std::string problem = DpxFile::SizeProblem(width, height); !problem.empty()) {
-        if (error) *error = problem;
-        return false;
-    }
-    const size_t size = kDpxHeaderBytes + static_cast<size_t>(width) * static_cast<size_t>(height) * 4;
-    if (size != size_ || !bytes_) bytes_ = std::make_unique_for_overwrite<uint8_t[]>(size);
-    width_ = width;
-    height_ = height;
-    size_ = size;
-    header_ = new (bytes_.get()) DpxHeader(header);
-    return true;
+namespace {
+
+DpxTimecode ToDpx(const TimecodeValues& tc) { return {tc.hours, tc.minutes, tc.seconds, tc.frames}; }
+
+}  // namespace
+
+void DpxFormat::Begin(const FrameClip& clip) {
+    pixels_ = static_cast<size_t>(clip.width) * static_cast<size_t>(clip.height);
+    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(
+        &header_, clip.width, clip.height, clip.framesInClip, clip.fps, DpxFile::FirstFrameName(clip.firstFrame),
+        ToDpx(clip.startTimecode), clip.created);
 }
 
-void DpxFrameFile::SetPixels(const uint16_t* rgba) {
-    ConvertBufferTo10Bit(rgba, static_cast<size_t>(width_) * static_cast<size_t>(height_),
-                         bytes_.get() + kDpxHeaderBytes);
+size_t DpxFormat::PackInPlace(uint8_t* buffer) {
+    ConvertBufferTo10Bit(reinterpret_cast<const uint16_t*>(buffer), pixels_, buffer);
+    return pixels_ * 4;
+}
+
+FrameFileParts DpxFormat::PartsForFile(int frame, const TimecodeValues& timecode, const std::string& path) {
+    DpxFile::UpdateHeaderWithTimecodeForFramePath(&header_, ToDpx(timecode), frame, path);
+    return {std::span<const uint8_t>(header_.bytes), {}};
 }
 
 }  // namespace ombrel

@@ -3,8 +3,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
+
+#include "render/FrameFileFormat.h"
 
 namespace ombrel {
 
@@ -61,25 +62,24 @@ public:
 // each word lands behind the samples still to be read.
 void ConvertBufferTo10Bit(const uint16_t* rgba, size_t pixels, void* out);
 
-// The bytes of one DPX file, built once per clip: the header, then the packed pixels.
-class DpxFrameFile {
+// The DPX frame-file format: the header, built once per clip with three fields set per file,
+// then the pixels packed in place to one word each.
+class DpxFormat final : public FrameFileFormat {
 public:
-    // Lays out a file for the header's size. False, with the reason, when it cannot be held.
-    bool Reset(const DpxHeader& header, int width, int height, std::string* error = nullptr);
-    void SetPixels(const uint16_t* rgba);
-    DpxHeader* header() { return header_; }
-
-    int width() const { return width_; }
-    int height() const { return height_; }
-    const uint8_t* data() const { return bytes_.get(); }
-    size_t size() const { return size_; }
+    const char* Name() const override { return "DPX"; }
+    const char* Extension() const override { return "dpx"; }
+    bool WantsRGBA() const override { return true; }
+    std::chrono::milliseconds MovieFramePollInterval() const override { return std::chrono::milliseconds(40); }
+    std::string SizeProblem(int64_t width, int64_t height) const override {
+        return DpxFile::SizeProblem(width, height);
+    }
+    void Begin(const FrameClip& clip) override;
+    size_t PackInPlace(uint8_t* buffer) override;
+    FrameFileParts PartsForFile(int frame, const TimecodeValues& timecode, const std::string& path) override;
 
 private:
-    int width_ = 0;
-    int height_ = 0;
-    size_t size_ = 0;
-    std::unique_ptr<uint8_t[]> bytes_;
-    DpxHeader* header_ = nullptr;
+    size_t pixels_ = 0;
+    DpxHeader header_{};
 };
 
 }  // namespace ombrel

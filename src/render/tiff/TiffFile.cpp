@@ -1,10 +1,13 @@
 #include "render/tiff/TiffFile.h"
 
+#include <bit>
 #include <cstring>
 #include <limits>
+#include <span>
+#include <vector>
 
 #include "core/Log.h"
-#include "render/tiff/FrameFile.h"
+#include "render/FrameFile.h"
 
 namespace ombrel {
 
@@ -77,23 +80,14 @@ std::string TiffSizeProblem(int64_t width, int64_t height) {
     return {};
 }
 
-bool TiffFrameFile::Reset(int width, int height, std::string* error) {
-    if (std::string problem = TiffSizeProblem(width, height); !problem.empty()) {
-        if (error) *error = problem;
-        return false;
-    }
+TiffHeadAndTail TiffLayout(int width, int height) {
+    TiffHeadAndTail layout;
     const uint32_t n = static_cast<uint32_t>(width) * static_cast<uint32_t>(height) * kTiffBytesPerPixel;
-    const size_t size = kTiffHeaderBytes + n + kTiffTrailerBytes;
-    if (size != size_ || !bytes_) bytes_ = std::make_unique_for_overwrite<uint8_t[]>(size);
-    width_ = width;
-    height_ = height;
-    size_ = size;
-
-    uint8_t* out = bytes_.get();
+    uint8_t* out = layout.head.data();
     WriteHexShorts(out, "4D4D002A");
     Write32(out, n + 8);
 
-    out = bytes_.get() + kTiffHeaderBytes + n;
+    out = layout.tail.data();
     Write16(out, kEntryCount);
     Entry(out, 0x0100, kTypeShort, 1, static_cast<uint32_t>(width));
     Entry(out, 0x0101, kTypeShort, 1, static_cast<uint32_t>(height));
@@ -114,31 +108,44 @@ bool TiffFrameFile::Reset(int width, int height, std::string* error) {
     WriteHexShorts(out, "000000000000");  // MinSampleValue
     WriteHexShorts(out, "FFFFFFFFFFFF");  // MaxSampleValue
     WriteHexShorts(out, "000100010001");  // SampleFormat: unsigned
-    return true;
+    return layout;
 }
 
-void TiffFrameFile::SetPixels(const uint16_t* rgb) {
-    const size_t count = static_cast<size_t>(width_) * static_cast<size_t>(height_) * 3;
-    uint8_t* out = bytes_.get() + kTiffHeaderBytes;
-    // Byte-wise stores keep this free of alignment and host-order assumptions; the compiler
-    // turns the loop into vector shuffles.
-    for (size_t i = 0; i < count; ++i) {
-        const uint16_t v = rgb[i];
-        out[2 * i] = static_cast<uint8_t>(v >> 8);
-        out[2 * i + 1] = static_cast<uint8_t>(v);
-    }
+void SwapSamplesToBigEndian(uint16_t* samples, size_t count) {
+    if constexpr (std::endian::native == std::endian::little)
+        for (size_t i = 0; i < count; ++i) samples[i] = __builtin_bswap16(samples[i]);
+}
+
+void TiffFormat::Begin(const FrameClip& clip) {
+    samples_ = static_cast<size_t>(clip.width) * static_cast<size_t>(clip.height) * 3;
+    layout_ = TiffLayout(clip.width, clip.height);
+}
+
+size_t TiffFormat::PackInPlace(uint8_t* buffer) {
+    SwapSamplesToBigEndian(reinterpret_cast<uint16_t*>(buffer), samples_);
+    return samples_ * 2;
+}
+
+FrameFileParts TiffFormat::PartsForFile(int /*frame*/, const TimecodeValues& /*timecode*/,
+                                        const std::string& /*path*/) {
+    return {layout_.head, layout_.tail};
 }
 
 int writeCompactTiffRGB(int width, int height, const uint16_t* samples, const std::string& path, int bytesPerPixel) {
     if (bytesPerPixel != kTiffBytesPerPixel || !samples) return 1;
-    TiffFrameFile file;
-    std::string error;
-    if (!file.Reset(width, height, &error)) {
-        LogWarn("{}: {}", path, error);
+    if (std::string problem = TiffSizeProblem(width, height); !problem.empty()) {
+        LogWarn("{}: {}", path, problem);
         return 1;
     }
-    file.SetPixels(samples);
-    if (!WriteFrameFile(path, file.data(), file.size(), true, &error)) {
+    // The caller's samples stay in host order: the swap works on a copy.
+    const size_t count = static_cast<size_t>(width) * static_cast<size_t>(height) * 3;
+    std::vector<uint16_t> pixels(samples, samples + count);
+    SwapSamplesToBigEndian(pixels.data(), count);
+    const TiffHeadAndTail layout = TiffLayout(width, height);
+    std::string error;
+    const std::span<const uint8_t> parts[] = {
+        layout.head, {reinterpret_cast<const uint8_t*>(pixels.data()), count * 2}, layout.tail};
+    if (!WriteFrameFile(path, parts, true, &error)) {
         LogWarn("{}", error);
         return 1;
     }

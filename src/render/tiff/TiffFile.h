@@ -1,9 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
+
+#include "render/FrameFileFormat.h"
 
 namespace ombrel {
 
@@ -27,24 +29,31 @@ void WriteHexTag(uint8_t*& out, const char* hex);
 // 32-bit offsets), or empty when it can.
 std::string TiffSizeProblem(int64_t width, int64_t height);
 
-// The bytes of one TIFF file, built once per clip; each frame refills only the pixels.
-class TiffFrameFile {
-public:
-    // Lays out a file for this size. False, with the reason, when the layout cannot hold it.
-    bool Reset(int width, int height, std::string* error = nullptr);
-    // Copies w x h packed RGB samples in host order into the file, big-endian.
-    void SetPixels(const uint16_t* rgb);
+// The bytes before and after the pixels of a w x h file.
+struct TiffHeadAndTail {
+    std::array<uint8_t, kTiffHeaderBytes> head;
+    std::array<uint8_t, kTiffTrailerBytes> tail;
+};
+// The size must have passed TiffSizeProblem.
+TiffHeadAndTail TiffLayout(int width, int height);
+// Host-order samples to the file's big-endian order, in place.
+void SwapSamplesToBigEndian(uint16_t* samples, size_t count);
 
-    int width() const { return width_; }
-    int height() const { return height_; }
-    const uint8_t* data() const { return bytes_.get(); }
-    size_t size() const { return size_; }
+// The TIFF frame-file format: pixels as the read-back gives them (three samples a pixel),
+// swapped in place, between a fixed head and tail.
+class TiffFormat final : public FrameFileFormat {
+public:
+    const char* Name() const override { return "TIFF"; }
+    const char* Extension() const override { return "tiff"; }
+    bool WantsRGBA() const override { return false; }
+    std::string SizeProblem(int64_t width, int64_t height) const override { return TiffSizeProblem(width, height); }
+    void Begin(const FrameClip& clip) override;
+    size_t PackInPlace(uint8_t* buffer) override;
+    FrameFileParts PartsForFile(int frame, const TimecodeValues& timecode, const std::string& path) override;
 
 private:
-    int width_ = 0;
-    int height_ = 0;
-    size_t size_ = 0;
-    std::unique_ptr<uint8_t[]> bytes_;
+    size_t samples_ = 0;
+    TiffHeadAndTail layout_{};
 };
 
 // Writes one file from w x h packed RGB samples in host order (left unchanged). bytesPerPixel

@@ -1,4 +1,4 @@
-#include "render/tiff/FrameFile.h"
+#include "render/FrameFile.h"
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -30,23 +30,25 @@ int RenameNoReplace(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-bool WriteFrameFile(const std::string& path, const void* bytes, size_t size, bool replace, std::string* error) {
+bool WriteFrameFile(const std::string& path, std::span<const std::span<const uint8_t>> parts, bool replace,
+                    std::string* error) {
     const std::string tmp = TemporaryPathFor(path);
     const int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd < 0) return Fail(error, "cannot create", path, errno);
 
-    const auto* p = static_cast<const unsigned char*>(bytes);
-    size_t done = 0;
-    while (done < size) {
-        const ssize_t n = ::write(fd, p + done, size - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            const int err = n < 0 ? errno : ENOSPC;
-            ::close(fd);
-            ::unlink(tmp.c_str());
-            return Fail(error, "cannot write", path, err);
+    for (const std::span<const uint8_t> part : parts) {
+        size_t done = 0;
+        while (done < part.size()) {
+            const ssize_t n = ::write(fd, part.data() + done, part.size() - done);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                const int err = n < 0 ? errno : ENOSPC;
+                ::close(fd);
+                ::unlink(tmp.c_str());
+                return Fail(error, "cannot write", path, err);
+            }
+            done += static_cast<size_t>(n);
         }
-        done += static_cast<size_t>(n);
     }
     // Some file systems report a full disk only when the file is closed.
     if (::close(fd) != 0) {
