@@ -107,16 +107,14 @@ void BM_Write(benchmark::State& state) {
         std::copy(frame.begin(), frame.end(), buffer.begin());
         auto* pixels = reinterpret_cast<uint8_t*>(buffer.data());
         const size_t packed = format.PackInPlace(pixels);
-        const std::string path =
-            ScratchFolder() + "/ours." + std::to_string(n % 8) + "." + format.Extension();
+        const std::string path = ScratchFolder() + "/ours." + std::to_string(n % 8) + "." + format.Extension();
         const auto parts = format.PartsForFile(static_cast<int>(n), {1, 0, 0, static_cast<int>(n % 24)}, path);
         const std::span<const uint8_t> file[] = {parts.head, {pixels, packed}, parts.tail};
         ++n;
         bytes += static_cast<int64_t>(parts.head.size() + packed + parts.tail.size());
         if (!ombrel::WriteFrameFile(path, file, true, nullptr)) state.SkipWithError("write failed");
     }
-    Record(state, what.c_str(), s, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
-           n);
+    Record(state, what.c_str(), s, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), n);
     state.SetBytesProcessed(bytes);
 }
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "TiffDpxTestTools.h"
+#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace ombrel {

@@ -48,7 +48,6 @@ struct Recording {
     std::vector<SnippetJob> jobs;
     bool touchFiles = false;
     bool rgba = false;
-    std::function<void(int)> onWrite;
 
     std::vector<int> Frames() {
         std::lock_guard l(lock);
@@ -64,27 +63,29 @@ public:
 
 protected:
     bool WritesFrames() const override { return true; }
-    std::string FrameFileExtension() const override { return "rec"; }
     bool OutputWantsRGBA() const override { return rec_->rgba; }
+    std::vector<FrameTarget> FrameTargetsForFrame(const RenderSetup& setup, int frame) const override {
+        return SequenceTargetsForFrame(setup, frame, "rec");
+    }
     bool BeginFrameSequence(const RenderSetup&, int, int) override {
         std::lock_guard l(rec_->lock);
         ++rec_->begins;
         return true;
     }
-    void PrepareFrameForWriting(const RenderSetup&, int frame, uint8_t*) override {
-        std::lock_guard l(rec_->lock);
-        rec_->prepared.push_back(frame);
-    }
-    bool WriteFrameToPath(const RenderSetup&, int frame, uint8_t* buffer, const std::string& path) override {
+    void WriteFrame(RenderSetup& setup, int frame, uint8_t* buffer) override {
+        const auto targets = FrameTargetsForFrame(setup, frame);
+        if (targets.empty()) return;
         const auto& s = *renderSource();
-        const size_t bytes = size_t{s.OutputWidth()} * s.OutputHeight() * (rec_->rgba ? 8 : 6);
+        const uint64_t hash = Fnv(buffer, size_t{s.OutputWidth()} * s.OutputHeight() * (rec_->rgba ? 8 : 6));
         {
             std::lock_guard l(rec_->lock);
-            rec_->writes.push_back({frame, path, Fnv(buffer, bytes)});
+            rec_->prepared.push_back(frame);
+            for (const auto& t : targets) rec_->writes.push_back({frame, t.path, hash});
         }
-        if (rec_->touchFiles) test::WriteWholeFile(path, "frame");
-        if (rec_->onWrite) rec_->onWrite(frame);
-        return true;
+        for (const auto& t : targets) {
+            if (rec_->touchFiles) test::WriteWholeFile(t.path, "frame");
+            if (t.job >= 0) ++setup.jobs[static_cast<size_t>(t.job)].framesWritten;
+        }
     }
     void EndFrameSequence(const RenderSetup& setup, bool completed) override {
         std::lock_guard l(rec_->lock);

@@ -192,9 +192,9 @@ DpxTimecode ToDpx(const TimecodeValues& tc) { return {tc.hours, tc.minutes, tc.s
 
 void DpxFormat::Begin(const FrameClip& clip) {
     pixels_ = static_cast<size_t>(clip.width) * static_cast<size_t>(clip.height);
-    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(
-        &header_, clip.width, clip.height, clip.framesInClip, clip.fps, DpxFile::FirstFrameName(clip.firstFrame),
-        ToDpx(clip.startTimecode), clip.created);
+    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(&header_, clip.width, clip.height, clip.framesInClip,
+                                                                   clip.fps, DpxFile::FirstFrameName(clip.firstFrame),
+                                                                   ToDpx(clip.startTimecode), clip.created);
 }
 
 size_t DpxFormat::PackInPlace(uint8_t* buffer) {

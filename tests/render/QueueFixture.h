@@ -1,6 +1,6 @@
 #pragma once
 
-// A render queue that runs the real TIFF and DPX renderers on test pattern clips.
+// A render queue that runs the renderers of the build on test pattern clips.
 
 #include <gtest/gtest.h>
 
@@ -9,12 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "TiffDpxTestTools.h"
+#include "FrameDump.h"
 #include "core/MainQueue.h"
 #include "model/SettingsManager.h"
 #include "render/DefaultRenderers.h"
 #include "render/RenderManager.h"
 #include "sources/testing/TestPatternSource.h"
+#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace ombrel::test {

@@ -1,19 +1,20 @@
 #pragma once
 
-// Helpers of the TIFF, DPX and .au tests: running the independent readers, reading files
-// back, and making a folder that refuses writes.
+// Files and folders that fail on purpose, and small readers of what tests wrote: a folder that
+// refuses new files, a cap on file sizes (a full disk), listings, hidden temporary names,
+// numbers read in either byte order, a scoped environment variable.
 
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <tiffio.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdint>
-#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -148,32 +149,32 @@ inline std::vector<std::string> HiddenFiles(const std::string& folder) {
     return out;
 }
 
-struct TiffImage {
-    uint32_t width = 0, height = 0;
-    uint16_t bits = 0, samples = 0, photometric = 0, planar = 0, orientation = 0, format = 0;
-    std::vector<uint16_t> pixels;
-};
-
-// Reads a file through libtiff, a reader that shares no code with the writer.
-inline bool ReadWithLibtiff(const std::string& path, TiffImage* image) {
-    TIFF* tif = TIFFOpen(path.c_str(), "r");
-    if (!tif) return false;
-    TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &image->width);
-    TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &image->height);
-    TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &image->bits);
-    TIFFGetField(tif, TIFFTAG_SAMPLESPERPIXEL, &image->samples);
-    TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &image->photometric);
-    TIFFGetField(tif, TIFFTAG_PLANARCONFIG, &image->planar);
-    TIFFGetFieldDefaulted(tif, TIFFTAG_ORIENTATION, &image->orientation);
-    TIFFGetFieldDefaulted(tif, TIFFTAG_SAMPLEFORMAT, &image->format);
-    bool ok = image->bits == 16 && image->samples == 3;
-    if (ok) {
-        image->pixels.resize(static_cast<size_t>(image->width) * image->height * 3);
-        for (uint32_t row = 0; row < image->height && ok; ++row)
-            ok = TIFFReadScanline(tif, image->pixels.data() + static_cast<size_t>(row) * image->width * 3, row) == 1;
+// Sets an environment variable while alive, then puts back what was there (or nothing).
+// TZ changes reach the C library's time functions at once.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value) : name_(name) {
+        if (const char* old = std::getenv(name)) {
+            had_ = true;
+            old_ = old;
+        }
+        ::setenv(name, value, 1);
+        ::tzset();
     }
-    TIFFClose(tif);
-    return ok;
-}
+    ~ScopedEnv() {
+        if (had_)
+            ::setenv(name_.c_str(), old_.c_str(), 1);
+        else
+            ::unsetenv(name_.c_str());
+        ::tzset();
+    }
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    std::string name_;
+    bool had_ = false;
+    std::string old_;
+};
 
 }  // namespace ombrel::test

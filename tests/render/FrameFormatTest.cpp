@@ -1,0 +1,275 @@
+// The frame-file formats on their own: every header field against reference dumps, the
+// files through independent readers, size limits, packing, and the whole-file writer.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "FrameDump.h"
+#include "render/FrameFile.h"
+#include "render/dpx/DpxFile.h"
+#include "render/tiff/TiffFile.h"
+#include "support/FileFaults.h"
+#include "support/RefFile.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using test::ReadWholeFile;
+using test::TempDir;
+
+// A read-back frame of samples that differ in both bytes, the extremes first and last.
+std::vector<uint16_t> Pattern(int w, int h, bool rgba) {
+    std::vector<uint16_t> s(static_cast<size_t>(w) * h * 4);
+    const size_t used = static_cast<size_t>(w) * h * (rgba ? 4 : 3);
+    for (size_t i = 0; i < used; ++i) s[i] = static_cast<uint16_t>(i * 40503u + 0x1234u);
+    s.front() = 0xFFFF;
+    s[used - 1] = 0;
+    return s;
+}
+
+// The file a format makes of frame `frame` at `path`, as the sequence renderer puts it together.
+std::string FileBytes(FrameFileFormat& format, const FrameClip& clip, int frame, const TimecodeValues& tc,
+                      const std::string& path) {
+    format.Begin(clip);
+    auto pixels = Pattern(clip.width, clip.height, format.WantsRGBA());
+    const size_t n = format.PackInPlace(reinterpret_cast<uint8_t*>(pixels.data()));
+    const FrameFileParts parts = format.PartsForFile(frame, tc, path);
+    std::string bytes(parts.head.begin(), parts.head.end());
+    bytes.append(reinterpret_cast<const char*>(pixels.data()), n);
+    bytes.append(parts.tail.begin(), parts.tail.end());
+    return bytes;
+}
+
+FrameClip Clip(int w, int h) {
+    FrameClip c;
+    c.width = w;
+    c.height = h;
+    c.firstFrame = 86;
+    c.framesInClip = 100;
+    c.fps = 25.0f;
+    c.startTimecode = {1, 2, 3, 4};
+    c.created = std::chrono::system_clock::from_time_t(1299242096);  // 2011-03-04 12:34:56 UTC
+    return c;
+}
+
+TEST(FrameFormat, EveryHeaderFieldMatchesItsReferenceDump) {
+    test::ScopedEnv utc("TZ", "UTC");  // the creation date is local time
+    struct Row {
+        const char* ref;
+        std::function<std::unique_ptr<FrameFileFormat>()> format;
+        int w, h, frame;
+        TimecodeValues tc;
+        std::string path;
+    };
+    auto tiff = [] { return std::make_unique<TiffFormat>(); };
+    auto dpx = [] { return std::make_unique<DpxFormat>(); };
+    const Row rows[] = {
+        {"tiff-7x5.txt", tiff, 7, 5, 86, {}, "/out/A.000086.tiff"},
+        {"tiff-1x1.txt", tiff, 1, 1, 0, {}, "/out/A.000000.tiff"},  // 212 bytes, directory at 14
+        {"dpx-5x3.txt", dpx, 5, 3, 1234, {23, 59, 59, 29}, "/out/S0002/A_clip.001234.dpx"},
+        {"dpx-non-ascii.txt", dpx, 2, 2, 7, {0, 0, 1, 2}, "/out/Bühne_日本.000007.dpx"},    // dropped from the header
+        {"dpx-long-name.txt", dpx, 2, 2, 7, {}, "/out/" + std::string(150, 'n') + ".dpx"},  // cut, terminated
+    };
+    for (const Row& r : rows) {
+        auto format = r.format();
+        const std::string bytes = FileBytes(*format, Clip(r.w, r.h), r.frame, r.tc, r.path);
+        const std::string dump = bytes.starts_with("MM") ? test::DumpTiff(bytes) : test::DumpDpx(bytes);
+        EXPECT_TRUE(test::MatchesRef(std::string("render/") + r.ref, dump)) << r.ref;
+    }
+
+    // The header as made for a clip, before any file's fields are set.
+    DpxHeader header;
+    std::memset(header.bytes, 0xAB, sizeof header.bytes);  // nothing of an old record survives
+    DpxFile::InitHeaderWidthHeightFramesFPSFilenameTimecodeCreated(
+        &header, 5, 3, 100, 25.0f, DpxFile::FirstFrameName(86), {1, 2, 3, 4}, Clip(5, 3).created);
+    const std::string bytes(reinterpret_cast<const char*>(header.bytes), kDpxHeaderBytes);
+    EXPECT_TRUE(test::MatchesRef("render/dpx-header-at-creation.txt", test::DumpDpx(bytes)));
+}
+
+TEST(FrameFormat, IndependentReadersSeeEverySampleAndTheFields) {
+    TempDir dir;
+    const FrameClip clip = Clip(40, 30);
+    // TIFF, also under a name beyond ASCII.
+    for (const std::string name : {"A001_C001.086412.tiff", "Bühne_日本_0001.tiff"}) {
+        SCOPED_TRACE(name);
+        TiffFormat format;
+        test::WriteWholeFile(dir / name, FileBytes(format, clip, 0, {}, dir / name));
+        test::TiffImage image;
+        ASSERT_TRUE(test::ReadWithLibtiff(dir / name, &image));
+        EXPECT_EQ(image.width, 40u);
+        EXPECT_EQ(image.photometric, PHOTOMETRIC_RGB);
+        EXPECT_EQ(image.planar, PLANARCONFIG_CONTIG);
+        EXPECT_EQ(image.orientation, ORIENTATION_TOPLEFT);
+        EXPECT_EQ(image.format, SAMPLEFORMAT_UINT);
+        auto want = Pattern(40, 30, false);
+        want.resize(40 * 30 * 3);
+        EXPECT_EQ(image.pixels, want);
+    }
+    DpxFormat dpx;
+    const std::string dpxPath = dir / "A001_C001.086413.dpx";
+    test::WriteWholeFile(dpxPath, FileBytes(dpx, clip, 13, {10, 0, 0, 13}, dpxPath));
+    const auto samples = test::ReadWithOiio(dpxPath, 40, 30);
+    const auto rgba = Pattern(40, 30, true);
+    ASSERT_EQ(samples.size(), 40u * 30u);
+    for (size_t p = 0; p < samples.size(); ++p)
+        for (size_t c = 0; c < 3; ++c) ASSERT_EQ(samples[p][c], rgba[4 * p + c] >> 6u) << "pixel " << p << " " << c;
+
+    struct Row {
+        const char* name;
+        std::string command;
+        std::vector<std::string> wanted;
+    } rows[] = {
+        {"tiffinfo",
+         "tiffinfo " + test::Quoted(dir / "A001_C001.086412.tiff"),
+         {"Image Width: 40 Image Length: 30", "Bits/Sample: 16", "Samples/Pixel: 3",
+          "Photometric Interpretation: RGB color", "Compression Scheme: None"}},
+        {"oiiotool tiff",
+         "oiiotool --info -v " + test::Quoted(dir / "A001_C001.086412.tiff"),
+         {"40 x   30, 3 channel, uint16 tiff", "channel list: R, G, B"}},
+        {"oiiotool dpx",
+         "oiiotool --info -v " + test::Quoted(dpxPath),
+         {"40 x   30, 3 channel, uint10 dpx", "channel list: R, G, B", "dpx:FramePosition: 13",
+          "dpx:SequenceLength: 100", "dpx:TimeCode: \"10:00:00:13\"", "dpx:FrameRate: 24", "dpx:TemporalFrameRate: 25",
+          "dpx:SourceImageFileName: \"A001_C001.086413.dpx\"", "dpx:Packing: \"Filled, method A\"",
+          "dpx:ImageDescriptor: \"RGB\"", "Copyright..."}},
+    };
+    for (const Row& r : rows) {
+        const auto out = test::RunShell(r.command);
+        EXPECT_EQ(out.status, 0) << r.name << "\n" << out.output;
+        EXPECT_EQ(out.output.find("Warning"), std::string::npos) << r.name << "\n" << out.output;
+        for (const auto& want : r.wanted)
+            EXPECT_NE(out.output.find(want), std::string::npos) << r.name << ": " << want << "\n" << out.output;
+    }
+}
+
+TEST(FrameFormat, SizesAFileCannotHoldAreRefusedNotWrapped) {
+    const TiffFormat tiff;
+    const DpxFormat dpx;
+    struct Row {
+        const char* name;
+        const FrameFileFormat& format;
+        int64_t w, h;
+        const char* problem;  // a part of the message; empty when the size fits
+    } rows[] = {
+        {"tiff widest", tiff, 65535, 1, ""},
+        {"tiff hd", tiff, 1920, 1080, ""},
+        {"tiff too wide", tiff, 65536, 1, "65535"},
+        {"tiff too tall", tiff, 1, 65536, "65535"},
+        {"tiff offsets", tiff, 30000, 30000, "32-bit"},
+        {"tiff empty", tiff, 0, 10, "at least 1"},
+        {"tiff negative", tiff, 10, -1, "at least 1"},
+        {"dpx wide", dpx, 65536, 2, ""},
+        {"dpx size field", dpx, 40000, 40000, "32-bit"},
+        {"dpx empty", dpx, 0, 1080, "at least 1"},
+    };
+    for (const Row& r : rows) {
+        const std::string problem = r.format.SizeProblem(r.w, r.h);
+        if (*r.problem == 0) {
+            EXPECT_EQ(problem, "") << r.name;
+        } else {
+            EXPECT_NE(problem.find(r.problem), std::string::npos) << r.name << ": " << problem;
+            EXPECT_NE(problem.find(std::to_string(r.w) + " x " + std::to_string(r.h)), std::string::npos) << r.name;
+        }
+    }
+    // The one-call writer refuses the same sizes, and any pixel size but 6, writing nothing.
+    TempDir dir;
+    const uint16_t sample[3] = {1, 2, 3};
+    EXPECT_EQ(writeCompactTiffRGB(65536, 1, sample, dir / "wide.tiff", 6), 1);
+    EXPECT_EQ(writeCompactTiffRGB(1, 1, sample, dir / "eight.tiff", 8), 1);
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
+    // It leaves the caller's samples in host order and writes what the format makes.
+    const auto samples = Pattern(7, 5, false);
+    auto copy = samples;
+    ASSERT_EQ(writeCompactTiffRGB(7, 5, copy.data(), dir / "a.tiff", 6), 0);
+    EXPECT_EQ(copy, samples);
+    TiffFormat format;
+    EXPECT_EQ(ReadWholeFile(dir / "a.tiff"), FileBytes(format, Clip(7, 5), 0, {}, ""));
+}
+
+TEST(FrameFormat, DpxSamplesPackToTheirTopTenBitsInPlace) {
+    struct Row {
+        const char* name;
+        uint16_t r, g, b, a;
+        uint32_t word;
+    } rows[] = {
+        {"white", 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFFFFFCu},
+        {"alpha dropped", 0, 0, 0, 0xFFFF, 0},
+        {"red", 0xFFFF, 0, 0, 0, 0xFFC00000u},
+        {"green", 0, 0xFFFF, 0, 0, 0x003FF000u},
+        {"blue", 0, 0, 0xFFFF, 0, 0x00000FFCu},
+        {"below one step", 0x003F, 0x003F, 0x003F, 0, 0},
+        {"mixed", 0x8040, 0x4000, 0x0040, 0x1234, (0x201u << 22) | (0x100u << 12) | (0x001u << 2)},
+    };
+    std::vector<uint16_t> rgba;
+    for (const auto& r : rows) rgba.insert(rgba.end(), {r.r, r.g, r.b, r.a});
+    DpxFormat format;
+    FrameClip clip;
+    clip.width = static_cast<int>(std::size(rows));
+    clip.height = 1;
+    format.Begin(clip);
+    auto* bytes = reinterpret_cast<uint8_t*>(rgba.data());
+    ASSERT_EQ(format.PackInPlace(bytes), std::size(rows) * 4);
+    const std::string packed(reinterpret_cast<const char*>(bytes), std::size(rows) * 4);
+    for (size_t i = 0; i < std::size(rows); ++i) EXPECT_EQ(test::Le(packed, 4 * i, 4), rows[i].word) << rows[i].name;
+
+    // A 1920 x 1080 frame is a file of 8,296,480 bytes.
+    format.Begin(Clip(1920, 1080));
+    std::vector<uint16_t> hd(1920 * 1080 * 4);
+    const FrameFileParts parts = format.PartsForFile(0, {}, "/a.dpx");
+    EXPECT_EQ(parts.head.size() + format.PackInPlace(reinterpret_cast<uint8_t*>(hd.data())) + parts.tail.size(),
+              8296480u);
+}
+
+TEST(FrameFile, WritesWholeFilesReplacingOnlyWhenAllowedAndFailuresLeaveNothing) {
+    TempDir dir;
+    const std::string path = dir / "A.000001.dpx";
+    const std::string first(5000, 'a'), second(3000, 'b'), big(100000, 'x');
+    auto write = [](const std::string& p, const std::string& bytes, bool replace, std::string* error) {
+        const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
+        const std::span<const uint8_t> parts[] = {{data, 10}, {data + 10, bytes.size() - 10}};
+        return WriteFrameFile(p, parts, replace, error);
+    };
+    std::string error;
+    ASSERT_TRUE(write(path, first, true, &error)) << error;
+    EXPECT_FALSE(write(path, second, false, &error)) << "kept";
+    EXPECT_NE(error.find(path), std::string::npos) << error;
+    EXPECT_EQ(ReadWholeFile(path), first);
+    ASSERT_TRUE(write(path, second, true, &error)) << error;
+    EXPECT_EQ(ReadWholeFile(path), second);
+    ASSERT_TRUE(write(dir / "Ünïcødé_名前.dpx", first, false, &error)) << error;
+    EXPECT_EQ(ReadWholeFile(dir / "Ünïcødé_名前.dpx"), first);
+
+    std::filesystem::create_directory(dir / "locked");
+    test::UnwritableFolder locked(dir / "locked");
+    test::WriteWholeFile(dir / "full.tiff", "earlier");
+    struct Row {
+        const char* name;
+        std::string path;
+        const char* why;
+        bool applies;
+    } rows[] = {
+        {"no folder", dir / "gone/A.000001.tiff", "cannot create", true},
+        {"disk full, earlier file kept", dir / "full.tiff", "cannot write", true},
+        {"disk full, new name", dir / "new.tiff", "cannot write", true},
+        {"folder refuses", dir / "locked/A.000001.tiff", "cannot create", locked.works()},
+    };
+    for (const Row& r : rows) {
+        if (!r.applies) continue;
+        {
+            test::FileSizeLimit limit(4096);
+            EXPECT_FALSE(write(r.path, big, true, &error)) << r.name;
+        }
+        EXPECT_NE(error.find(r.why), std::string::npos) << r.name << ": " << error;
+        EXPECT_NE(error.find(r.path), std::string::npos) << r.name << ": " << error;
+    }
+    EXPECT_EQ(ReadWholeFile(dir / "full.tiff"), "earlier");
+    EXPECT_FALSE(std::filesystem::exists(dir / "new.tiff"));
+    EXPECT_TRUE(test::HiddenFiles(dir.path()).empty());
+}
+
+}  // namespace
+}  // namespace ombrel

@@ -1,0 +1,320 @@
+// The frame-sequence renderer over each frame-file format of the build, through the render
+// queue on test pattern clips: naming, snippets, write failures, size refusals, overwriting.
+#include "render/FrameSequenceRenderer.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "QueueFixture.h"
+#include "core/Log.h"
+#include "render/dpx/DpxFile.h"
+#include "render/tiff/TiffFile.h"
+#include "support/RefFile.h"
+
+namespace ombrel {
+namespace {
+
+using test::HiddenFiles;
+using test::ReadWholeFile;
+using test::TestPatternConfig;
+using test::TestPatternSource;
+
+struct Size {
+    float w, h;
+};
+
+// What differs between the formats in these tests.
+struct TiffTraits {
+    using Format = TiffFormat;
+    static constexpr int kFormat = kFormatTiff;
+    static constexpr const char* kExt = "tiff";
+    // A source size the format refuses (false: renders), and an asked size it refuses.
+    static constexpr bool kRefusesWideSource = true;
+    static constexpr Size kRefusedAsk = {70000.0f, 100.0f};
+    static constexpr const char* kRefusedWhy = "65535";
+
+    // The file holds exactly the test pattern's frame f.
+    static void ExpectFrame(const std::string& path, int frame, uint32_t w, uint32_t h) {
+        test::TiffImage image;
+        ASSERT_TRUE(test::ReadWithLibtiff(path, &image)) << path;
+        ASSERT_EQ(image.width, w) << path;
+        ASSERT_EQ(image.height, h) << path;
+        EXPECT_EQ(image.pixels, TestPatternSource::FramePixels(frame, w, h)) << path << " is not frame " << frame;
+    }
+    static std::string Dump(const std::string& path) { return test::DumpTiff(ReadWholeFile(path)); }
+};
+
+struct DpxTraits {
+    using Format = DpxFormat;
+    static constexpr int kFormat = kFormatDpx;
+    static constexpr const char* kExt = "dpx";
+    static constexpr bool kRefusesWideSource = false;
+    static constexpr Size kRefusedAsk = {70000.0f, 16000.0f};
+    static constexpr const char* kRefusedWhy = "32-bit";
+
+    static void ExpectFrame(const std::string& path, int frame, uint32_t w, uint32_t h) {
+        const auto rgb = TestPatternSource::FramePixels(frame, w, h);
+        std::string words;
+        for (size_t p = 0; p < rgb.size() / 3; ++p) {
+            const uint32_t word = (rgb[3 * p] >> 6u) << 22 | (rgb[3 * p + 1] >> 6u) << 12 | (rgb[3 * p + 2] >> 6u) << 2;
+            for (int i = 0; i < 4; ++i) words.push_back(static_cast<char>(word >> (8 * i)));
+        }
+        const std::string file = ReadWholeFile(path);
+        ASSERT_EQ(file.size(), kDpxHeaderBytes + words.size()) << path;
+        EXPECT_TRUE(file.compare(kDpxHeaderBytes, std::string::npos, words) == 0) << path << " is not frame " << frame;
+    }
+    // Without the creation time, which is the time of the run.
+    static std::string Dump(const std::string& path) { return test::DumpDpx(ReadWholeFile(path), false); }
+};
+
+template <typename Traits>
+class SequenceRendererTest : public test::SequenceRenderTest {
+protected:
+    void SetUp() override {
+        SequenceRenderTest::SetUp();
+        out_->setFormat(Traits::kFormat);
+    }
+    static std::string Name(const std::string& stem) { return stem + "." + Traits::kExt; }
+    static std::string Ref(const std::string& what) {
+        return std::string("render/sequence-") + Traits::kExt + "-" + what + ".txt";
+    }
+};
+
+using Formats = ::testing::Types<TiffTraits, DpxTraits>;
+class FormatNames {
+public:
+    template <typename T>
+    static std::string GetName(int) {
+        return T::kExt;
+    }
+};
+TYPED_TEST_SUITE(SequenceRendererTest, Formats, FormatNames);
+
+TYPED_TEST(SequenceRendererTest, CameraAndMovieClipsWriteNamedFramesThatReadBackExactly) {
+    TestPatternConfig config;
+    config.width = 16;
+    config.height = 8;
+    config.frames = 3;
+    config.fps = 25.0f;
+    config.startTimecode = {10, 0, 0, 0};
+    config.audioChannels = 2;
+    test::ScopedTestPatternSources sources(config);
+    auto r3d = this->Item("A001_C001_0101AB_001.R3D", 3);
+    auto movie = this->Item("Scene 1.mov", 3);
+    auto wide = this->Item("Größe.mov", 3);
+    this->Run({r3d, movie, wide});
+    for (const auto& item : {r3d, movie, wide}) {
+        EXPECT_FALSE(item->errorState()) << item->filePath() << ": " << item->errorMessage();
+        EXPECT_EQ(item->framesRendered(), 3) << item->filePath();
+    }
+    // Clip prefix, then the frame's place in timecode (10:00:00:00 at 25 is 900000); the camera
+    // clip's sound beside its frames. A name beyond ASCII keeps its folder and files.
+    const auto N = [](const std::string& stem) { return TestFixture::Name(stem); };
+    EXPECT_EQ(this->FilesIn(this->Out("A001_C001_0101AB")),
+              (std::vector<std::string>{N("A001_C001_0101AB.900000"), N("A001_C001_0101AB.900001"),
+                                        N("A001_C001_0101AB.900002"), "A001_C001_0101AB.au"}));
+    EXPECT_EQ(this->FilesIn(this->Out("Größe")),
+              (std::vector<std::string>{N("Größe.900000"), N("Größe.900001"), N("Größe.900002")}));
+    for (int f = 0; f < 3; ++f) {
+        const std::string number = "90000" + std::to_string(f);
+        TypeParam::ExpectFrame(this->Out("A001_C001_0101AB/" + N("A001_C001_0101AB." + number)), f, 16, 8);
+        TypeParam::ExpectFrame(this->Out("Scene 1/" + N("Scene 1." + number)), f, 16, 8);
+    }
+    EXPECT_TRUE(test::MatchesRef(TestFixture::Ref("camera-frame-2"),
+                                 TypeParam::Dump(this->Out("A001_C001_0101AB/" + N("A001_C001_0101AB.900002")))));
+    EXPECT_TRUE(test::MatchesRef(TestFixture::Ref("non-ascii-frame-2"),
+                                 TypeParam::Dump(this->Out("Größe/" + N("Größe.900002")))));
+    EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty());
+
+    // Without the clip prefix, numbered by index, straight into the output folder.
+    RenderManager::Instance().Reset();
+    this->out_->setFilenames(1);
+    this->out_->setTimecode(1);
+    this->out_->setFolders(3);
+    auto plain = this->Item("A002_C002_0101AB_001.R3D", 3);
+    this->Run({plain});
+    EXPECT_FALSE(plain->errorState()) << plain->errorMessage();
+    for (int f = 0; f < 3; ++f) TypeParam::ExpectFrame(this->Out(N("00000" + std::to_string(f))), f, 16, 8);
+}
+
+TYPED_TEST(SequenceRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersNamedPerFile) {
+    TestPatternConfig config;
+    config.width = 24;
+    config.height = 16;
+    config.frames = 12;
+    test::ScopedTestPatternSources sources(config);
+    this->out_->setEdlOptions(1);
+    this->out_->setTimecode(1);
+    auto clip = ClipSettings::Make();
+    // 2..5, then 7 down to 4 (frames 4 and 5 are in both), then a one-frame snippet.
+    clip->SetSnippets(std::vector<int>{2, 5, 7, 4, 9, 9});
+    auto item = this->Item("A001_C001_0101AB_001.R3D", 12, clip);
+    this->Run({item});
+    EXPECT_FALSE(item->errorState()) << item->errorMessage();
+
+    const std::string folder = this->Out("A001_C001_0101AB");
+    std::vector<std::string> four;
+    for (int i = 0; i < 4; ++i) four.push_back(TestFixture::Name("A001_C001_0101AB.00000" + std::to_string(i)));
+    EXPECT_EQ(this->FilesIn(folder + "/S0001"), four);
+    EXPECT_EQ(this->FilesIn(folder + "/S0002"), four);
+    EXPECT_TRUE(std::filesystem::is_directory(folder + "/S0003"));
+    EXPECT_TRUE(this->FilesIn(folder + "/S0003").empty());
+    // Each snippet counts its files from its own first frame.
+    for (int i = 0; i < 4; ++i) {
+        TypeParam::ExpectFrame(folder + "/S0001/" + four[i], 2 + i, 24, 16);
+        TypeParam::ExpectFrame(folder + "/S0002/" + four[i], 4 + i, 24, 16);
+    }
+    // Frame 5 in both folders: the second file's own name in its header.
+    EXPECT_TRUE(test::MatchesRef(TestFixture::Ref("snippet-frame-5"), TypeParam::Dump(folder + "/S0002/" + four[1])));
+}
+
+TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheRunGoesOn) {
+    TestPatternConfig big;
+    big.width = 64;
+    big.height = 36;   // files above 4 KiB
+    big.frames = 200;  // long enough that a loaded machine cannot finish before the fault
+    big.decodeLatency = std::chrono::milliseconds(10);
+    TestPatternConfig small;
+    small.width = 8;
+    small.height = 8;  // files below 4 KiB
+    small.frames = 5;
+    std::vector<std::pair<std::string, TestPatternConfig>> perPath;
+    for (const char* reel : {"A001", "B001", "C001"})
+        perPath.push_back({this->ClipPath(std::string(reel) + "_C001_0101AB_001.R3D"), big});
+    test::ScopedTestPatternSources sources(perPath, small);
+
+    struct Row {
+        const char* name;
+        const char* reel;
+        const char* why;  // in the item's message
+        bool fromStart;   // the fault is there before the first frame
+    } rows[] = {
+        {"disk fills after two frames", "A001", "File too large", false},
+        {"folder vanishes after two frames", "B001", "No such file or directory", false},
+        {"folder refuses from the start", "C001", "cannot create", true},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        RenderManager::Instance().Reset();
+        const std::string folder = this->Out(std::string(r.reel) + "_C001_0101AB");
+        auto failing = this->Item(std::string(r.reel) + "_C001_0101AB_001.R3D", 200);
+        auto next = this->Item(std::string(r.reel) + "_C002_0101AB_001.R3D", 5);
+        std::unique_ptr<test::FileSizeLimit> full;
+        std::unique_ptr<test::UnwritableFolder> locked;
+        if (r.fromStart) {
+            std::filesystem::create_directories(folder);
+            locked = std::make_unique<test::UnwritableFolder>(folder);
+            if (!locked->works()) continue;  // this process can write into any folder
+        }
+        LogCapture log;
+        this->Run({failing, next}, [&] {
+            if (r.fromStart || this->FilesIn(folder).size() < 2) return false;
+            if (r.reel == std::string("A001"))
+                full = std::make_unique<test::FileSizeLimit>(4096);
+            else  // moved away in one step, so a file being written goes with it
+                std::filesystem::rename(folder, folder + ".gone");
+            return true;
+        });
+        full.reset();
+        locked.reset();
+
+        ASSERT_TRUE(failing->errorState());
+        EXPECT_NE(failing->errorMessage().find(r.why), std::string::npos) << failing->errorMessage();
+        EXPECT_NE(failing->errorMessage().find("was not written"), std::string::npos) << failing->errorMessage();
+        EXPECT_TRUE(log.Contains("was not written")) << "the failure is in the log";
+        EXPECT_LT(failing->framesRendered(), 200) << "the clip stopped at the failure";
+        if (r.reel == std::string("A001")) {
+            const auto written = this->FilesIn(folder);
+            ASSERT_GE(written.size(), 2u);
+            EXPECT_EQ(failing->framesRendered(), static_cast<int>(written.size())) << "the failed frame does not count";
+            for (size_t i = 0; i < written.size(); ++i)
+                TypeParam::ExpectFrame(folder + "/" + written[i], static_cast<int>(i), 64, 36);
+        }
+        if (r.fromStart) EXPECT_EQ(failing->framesRendered(), 0);
+        EXPECT_TRUE(HiddenFiles(folder).empty()) << "no half-written frame is left";
+        EXPECT_FALSE(next->errorState()) << next->errorMessage();
+        EXPECT_EQ(this->FilesIn(this->Out(std::string(r.reel) + "_C002_0101AB")).size(), 5u);
+    }
+}
+
+TYPED_TEST(SequenceRendererTest, SizesTheFileCannotHoldAreRefusedWithAMessage) {
+    TestPatternConfig wide;
+    wide.width = 65536;  // too wide for TIFF's 16-bit entries, fine for DPX
+    wide.height = 2;
+    wide.frames = 1;
+    auto log = std::make_shared<test::TestPatternLog>();
+    test::ScopedTestPatternSources sources(wide, log);
+    auto item = this->Item("A001_C001_0101AB_001.R3D", 1);
+    this->Run({item});
+    EXPECT_EQ(item->errorState(), TypeParam::kRefusesWideSource) << item->errorMessage();
+    if (TypeParam::kRefusesWideSource) {
+        EXPECT_NE(item->errorMessage().find("65536 x 2"), std::string::npos) << item->errorMessage();
+        EXPECT_TRUE(this->FilesIn(this->Out("A001_C001_0101AB")).empty());
+    } else {
+        TypeParam::ExpectFrame(this->Out("A001_C001_0101AB/" + TestFixture::Name("A001_C001_0101AB.086400")), 0, 65536,
+                               2);
+    }
+
+    // An asked size is refused before the clip is opened at it.
+    RenderManager::Instance().Reset();
+    const int opensBefore = log->opens;
+    this->out_->setSize({TypeParam::kRefusedAsk.w, TypeParam::kRefusedAsk.h});
+    auto asked = this->Item("A002_C001_0101AB_001.R3D", 1);
+    this->Run({asked});
+    EXPECT_TRUE(asked->errorState());
+    const std::string size = std::to_string(static_cast<int>(TypeParam::kRefusedAsk.w)) + " x " +
+                             std::to_string(static_cast<int>(TypeParam::kRefusedAsk.h));
+    EXPECT_NE(asked->errorMessage().find(size), std::string::npos) << asked->errorMessage();
+    EXPECT_NE(asked->errorMessage().find(TypeParam::kRefusedWhy), std::string::npos) << asked->errorMessage();
+    EXPECT_EQ(log->opens, opensBefore);
+}
+
+// The check box "overwrite" stores 0 when ticked, and the renderer may replace only then.
+TYPED_TEST(SequenceRendererTest, OverwriteSettingDecidesEndToEndWhetherOutputIsReplaced) {
+    TestPatternConfig config;
+    config.width = 8;
+    config.height = 4;
+    config.frames = 3;
+    test::ScopedTestPatternSources sources(config);
+    auto first = this->Item("A001_C001_0101AB_001.R3D", 3);
+    this->Run({first});
+    ASSERT_FALSE(first->errorState()) << first->errorMessage();
+    const std::string stale = this->Out("A001_C001_0101AB/" + TestFixture::Name("A001_C001_0101AB.086401"));
+    test::WriteWholeFile(stale, "stale");
+    const auto before = test::Listing(this->dir_ / "out");
+
+    // Keep existing output (1): the queue refuses the clip, and so does the renderer itself.
+    this->out_->setOverwrite(1);
+    RenderManager::Instance().Reset();
+    auto kept = this->Item("A001_C001_0101AB_001.R3D", 3);
+    EXPECT_FALSE(RenderManager::Instance().AddItem(kept));
+    EXPECT_TRUE(kept->errorState());
+    {
+        LogCapture log;
+        auto again = this->Item("A001_C001_0101AB_001.R3D", 3);
+        FrameSequenceRenderer renderer(std::make_unique<typename TypeParam::Format>());
+        ASSERT_TRUE(renderer.LoadSettingsForRenderManagerItem(again)) << again->errorMessage();
+        EXPECT_FALSE(renderer.overwrite());
+        renderer.RenderFrameSequenceStartingEnding(0, 2);
+        const std::string line = "Part of sequence exists at " +
+                                 this->Out("A001_C001_0101AB/" + TestFixture::Name("A001_C001_0101AB.086400")) +
+                                 ".  Not rendering.";
+        EXPECT_TRUE(log.Contains(line)) << line;
+        EXPECT_EQ(again->errorMessage(), line);
+        EXPECT_EQ(again->framesRendered(), 0);
+    }
+    EXPECT_EQ(test::Listing(this->dir_ / "out"), before) << "nothing in the folder changed";
+
+    // Replace existing output (0): every frame is written anew.
+    this->out_->setOverwrite(0);
+    RenderManager::Instance().Reset();
+    auto replaced = this->Item("A001_C001_0101AB_001.R3D", 3);
+    this->Run({replaced});
+    EXPECT_FALSE(replaced->errorState()) << replaced->errorMessage();
+    TypeParam::ExpectFrame(stale, 1, 8, 4);
+    EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty());
+}
+
+}  // namespace
+}  // namespace ombrel
