@@ -112,7 +112,7 @@ void BM_Write(benchmark::State& state) {
         const std::span<const uint8_t> file[] = {parts.head, {pixels, packed}, parts.tail};
         ++n;
         bytes += static_cast<int64_t>(parts.head.size() + packed + parts.tail.size());
-        if (!ombrel::WriteFrameFile(path, file, true, nullptr)) state.SkipWithError("write failed");
+        if (!ombrel::WriteFrameFile(path, file, true).ok()) state.SkipWithError("write failed");
     }
     Record(state, what.c_str(), s, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), n);
     state.SetBytesProcessed(bytes);

@@ -63,10 +63,9 @@ void FrameSequenceRenderer::WriteFrame(RenderSetup& setup, int frame, uint8_t* b
     for (const FrameTarget& t : targets) {
         const FrameFileParts parts = format_->PartsForFile(frame, timecode, t.path);
         const std::span<const uint8_t> file[] = {parts.head, pixels, parts.tail};
-        std::string error;
-        if (!WriteFrameFile(t.path, file, overwrite(), &error)) {
+        if (const Status s = WriteFrameFile(t.path, file, overwrite()); !s.ok()) {
             // The queue logs the item's message with the clip's path when the clip ends.
-            FailItem("Frame " + std::to_string(frame) + " was not written (" + error + "); the clip stops here");
+            FailItem("Frame " + std::to_string(frame) + " was not written (" + s.message() + "); the clip stops here");
             continue;
         }
         if (t.job >= 0 && static_cast<size_t>(t.job) < setup.jobs.size())

@@ -142,11 +142,10 @@ int writeCompactTiffRGB(int width, int height, const uint16_t* samples, const st
     std::vector<uint16_t> pixels(samples, samples + count);
     SwapSamplesToBigEndian(pixels.data(), count);
     const TiffHeadAndTail layout = TiffLayout(width, height);
-    std::string error;
     const std::span<const uint8_t> parts[] = {
         layout.head, {reinterpret_cast<const uint8_t*>(pixels.data()), count * 2}, layout.tail};
-    if (!WriteFrameFile(path, parts, true, &error)) {
-        LogWarn("{}", error);
+    if (const Status s = WriteFrameFile(path, parts, true); !s.ok()) {
+        LogWarn("{}", s.message());
         return 1;
     }
     return 0;
