@@ -4,9 +4,10 @@
 
 #include <cmath>
 
-#include "../render/TiffDpxRenderFixture.h"
 #include "LookTestSupport.h"
 #include "render/LookPipeline.h"
+#include "support/FrameFiles.h"
+#include "support/RenderQueueFixture.h"
 
 namespace ombrel {
 namespace {

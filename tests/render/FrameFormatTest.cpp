@@ -7,11 +7,11 @@
 #include <memory>
 #include <vector>
 
-#include "FrameDump.h"
 #include "render/FrameFile.h"
 #include "render/dpx/DpxFile.h"
 #include "render/tiff/TiffFile.h"
 #include "support/FileFaults.h"
+#include "support/FrameFiles.h"
 #include "support/RefFile.h"
 #include "support/TempDir.h"
 

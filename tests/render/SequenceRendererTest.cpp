@@ -6,11 +6,12 @@
 
 #include <memory>
 
-#include "QueueFixture.h"
 #include "core/Log.h"
 #include "render/dpx/DpxFile.h"
 #include "render/tiff/TiffFile.h"
+#include "support/FrameFiles.h"
 #include "support/RefFile.h"
+#include "support/RenderQueueFixture.h"
 
 namespace ombrel {
 namespace {

@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "FrameDump.h"
 #include "core/MainQueue.h"
 #include "model/SettingsManager.h"
 #include "render/DefaultRenderers.h"
