@@ -58,6 +58,7 @@ FrameClip Clip(int w, int h) {
 
 TEST(FrameFormat, EveryHeaderFieldMatchesItsReferenceDump) {
     test::ScopedEnv utc("TZ", "UTC");  // the creation date is local time
+    ::tzset();
     struct Row {
         const char* ref;
         std::function<std::unique_ptr<FrameFileFormat>()> format;

@@ -149,32 +149,4 @@ inline std::vector<std::string> HiddenFiles(const std::string& folder) {
     return out;
 }
 
-// Sets an environment variable while alive, then puts back what was there (or nothing).
-// TZ changes reach the C library's time functions at once.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : name_(name) {
-        if (const char* old = std::getenv(name)) {
-            had_ = true;
-            old_ = old;
-        }
-        ::setenv(name, value, 1);
-        ::tzset();
-    }
-    ~ScopedEnv() {
-        if (had_)
-            ::setenv(name_.c_str(), old_.c_str(), 1);
-        else
-            ::unsetenv(name_.c_str());
-        ::tzset();
-    }
-    ScopedEnv(const ScopedEnv&) = delete;
-    ScopedEnv& operator=(const ScopedEnv&) = delete;
-
-private:
-    std::string name_;
-    bool had_ = false;
-    std::string old_;
-};
-
 }  // namespace ombrel::test
