@@ -7,8 +7,6 @@ namespace {
 
 struct Hooks {
     std::mutex lock;
-    R3DClipOpener r3dOpener;
-    MovieFactsSource movieFacts;
     UsageEventSink usage;
     FilePanels panels;
 };
@@ -33,12 +31,6 @@ T Load(T Hooks::*field) {
 }
 
 }  // namespace
-
-void SetR3DClipOpener(R3DClipOpener opener) { Store(&Hooks::r3dOpener, std::move(opener)); }
-R3DClipOpener GetR3DClipOpener() { return Load(&Hooks::r3dOpener); }
-
-void SetMovieFactsSource(MovieFactsSource source) { Store(&Hooks::movieFacts, std::move(source)); }
-MovieFactsSource GetMovieFactsSource() { return Load(&Hooks::movieFacts); }
 
 void SetUsageEventSink(UsageEventSink sink) { Store(&Hooks::usage, std::move(sink)); }
 UsageEventSink GetUsageEventSink() { return Load(&Hooks::usage); }

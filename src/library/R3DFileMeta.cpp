@@ -3,8 +3,8 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "library/FileParser.h"
-#include "library/FileParserHooks.h"
 #include "platform/movie/MovieProbe.h"
+#include "r3d/sdk/R3DSDK.h"
 
 #include <cmath>
 #include <filesystem>
@@ -15,6 +15,11 @@ namespace {
 
 // Media without a timecode start here; the full stop before the frames is deliberate.
 constexpr const char* kNoTimecode = "00:00:00.00";
+
+struct MovieFacts {
+    float fps = 0.0f;
+    int32_t frameCount = 0;
+};
 
 std::optional<MovieFacts> ProbeFacts(const std::string& path) {
     MovieInfo info;
@@ -39,27 +44,22 @@ bool R3DFileMeta::LoadMetadataFromPathIsR3d(const std::string& path, bool isR3d)
 }
 
 bool R3DFileMeta::LoadR3D(const std::string& path) {
-    R3DClipOpener open = GetR3DClipOpener();
-    if (!open) {
-        LogWarn("No R3D reader is available to open {}", path);
-        return false;
-    }
-    std::unique_ptr<R3DClipInfo> clip = open(path);
-    if (!clip) return false;
-    reel_ = clip->MetadataItemAsString("reel_id");
-    clip_ = clip->MetadataItemAsString("clip_id");
+    const R3DSDK::Clip clip(path);
+    if (clip.Status() != R3DSDK::kClipLoaded) return false;
+    reel_ = clip.MetadataItemAsString("reel_id");
+    clip_ = clip.MetadataItemAsString("clip_id");
     path_ = path;
-    frameCount_ = clip->VideoFrameCount();
-    timecodeIn_ = clip->AbsoluteTimecode(0);
-    edgecodeIn_ = clip->EdgeTimecode(0);
+    frameCount_ = static_cast<int32_t>(clip.VideoFrameCount());
+    timecodeIn_ = clip.AbsoluteTimecode(0);
+    edgecodeIn_ = clip.EdgeTimecode(0);
     if (frameCount_ < 1) {
         timecodeOut_ = timecodeIn_;
         edgecodeOut_ = edgecodeIn_;
     } else {
-        timecodeOut_ = clip->AbsoluteTimecode(frameCount_ - 1);
-        edgecodeOut_ = clip->EdgeTimecode(frameCount_ - 1);
+        timecodeOut_ = clip.AbsoluteTimecode(frameCount_ - 1);
+        edgecodeOut_ = clip.EdgeTimecode(frameCount_ - 1);
     }
-    fps_ = clip->TimecodeFramerate();
+    fps_ = clip.TimecodeFramerate();
     frameIn_ = FileParser::GetIntOfTimecodeFPS(timecodeIn_, fps_);
     edgeFrameIn_ = FileParser::GetIntOfTimecodeFPS(edgecodeIn_, fps_);
     // One past the last frame, unlike a movie's.
@@ -69,14 +69,9 @@ bool R3DFileMeta::LoadR3D(const std::string& path) {
 }
 
 bool R3DFileMeta::LoadMovie(const std::string& path) {
-    std::optional<MovieFacts> facts;
-    if (MovieFactsSource source = GetMovieFactsSource()) {
-        facts = source(path);
-    } else {
-        std::error_code ec;
-        if (!std::filesystem::exists(path, ec)) return false;
-        facts = ProbeFacts(path);
-    }
+    std::error_code ec;
+    if (!std::filesystem::exists(path, ec)) return false;
+    const std::optional<MovieFacts> facts = ProbeFacts(path);
     if (!facts) return false;
     frameIn_ = 0;
     edgeFrameIn_ = 0;

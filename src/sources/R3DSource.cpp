@@ -4,7 +4,6 @@
 #include <new>
 
 #include "core/Log.h"
-#include "library/FileParserHooks.h"
 #include "sources/SourceFactory.h"
 
 namespace ombrel {
@@ -19,25 +18,6 @@ int TwoDigits(const std::string& text, size_t at) {
 }
 
 bool IsSeparator(char c) { return c == ':' || c == ';' || c == '.'; }
-
-// The file rules' view of a clip, through the SDK.
-class SdkClipInfo final : public R3DClipInfo {
-public:
-    explicit SdkClipInfo(const std::string& path) : clip_(path) {}
-    bool ok() const { return clip_.Status() == R3DSDK::kClipLoaded; }
-    std::string MetadataItemAsString(const std::string& key) const override { return clip_.MetadataItemAsString(key); }
-    int32_t VideoFrameCount() const override { return int32_t(clip_.VideoFrameCount()); }
-    std::string AbsoluteTimecode(int32_t frame) const override {
-        return frame < 0 ? std::string() : clip_.AbsoluteTimecode(size_t(frame));
-    }
-    std::string EdgeTimecode(int32_t frame) const override {
-        return frame < 0 ? std::string() : clip_.EdgeTimecode(size_t(frame));
-    }
-    float TimecodeFramerate() const override { return clip_.TimecodeFramerate(); }
-
-private:
-    R3DSDK::Clip clip_;
-};
 
 }  // namespace
 
@@ -257,11 +237,6 @@ bool R3DSource::DiscardFrame(int32_t frame) { return r3dFile_ && r3dFile_->Disca
 void RegisterR3DSource() {
     SetRenderSourceMaker(SourceKind::R3D, [](const std::string&) -> std::unique_ptr<RenderSource> {
         return std::make_unique<R3DSource>();
-    });
-    SetR3DClipOpener([](const std::string& path) -> std::unique_ptr<R3DClipInfo> {
-        auto info = std::make_unique<SdkClipInfo>(path);
-        if (!info->ok()) return nullptr;
-        return info;
     });
 }
 

@@ -1,138 +1,90 @@
 #include "library/R3DFileMeta.h"
 
-#include "core/Log.h"
 #include "library/FileParser.h"
-#include "library/FileParserHooks.h"
 #include "platform/movie/TestMovies.h"
+#include "r3d/sdk/SdkClips.h"
 #include "support/RefFile.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <map>
+#include <filesystem>
 #include <sstream>
 
 namespace ombrel {
 namespace {
 
-// A clip as the camera SDK would show it, counting timecode from a start frame.
-class FakeClip : public R3DClipInfo {
-public:
-    FakeClip(int32_t frames, float rate, uint32_t startFrame, uint32_t edgeStart)
-        : frames_(frames), rate_(rate), start_(startFrame), edgeStart_(edgeStart) {}
-    std::string MetadataItemAsString(const std::string& key) const override {
-        auto it = metadata.find(key);
-        return it == metadata.end() ? std::string() : it->second;
-    }
-    int32_t VideoFrameCount() const override { return frames_; }
-    std::string AbsoluteTimecode(int32_t frame) const override {
-        return FileParser::GetStringOfTimecodeFPS(start_ + frame, rate_);
-    }
-    std::string EdgeTimecode(int32_t frame) const override {
-        return FileParser::GetStringOfTimecodeFPS(edgeStart_ + frame, rate_);
-    }
-    float TimecodeFramerate() const override { return rate_; }
-
-    std::map<std::string, std::string> metadata{{"reel_id", "A001"}, {"clip_id", "C002"}};
-
-private:
-    int32_t frames_;
-    float rate_;
-    uint32_t start_;
-    uint32_t edgeStart_;
-};
-
-// Registers an opener for one test and takes it away again.
-class WithOpener {
-public:
-    explicit WithOpener(R3DClipOpener opener) { SetR3DClipOpener(std::move(opener)); }
-    ~WithOpener() { SetR3DClipOpener({}); }
-};
-
-class WithMovieFacts {
-public:
-    explicit WithMovieFacts(MovieFactsSource source) { SetMovieFactsSource(std::move(source)); }
-    ~WithMovieFacts() { SetMovieFactsSource({}); }
-};
-
-// Every field of a record, one a line, for the reference files.
+// Every field of a record, one a line, for the reference files; the path by its file name, as
+// the clips are written to a fresh folder each run.
 std::string Describe(const R3DFileMeta& m) {
     std::ostringstream o;
-    o << "path " << m.path() << "\nreel " << m.reel() << "\nclip " << m.clip() << "\nframeCount " << m.frameCount()
-      << "\nfps " << m.fps() << "\ntimecode " << m.timecodeIn() << " - " << m.timecodeOut() << "\nedgecode "
-      << m.edgecodeIn() << " - " << m.edgecodeOut() << "\nframes " << m.frameIn() << " - " << m.frameOut()
-      << "\nedgeFrames " << m.edgeFrameIn() << " - " << m.edgeFrameOut() << "\nR3dPrefix " << m.R3dPrefix()
-      << "\nBaseFilename " << m.BaseFilename() << "\nShortName " << m.ShortName() << "\n";
+    o << "path " << std::filesystem::path(m.path()).filename().string() << "\nreel " << m.reel() << "\nclip "
+      << m.clip() << "\nframeCount " << m.frameCount() << "\nfps " << m.fps() << "\ntimecode " << m.timecodeIn()
+      << " - " << m.timecodeOut() << "\nedgecode " << m.edgecodeIn() << " - " << m.edgecodeOut() << "\nframes "
+      << m.frameIn() << " - " << m.frameOut() << "\nedgeFrames " << m.edgeFrameIn() << " - " << m.edgeFrameOut()
+      << "\nR3dPrefix " << m.R3dPrefix() << "\nBaseFilename " << m.BaseFilename() << "\nShortName " << m.ShortName()
+      << "\n";
     return o.str();
 }
 
-// An R3D clip counts from its start timecode and ends one past its last frame (23.976 counts
-// as 24; without frames it ends where it starts); a movie runs from zero to its last frame
-// without timecode.
+sdktest::SdkClip SilentClip(int frames, uint32_t rate, uint16_t scale, const char* absolute, const char* edge) {
+    sdktest::SdkClip c = sdktest::BasicClip(16, 8, frames);
+    c.spec.rateNumerator = rate;
+    c.spec.rateDenominator = scale;
+    c.spec.absoluteTimecode = absolute;
+    c.spec.edgeTimecode = edge;
+    c.spec.audioChannels = 0;
+    c.audioBlocks.clear();
+    return c;
+}
+
+// An R3D clip, read through the camera SDK stand-in, counts from its start timecode and ends one
+// past its last frame (23.976 counts in 24s); a movie runs from zero to its last frame without
+// timecode.
 TEST(R3DFileMeta, RecordsOfClipsAndMoviesMatchTheirReferences) {
-    struct Row {
+    test::TempDir dir;
+    ASSERT_EQ(
+        sdktest::WriteSdkClip(dir / "A001_C002_0101AB_001.R3D", SilentClip(100, 24, 1, "01:00:00:00", "00:00:10:00")),
+        "");
+    ASSERT_EQ(sdktest::WriteSdkClip(dir / "A002_C010_0202CD_001.R3D",
+                                    SilentClip(2, 24000, 1001, "11:22:33:12", "10:00:00:00")),
+              "");
+    ASSERT_TRUE(test::MakeMovie(test::TestPattern("25", 50), dir / "known interview.mov"));
+    const struct {
         const char* ref;
         std::string path;
         bool isR3d;
-        std::function<std::unique_ptr<R3DClipInfo>()> clip;
+    } rows[] = {
+        {"r3d-clip", dir / "A001_C002_0101AB_001.R3D", true},
+        {"r3d-clip-23976", dir / "A002_C010_0202CD_001.R3D", true},
+        {"movie", dir / "known interview.mov", false},
     };
-    const Row rows[] = {
-        {"r3d-clip", "/Volumes/Card/A001_C002_0101AB_001.R3D", true,
-         [] { return std::make_unique<FakeClip>(100, 24.0f, 86400, 240); }},
-        {"r3d-clip-without-frames", "/v/A002_C010_0202CD_001.R3D", true,
-         [] {
-             auto clip = std::make_unique<FakeClip>(0, 23.976f, 86400 + 24, 0);
-             clip->metadata.clear();
-             return clip;
-         }},
-        {"movie", "/Users/ed/known interview.mov", false, nullptr},
-    };
-    WithMovieFacts facts([](const std::string& path) -> std::optional<MovieFacts> {
-        if (path.find("known") == std::string::npos) return std::nullopt;
-        return MovieFacts{25.0f, 250};
-    });
-    for (const Row& r : rows) {
+    for (const auto& r : rows) {
         SCOPED_TRACE(r.ref);
-        std::string opened;
-        WithOpener opener([&](const std::string& path) {
-            opened = path;
-            return r.clip();
-        });
         R3DFileMeta meta;
         ASSERT_TRUE(meta.LoadMetadataFromPathIsR3d(r.path, r.isR3d));
-        EXPECT_EQ(opened, r.isR3d ? r.path : "");
+        EXPECT_EQ(meta.path(), r.path);
         EXPECT_TRUE(test::MatchesRef(std::string("library/") + r.ref + ".txt", Describe(meta)));
     }
-    EXPECT_FALSE(R3DFileMeta().LoadMetadataFromPathIsR3d("/Users/ed/other.mov", false));
 }
 
-TEST(R3DFileMeta, AnR3DClipThatCannotBeOpenedIsNoCandidate) {
-    R3DFileMeta meta;
-    {
-        LogCapture log;
-        EXPECT_FALSE(meta.LoadMetadataFromPathIsR3d("/v/A001_C002_0101AB_001.R3D", true));
-        EXPECT_TRUE(log.Contains("No R3D reader"));
-    }
-    WithOpener opener([](const std::string&) { return std::unique_ptr<R3DClipInfo>(); });
-    EXPECT_FALSE(meta.LoadMetadataFromPathIsR3d("/v/A001_C002_0101AB_001.R3D", true));
-    EXPECT_EQ(meta.path(), "");
-    EXPECT_EQ(meta.frameCount(), 0);
-}
-
-TEST(R3DFileMeta, WithoutACacheAMovieIsProbed) {
+TEST(R3DFileMeta, AFileThatIsNoClipIsNoCandidate) {
     test::TempDir dir;
-    ASSERT_TRUE(test::MakeMovie(test::TestPattern("24", 48), dir / "clip.mov"));
-    R3DFileMeta meta;
-    ASSERT_TRUE(meta.LoadMetadataFromPathIsR3d(dir / "clip.mov", false));
-    EXPECT_EQ(meta.frameCount(), 48);
-    EXPECT_NEAR(meta.fps(), 24.0f, 1e-4);
-    EXPECT_EQ(meta.frameOut(), 47);
-    EXPECT_EQ(meta.timecodeOut(), "00:00:01:23");
-
+    test::WriteWholeFile(dir / "A001_C002_0101AB_001.R3D", std::string(5000, 'x'));
     test::WriteWholeFile(dir / "notes.mov", std::string(5000, 'x'));
-    EXPECT_FALSE(R3DFileMeta().LoadMetadataFromPathIsR3d(dir / "notes.mov", false));
-    EXPECT_FALSE(R3DFileMeta().LoadMetadataFromPathIsR3d(dir / "missing.mov", false));
+    const struct {
+        std::string path;
+        bool isR3d;
+    } rows[] = {{dir / "A001_C002_0101AB_001.R3D", true},
+                {dir / "A009_C002_0101AB_001.R3D", true},
+                {dir / "notes.mov", false},
+                {dir / "missing.mov", false}};
+    for (const auto& r : rows) {
+        R3DFileMeta meta;
+        EXPECT_FALSE(meta.LoadMetadataFromPathIsR3d(r.path, r.isR3d)) << r.path;
+        EXPECT_EQ(meta.path(), "") << r.path;
+        EXPECT_EQ(meta.frameCount(), 0) << r.path;
+    }
 }
 
 TEST(R3DFileMeta, NamesForMatching) {
