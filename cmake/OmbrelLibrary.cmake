@@ -1,9 +1,38 @@
-# ombrel_library(NAME SOURCES ... DEPENDS ...): one static library per subsystem.
-# Headers sit beside the sources and are included as "name/Header.h" from src/.
+# ombrel_library(NAME SOURCES ... DEPENDS ... [PRIVATE_DEPENDS ...] [HEADER_DIR dir] [EXCLUDE_DIRS ...]):
+# one static library per subsystem. Headers sit beside the sources and are included as
+# "folder/Header.h". Each library gets an include root of its own in the build tree that holds
+# only its own headers, so a file sees the headers of the libraries it links and no others:
+# an include of a library not linked fails to compile. HEADER_DIR (relative to src/) defaults
+# to the folder of the CMakeLists.txt; subfolders with a CMakeLists.txt of their own, and
+# EXCLUDE_DIRS, belong to other libraries.
 function(ombrel_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "" "HEADER_DIR" "SOURCES;DEPENDS;PRIVATE_DEPENDS;EXCLUDE_DIRS" ${ARGN})
   add_library(ombrel_${name} STATIC ${ARG_SOURCES})
-  target_include_directories(ombrel_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  set(src_root ${PROJECT_SOURCE_DIR}/src)
+  if(NOT ARG_HEADER_DIR)
+    file(RELATIVE_PATH ARG_HEADER_DIR ${src_root} ${CMAKE_CURRENT_SOURCE_DIR})
+  endif()
+  set(include_root ${CMAKE_BINARY_DIR}/include/${name})
+  file(REMOVE_RECURSE ${include_root})
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${src_root}/${ARG_HEADER_DIR}
+       ${src_root}/${ARG_HEADER_DIR}/*.h)
+  foreach(header IN LISTS headers)
+    set(owned TRUE)
+    get_filename_component(dir ${header} DIRECTORY)
+    while(dir)
+      if(EXISTS ${src_root}/${ARG_HEADER_DIR}/${dir}/CMakeLists.txt OR dir IN_LIST ARG_EXCLUDE_DIRS)
+        set(owned FALSE)
+      endif()
+      get_filename_component(dir ${dir} DIRECTORY)
+    endwhile()
+    if(owned)
+      get_filename_component(link_dir ${include_root}/${ARG_HEADER_DIR}/${header} DIRECTORY)
+      file(MAKE_DIRECTORY ${link_dir})
+      file(CREATE_LINK ${src_root}/${ARG_HEADER_DIR}/${header} ${include_root}/${ARG_HEADER_DIR}/${header} SYMBOLIC)
+    endif()
+  endforeach()
+  file(MAKE_DIRECTORY ${include_root})
+  target_include_directories(ombrel_${name} PUBLIC ${include_root})
   target_link_libraries(ombrel_${name} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_DEPENDS})
 endfunction()
 
