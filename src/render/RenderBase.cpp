@@ -12,6 +12,7 @@
 #include "core/MainQueue.h"
 #include "core/Paths.h"
 #include "library/FileParser.h"
+#include "look/AppState.h"
 #include "look/GrainWalk.h"
 #include "model/LookRanges.h"
 #include "model/SettingsManager.h"
@@ -434,6 +435,9 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
 
     RenderSetup setup;
     if (!SetupForRenderStartingEnding(setup, first, last)) return;
+    // Raw frames: a stock without a table for the camera falls back to the raw chain. Set
+    // before the pipeline loads the table, which reads it.
+    AppState::Instance().setState(0);
     const ClipSettings& clip = *setup.clipSettings;
     const ClipSettings& itemLook = currentRenderItem_->settings() ? *currentRenderItem_->settings() : clip;
     const OutputSettings& out = *currentRenderItem_->outputSettings();
@@ -501,6 +505,8 @@ void RenderBase::RenderQTFrameSequenceStartingEnding(int first, int last) {
 
     RenderSetup setup;
     if (!SetupForRenderStartingEnding(setup, first, last)) return;
+    // Movie frames take the movie chain of stock fallbacks, also after a raw clip of the run.
+    AppState::Instance().setState(1);
     if (!source.SetupDiskRendererSourceWithAlpha(*setup.clipSettings, source.SourceType(), OutputWantsRGBA())) {
         FailItem("The movie source of " + sourcePath_ + " could not be set up for rendering");
         return;

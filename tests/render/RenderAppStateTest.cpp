@@ -1,0 +1,129 @@
+// Which kind of clip the application works on follows the render: raw clips set it to 0
+// before their stock table loads, movies to 1, so a stock that has no table for the clip's
+// camera falls back through the right chain ("EpicM" for raw clips, "5D" for movies).
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <mutex>
+#include <vector>
+
+#include "TiffDpxRenderFixture.h"
+#include "datafile/DataFile.h"
+#include "look/AppState.h"
+#include "look/LutManager.h"
+#include "render/FrameProcessor.h"
+
+namespace ombrel {
+namespace {
+
+using test::TestPatternConfig;
+
+// What the look stage saw when the render set its stock.
+struct TableLoads {
+    std::mutex lock;
+    std::vector<float> firstEntry;  // of the table the catalogue handed over
+    std::vector<int> state;         // the application state at that moment
+};
+
+// The identity stage that also loads the stock table the way the look pipeline does.
+class TableLoadingProcessor : public IdentityFrameProcessor {
+public:
+    explicit TableLoadingProcessor(std::shared_ptr<TableLoads> loads) : loads_(std::move(loads)) {}
+
+    void SetCurrentLUTSourceTypeChosenR3DMode(const std::string& stock, const std::string& sourceType,
+                                              const std::optional<std::string>& chosen, bool r3dMode) override {
+        IdentityFrameProcessor::SetCurrentLUTSourceTypeChosenR3DMode(stock, sourceType, chosen, r3dMode);
+        std::vector<float> table(kStockLutFloats, -1.0f);
+        LutManager::TextureWithStockSourceTypeToBufferOfLength(stock, sourceType, table.data(),
+                                                               static_cast<int64_t>(kStockLutBytes));
+        std::lock_guard l(loads_->lock);
+        loads_->firstEntry.push_back(table[0]);
+        loads_->state.push_back(AppState::Instance().State());
+    }
+
+private:
+    std::shared_ptr<TableLoads> loads_;
+};
+
+void WriteStock(const std::string& root, const std::string& profile, const std::string& stock, float value) {
+    std::filesystem::create_directories(root + "/Profiles/" + profile);
+    std::vector<float> table(kStockLutFloats, value);
+    ASSERT_EQ(ScrambleDataToFile(root + "/Profiles/" + profile + "/" + profile + "_" + stock + ".tin", table.data(),
+                                 kStockLutBytes, nullptr),
+              0);
+}
+
+constexpr float kMovieFallback = 0.1f;
+constexpr float kRawFallback = 0.2f;
+
+class RenderAppStateTest : public test::SequenceRenderTest {
+protected:
+    void SetUp() override {
+        SequenceRenderTest::SetUp();
+        out_->setFormat(kFormatTiff);
+        // The profile store holds the two last fallbacks and nothing for the clip's camera.
+        WriteStock(dir_ / "data", "5D", "5207", kMovieFallback);
+        WriteStock(dir_ / "data", "EpicM", "5207", kRawFallback);
+        root_.emplace(dir_ / "data");
+        SetRenderHooks({.makeFrameProcessor = [loads = loads_] {
+            return std::unique_ptr<FrameProcessor>(std::make_unique<TableLoadingProcessor>(loads));
+        }});
+    }
+    void TearDown() override {
+        SetRenderHooks({});
+        root_.reset();
+        AppState::Instance().setState(1);
+        SequenceRenderTest::TearDown();
+    }
+
+    std::shared_ptr<TableLoads> loads_ = std::make_shared<TableLoads>();
+    std::optional<test::ScopedDataRoot> root_;
+};
+
+TEST_F(RenderAppStateTest, RawClipWithoutATableForItsCameraFallsBackToTheRawChain) {
+    struct Row {
+        const char* name;
+        int stateBefore;  // what the application worked on before the render
+    };
+    for (const Row& row : {Row{"after a movie (the state at start)", 1}, Row{"after a raw clip", 0}}) {
+        SCOPED_TRACE(row.name);
+        RenderManager::Instance().Reset();
+        loads_->firstEntry.clear();
+        loads_->state.clear();
+        AppState::Instance().setState(row.stateBefore);
+        TestPatternConfig config;
+        config.sourceType = "RedOne";  // a camera whose profile is not installed
+        config.frames = 2;
+        test::ScopedTestPatternSources sources(config);
+        auto clip = ClipSettings::Make();
+        clip->setStockName("5213");
+        out_->setOutputDirectory(dir_ / ("out-" + std::to_string(row.stateBefore)));
+        auto item = Item("A001_C001_0101AB_001.R3D", 2, clip);
+        Run({item});
+        EXPECT_FALSE(item->errorState()) << item->errorMessage();
+        ASSERT_EQ(loads_->firstEntry.size(), 1u);
+        EXPECT_FLOAT_EQ(loads_->firstEntry[0], kRawFallback) << "the movie chain's table was loaded";
+        EXPECT_EQ(loads_->state[0], 0);
+        EXPECT_EQ(AppState::Instance().State(), 0);
+    }
+}
+
+TEST_F(RenderAppStateTest, MovieClipAfterARawClipPutsTheStateBackToMovies) {
+    TestPatternConfig raw;
+    raw.sourceType = "RedOne";
+    raw.frames = 2;
+    TestPatternConfig movie;
+    movie.frames = 2;  // a ".mov" takes the movie source type
+    test::ScopedTestPatternSources sources({{ClipPath("B001_C001_0101AB_001.R3D"), raw}}, movie);
+    auto rawItem = Item("B001_C001_0101AB_001.R3D", 2);
+    auto movieItem = Item("holiday.mov", 2);
+    Run({rawItem, movieItem});
+    EXPECT_FALSE(rawItem->errorState()) << rawItem->errorMessage();
+    EXPECT_FALSE(movieItem->errorState()) << movieItem->errorMessage();
+    ASSERT_EQ(loads_->state.size(), 1u) << "only the raw clip draws through the render's look stage";
+    EXPECT_EQ(loads_->state[0], 0);
+    EXPECT_EQ(AppState::Instance().State(), 1);
+}
+
+}  // namespace
+}  // namespace ombrel
