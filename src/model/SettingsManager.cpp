@@ -371,20 +371,17 @@ std::string SettingsManager::PresetLibraryPlistPathForName(const std::string& na
 
 std::vector<std::string> SettingsManager::PresetLibraryNames() {
     std::vector<std::string> names;
-    bool hasDefault = false;
     std::error_code ec;
     for (fs::directory_iterator it(PresetLibraryRootPath(), ec), end; !ec && it != end; it.increment(ec)) {
         const std::string name = it->path().filename().string();
-        if (name == kTrashLibrary || !it->is_directory(ec)) continue;
+        if (name == kTrashLibrary || name == kDefaultPresetLibrary || !it->is_directory(ec)) continue;
         if (!FileExists(PresetLibraryPlistPathForName(name))) continue;
-        if (name == kDefaultPresetLibrary)
-            hasDefault = true;
-        else
-            names.push_back(name);
+        names.push_back(name);
     }
     // Directory order differs between file systems; by name the menu stays put.
     std::sort(names.begin(), names.end());
-    if (hasDefault) names.insert(names.begin(), kDefaultPresetLibrary);
+    // The default library is always on offer, so the user can go back to it whatever the disk holds.
+    names.insert(names.begin(), kDefaultPresetLibrary);
     return names;
 }
 

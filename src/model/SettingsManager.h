@@ -83,8 +83,9 @@ public:
     static std::string PresetLibraryRootPath();
     static std::string PresetLibraryPathForName(const std::string& name);
     static std::string PresetLibraryPlistPathForName(const std::string& name);
-    // The libraries of the main window's menu: "My Presets" first, then every other
-    // folder of the root that holds its own list file, by name; never "Trash".
+    // The libraries of the main window's menu: "My Presets" first, also while its list file
+    // is missing, then every other folder of the root that holds its own list file, by
+    // name; never "Trash".
     static std::vector<std::string> PresetLibraryNames();
     // Writes XML form atomically; on failure logs "Error writing to <path>".
     bool SaveDictionarytoPlist(const PlistValue& dict, const std::string& path);

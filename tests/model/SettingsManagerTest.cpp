@@ -160,7 +160,7 @@ TEST_F(SettingsStore, RegisteredPathsAndReplacingAMovedClip) {
 }
 
 TEST_F(SettingsStore, LibrariesAreListedWithMyPresetsFirstAndWithoutTrash) {
-    EXPECT_TRUE(SettingsManager::PresetLibraryNames().empty());  // no root yet
+    EXPECT_EQ(SettingsManager::PresetLibraryNames(), std::vector<std::string>{"My Presets"});  // no root yet
     for (const char* name : {"Zed", "Trash", "Alpha", "My Presets"}) EXPECT_TRUE(sm.CreateLibraryShell(name));
     fs::create_directories(SettingsManager::PresetLibraryPathForName("No List"));
     test::WriteWholeFile(SettingsManager::PresetLibraryPathForName("Wrong") + "/Other.plist", "x");
