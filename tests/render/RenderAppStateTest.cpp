@@ -7,7 +7,7 @@
 #include <mutex>
 #include <vector>
 
-#include "TiffDpxRenderFixture.h"
+#include "support/RenderQueueFixture.h"
 #include "datafile/DataFile.h"
 #include "look/AppState.h"
 #include "look/LutManager.h"
