@@ -2,7 +2,8 @@
 // extracted again when the user keeps existing output; it is when output may be replaced.
 #include <gtest/gtest.h>
 
-#include "TiffDpxRenderFixture.h"
+#include "support/FrameFiles.h"
+#include "support/RenderQueueFixture.h"
 
 namespace ombrel {
 namespace {

@@ -5,8 +5,9 @@
 #include <atomic>
 #include <filesystem>
 
-#include "TiffDpxRenderFixture.h"
 #include "render/FrameProcessor.h"
+#include "support/FrameFiles.h"
+#include "support/RenderQueueFixture.h"
 
 namespace ombrel {
 namespace {
