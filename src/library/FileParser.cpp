@@ -204,6 +204,13 @@ std::optional<std::vector<uint8_t>> FileParser::GetUnscrambledData(const std::st
     return ::ombrel::GetUnscrambledData(path);
 }
 
+int FileParser::Write16BitTiffOfWidthHeightFromBufferToPath(int width, int height, const uint16_t* buffer,
+                                                            const std::string& path, std::string* error) {
+    if (const CompactTiffWriter writer = GetCompactTiffWriter()) return writer(width, height, buffer, path, error);
+    if (error) *error = path + ": this build has no TIFF writer";
+    return 1;
+}
+
 bool FileParser::CreateDirectoryWithIntermediaries(const std::string& path) {
     if (path.size() < 2) return false;
     std::error_code ec;

@@ -57,6 +57,12 @@ public:
     // Reads and unscrambles a data container, tail included; nullopt for a missing file.
     static std::optional<std::vector<uint8_t>> GetUnscrambledData(const std::string& path);
 
+    // Front of the render engine's compact TIFF writer: w x h packed 16-bit RGB samples in
+    // host order, left unchanged. 0 when written, 1 when the file could not be made (or no
+    // writer is registered), with the reason in `error`. Quiet: the caller reports.
+    static int Write16BitTiffOfWidthHeightFromBufferToPath(int width, int height, const uint16_t* buffer,
+                                                           const std::string& path, std::string* error = nullptr);
+
     // Makes a folder and its missing parents.
     static bool CreateDirectoryWithIntermediaries(const std::string& path);
     // Modal panels; without a window the browse answers `path` and the save an empty text,

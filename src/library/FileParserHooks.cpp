@@ -9,6 +9,7 @@ struct Hooks {
     std::mutex lock;
     UsageEventSink usage;
     FilePanels panels;
+    CompactTiffWriter tiffWriter;
 };
 
 Hooks& TheHooks() {
@@ -34,6 +35,9 @@ T Load(T Hooks::*field) {
 
 void SetUsageEventSink(UsageEventSink sink) { Store(&Hooks::usage, std::move(sink)); }
 UsageEventSink GetUsageEventSink() { return Load(&Hooks::usage); }
+
+void SetCompactTiffWriter(CompactTiffWriter writer) { Store(&Hooks::tiffWriter, std::move(writer)); }
+CompactTiffWriter GetCompactTiffWriter() { return Load(&Hooks::tiffWriter); }
 
 void SetFilePanels(FilePanels panels) { Store(&Hooks::panels, std::move(panels)); }
 FilePanels GetFilePanels() { return Load(&Hooks::panels); }

@@ -30,6 +30,7 @@ void RegisterDefaultRenderers() {
     // The format renderers of this build register here, one line each.
     RegisterRendererMaker(kFormatTiff, SequenceOf<TiffFormat>);
     RegisterRendererMaker(kFormatDpx, SequenceOf<DpxFormat>);
+    RegisterCompactTiffWriter();
     RenderManager::Instance().setRendererFactory([](int format) { return MakeRendererForFormat(format); });
 }
 

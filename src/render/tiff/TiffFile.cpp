@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "core/Log.h"
+#include "library/FileParserHooks.h"
 #include "render/FrameFile.h"
 
 namespace ombrel {
@@ -131,24 +131,36 @@ FrameFileParts TiffFormat::PartsForFile(int /*frame*/, const TimecodeValues& /*t
     return {layout_.head, layout_.tail};
 }
 
-int writeCompactTiffRGB(int width, int height, const uint16_t* samples, const std::string& path, int bytesPerPixel) {
-    if (bytesPerPixel != kTiffBytesPerPixel || !samples) return 1;
-    if (std::string problem = TiffSizeProblem(width, height); !problem.empty()) {
-        LogWarn("{}: {}", path, problem);
-        return 1;
+int writeCompactTiffRGB(int width, int height, const uint16_t* samples, const std::string& path, int bytesPerPixel,
+                        std::string* error) {
+    std::string why;
+    if (bytesPerPixel != kTiffBytesPerPixel) {
+        why = path + ": " + std::to_string(bytesPerPixel) + " bytes a pixel; the file holds 6";
+    } else if (!samples) {
+        why = path + ": no samples";
+    } else if (std::string problem = TiffSizeProblem(width, height); !problem.empty()) {
+        why = path + ": " + problem;
+    } else {
+        // The caller's samples stay in host order: the swap works on a copy.
+        const size_t count = static_cast<size_t>(width) * static_cast<size_t>(height) * 3;
+        std::vector<uint16_t> pixels(samples, samples + count);
+        SwapSamplesToBigEndian(pixels.data(), count);
+        const TiffHeadAndTail layout = TiffLayout(width, height);
+        const std::span<const uint8_t> parts[] = {
+            layout.head, {reinterpret_cast<const uint8_t*>(pixels.data()), count * 2}, layout.tail};
+        const Status s = WriteFrameFile(path, parts, true);
+        if (s.ok()) return 0;
+        why = s.message();
     }
-    // The caller's samples stay in host order: the swap works on a copy.
-    const size_t count = static_cast<size_t>(width) * static_cast<size_t>(height) * 3;
-    std::vector<uint16_t> pixels(samples, samples + count);
-    SwapSamplesToBigEndian(pixels.data(), count);
-    const TiffHeadAndTail layout = TiffLayout(width, height);
-    const std::span<const uint8_t> parts[] = {
-        layout.head, {reinterpret_cast<const uint8_t*>(pixels.data()), count * 2}, layout.tail};
-    if (const Status s = WriteFrameFile(path, parts, true); !s.ok()) {
-        LogWarn("{}", s.message());
-        return 1;
-    }
-    return 0;
+    if (error) *error = why;
+    return 1;
+}
+
+void RegisterCompactTiffWriter() {
+    SetCompactTiffWriter(
+        [](int width, int height, const uint16_t* samples, const std::string& path, std::string* error) {
+            return writeCompactTiffRGB(width, height, samples, path, kTiffBytesPerPixel, error);
+        });
 }
 
 }  // namespace ombrel

@@ -57,7 +57,12 @@ private:
 };
 
 // Writes one file from w x h packed RGB samples in host order (left unchanged). bytesPerPixel
-// must be 6. Returns 0 on success and 1 when the file could not be made; the path is UTF-8.
-int writeCompactTiffRGB(int width, int height, const uint16_t* samples, const std::string& path, int bytesPerPixel);
+// must be 6. Returns 0 on success and 1 when the file could not be made, with the reason in
+// `error`; it logs nothing, the caller decides what a failure means. The path is UTF-8.
+int writeCompactTiffRGB(int width, int height, const uint16_t* samples, const std::string& path, int bytesPerPixel,
+                        std::string* error = nullptr);
+
+// Makes writeCompactTiffRGB the writer behind FileParser::Write16BitTiffOfWidthHeightFromBufferToPath.
+void RegisterCompactTiffWriter();
 
 }  // namespace ombrel
