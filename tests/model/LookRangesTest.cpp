@@ -121,7 +121,9 @@ TEST_P(GrainScanNames, ALooseSpellingStandsForTheInstalledName) {
     const ScanRow& row = GetParam();
     const std::optional<std::string> scan = GrainScanForName(row.text);
     EXPECT_EQ(scan.value_or(""), row.scan);
-    if (scan) EXPECT_TRUE(IsGrainScanName(*scan));
+    if (scan) {
+        EXPECT_TRUE(IsGrainScanName(*scan));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Texts, GrainScanNames,

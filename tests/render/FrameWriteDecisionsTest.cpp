@@ -126,9 +126,11 @@ TEST_F(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhenCan
             RenderManager::Instance().Reset();
             std::filesystem::remove_all(Out(""));
             out_->setFormat(format.code);
-            SetRenderHooks({.makeFrameProcessor = [at = row.cancelAfterDrawOf] {
+            RenderHooks hooks;
+            hooks.makeFrameProcessor = [at = row.cancelAfterDrawOf] {
                 return std::unique_ptr<FrameProcessor>(std::make_unique<CancellingProcessor>(at));
-            }});
+            };
+            SetRenderHooks(hooks);
             auto item = Item("A001_C001_0101AB_001.R3D", config.frames);
             Run({item});
 

@@ -7,11 +7,11 @@
 #include <mutex>
 #include <vector>
 
-#include "support/RenderQueueFixture.h"
 #include "datafile/DataFile.h"
 #include "look/AppState.h"
 #include "look/LutManager.h"
 #include "render/FrameProcessor.h"
+#include "support/RenderQueueFixture.h"
 
 namespace ombrel {
 namespace {
@@ -65,9 +65,11 @@ protected:
         WriteStock(dir_ / "data", "5D", "5207", kMovieFallback);
         WriteStock(dir_ / "data", "EpicM", "5207", kRawFallback);
         root_.emplace(dir_ / "data");
-        SetRenderHooks({.makeFrameProcessor = [loads = loads_] {
+        RenderHooks hooks;
+        hooks.makeFrameProcessor = [loads = loads_] {
             return std::unique_ptr<FrameProcessor>(std::make_unique<TableLoadingProcessor>(loads));
-        }});
+        };
+        SetRenderHooks(hooks);
     }
     void TearDown() override {
         SetRenderHooks({});

@@ -232,7 +232,9 @@ TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheR
             for (size_t i = 0; i < written.size(); ++i)
                 TypeParam::ExpectFrame(folder + "/" + written[i], static_cast<int>(i), 64, 36);
         }
-        if (r.fromStart) EXPECT_EQ(failing->framesRendered(), 0);
+        if (r.fromStart) {
+            EXPECT_EQ(failing->framesRendered(), 0);
+        }
         EXPECT_TRUE(HiddenFiles(folder).empty()) << "no half-written frame is left";
         EXPECT_FALSE(next->errorState()) << next->errorMessage();
         EXPECT_EQ(this->FilesIn(this->Out(std::string(r.reel) + "_C002_0101AB")).size(), 5u);

@@ -44,7 +44,9 @@ TEST(StockDecisions, LogsWhenNoTableCouldBeLoaded_NotSilentAsWhenTheFallbackServ
         EXPECT_EQ(buffer[0], row.expectNoTableLine ? -1.0f : 0.5f);
         EXPECT_EQ(log.Count("No stock table loaded for 5213 on profile RedOne"), row.expectNoTableLine ? 1u : 0u)
             << "the look keeps its previous table without a word";
-        if (!row.expectNoTableLine) EXPECT_EQ(log.Lines(), std::vector<std::string>{});
+        if (!row.expectNoTableLine) {
+            EXPECT_EQ(log.Lines(), std::vector<std::string>{});
+        }
     }
 }
 

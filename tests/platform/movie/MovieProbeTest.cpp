@@ -45,7 +45,7 @@ TEST(MovieProbe, ReadsPictureFactsFromEveryContainerWeList) {
          "mpeg 0 audio 0 decodable 1 first video 0; 0 video mpeg4 'FMP4' 64x48 at 24 samples 5 decoder 1"},
         // The container does not count its samples.
         {"clip.mkv", "",
-         "mpeg 0 audio 0 decodable 1 first video 0; 0 video h264 '????' 64x48 at 24 samples 0 decoder 1"},
+         "mpeg 0 audio 0 decodable 1 first video 0; 0 video h264 '\?\?\?\?' 64x48 at 24 samples 0 decoder 1"},
         {"raw.mov", test::kRawVideo,
          "mpeg 0 audio 0 decodable 1 first video 0; 0 video rawvideo 'raw ' 64x48 at 24 samples 5 decoder 1"},
         {"m.mp4", " -c:v mpeg4",
@@ -136,7 +136,7 @@ TEST(MovieProbe, MpegStreamsAreMarkedForTheirEncodedRate) {
         MovieInfo info;
         ASSERT_TRUE(ProbeMovie(dir / name, info));
         EXPECT_EQ(Facts(info), "mpeg 1 audio 0 decodable 1 first video 0; 0 video " + codec +
-                                   " '????' 64x48 at 25 samples 0 decoder 1")
+                                   " '\?\?\?\?' 64x48 at 25 samples 0 decoder 1")
             << name;
     }
 }
