@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -29,27 +30,7 @@ std::vector<std::string> Entries(const std::string& folder) {
     return out;
 }
 
-// Caps the size of files this process writes, so a write beyond it fails with EFBIG.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &old_);
-        oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit lim = old_;
-        lim.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &lim);
-    }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &old_);
-        std::signal(SIGXFSZ, oldHandler_);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit old_{};
-    void (*oldHandler_)(int) = SIG_DFL;
-};
+using test::FileSizeLimit;
 
 struct CommitRow {
     const char* name;

@@ -14,6 +14,7 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "datafile/Resource.h"
+#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -354,27 +355,7 @@ TEST_F(ProjectFiles, MovedFootageIsFollowedInTheStacksAndTheSnippetList) {
     EXPECT_EQ(Ints(ProjectFile::SnippetsForPath(saved["SnippetList"], "/other.mov")), (std::vector<int>{1, 2}));
 }
 
-// The file size limit makes write() fail part-way as a full disk does, as root too.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        previousHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-        ::getrlimit(RLIMIT_FSIZE, &previous_);
-        rlimit limited = previous_;
-        limited.rlim_cur = bytes;
-        ok_ = ::setrlimit(RLIMIT_FSIZE, &limited) == 0;
-    }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &previous_);
-        std::signal(SIGXFSZ, previousHandler_);
-    }
-    bool ok() const { return ok_; }
-
-private:
-    rlimit previous_{};
-    void (*previousHandler_)(int) = nullptr;
-    bool ok_ = false;
-};
+using test::FileSizeLimit;
 
 TEST_F(ProjectFiles, AWriteThatRunsOutOfSpaceLeavesThePreviousProject) {
     const std::string path = dir / "project.xml";

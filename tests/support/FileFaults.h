@@ -126,7 +126,7 @@ public:
         oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
         struct rlimit lim = old_;
         lim.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &lim);
+        ok_ = ::setrlimit(RLIMIT_FSIZE, &lim) == 0;
     }
     ~FileSizeLimit() {
         ::setrlimit(RLIMIT_FSIZE, &old_);
@@ -134,10 +134,12 @@ public:
     }
     FileSizeLimit(const FileSizeLimit&) = delete;
     FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+    bool ok() const { return ok_; }
 
 private:
     struct rlimit old_ {};
     void (*oldHandler_)(int) = SIG_DFL;
+    bool ok_ = false;
 };
 
 // Files in a folder whose names start with "." (temporary names of unfinished writes).
