@@ -4,6 +4,7 @@
 #include "core/MainQueue.h"
 #include "model/SettingsManager.h"
 #include "render/RenderManager.h"
+#include "support/RenderQueueFixture.h"
 
 namespace ombrel {
 namespace {
@@ -13,15 +14,10 @@ using namespace std::chrono_literals;
 class EtaDecision : public ::testing::Test {
 protected:
     void SetUp() override {
-        auto& q = MainQueue::Instance();
-        q.AdoptCurrentThread();
-        q.Reopen();
+        test::ResetRenderQueue();
         auto& rm = RenderManager::Instance();
-        rm.WaitUntilExit();
-        rm.Reset();
         rm.setClock([this] { return now_; });
         rm.setRendererFactory([](int) { return std::unique_ptr<Renderer>(); });  // nothing renders
-        SettingsManager::Instance().ClearAll();
     }
     void TearDown() override {
         auto& rm = RenderManager::Instance();

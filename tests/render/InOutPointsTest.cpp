@@ -9,6 +9,7 @@
 #include "core/MainQueue.h"
 #include "model/SettingsManager.h"
 #include "render/RenderManager.h"
+#include "support/RenderQueueFixture.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -46,16 +47,8 @@ struct PointsRow {
 class InOutPoints : public ::testing::TestWithParam<PointsRow> {
 protected:
     void SetUp() override {
-        auto& q = MainQueue::Instance();
-        q.AdoptCurrentThread();
-        q.Reopen();
-        q.ServePending();
-        auto& rm = RenderManager::Instance();
-        rm.WaitUntilExit();
-        rm.Reset();
-        rm.setUsageEventSink(nullptr);
-        rm.setRendererFactory([this](int) { return std::make_unique<RangeRecorder>(&ranges_); });
-        SettingsManager::Instance().ClearAll();
+        test::ResetRenderQueue();
+        RenderManager::Instance().setRendererFactory([this](int) { return std::make_unique<RangeRecorder>(&ranges_); });
     }
     void TearDown() override {
         RenderManager::Instance().WaitUntilExit();

@@ -9,6 +9,7 @@
 
 #include "core/MainQueue.h"
 #include "model/SettingsManager.h"
+#include "support/RenderQueueFixture.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -60,17 +61,8 @@ private:
 class RenderManagerTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        auto& q = MainQueue::Instance();
-        q.AdoptCurrentThread();
-        q.Reopen();
-        q.ServePending();
-        auto& rm = RenderManager::Instance();
-        rm.WaitUntilExit();
-        rm.Reset();
-        rm.setClock(nullptr);
-        rm.setUsageEventSink(nullptr);
-        rm.setRendererFactory([this](int) { return std::make_unique<FakeRenderer>(script_); });
-        SettingsManager::Instance().ClearAll();
+        test::ResetRenderQueue();
+        RenderManager::Instance().setRendererFactory([this](int) { return std::make_unique<FakeRenderer>(script_); });
         out_ = OutputSettings::Make();
         out_->setOutputDirectory(dir_.path() + "/out");
         out_->setFormat(kFormatDpx);

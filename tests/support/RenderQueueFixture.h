@@ -19,20 +19,26 @@
 
 namespace ombrel::test {
 
+// The main queue served by this thread, the render queue idle and empty with its own clock and
+// no usage sink, and no settings stacks: where every render test starts.
+inline void ResetRenderQueue() {
+    auto& q = MainQueue::Instance();
+    q.AdoptCurrentThread();
+    q.Reopen();
+    q.ServePending();
+    auto& rm = RenderManager::Instance();
+    rm.WaitUntilExit();
+    rm.Reset();
+    rm.setClock(nullptr);
+    rm.setUsageEventSink(nullptr);
+    SettingsManager::Instance().ClearAll();
+}
+
 class SequenceRenderTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        auto& q = MainQueue::Instance();
-        q.AdoptCurrentThread();
-        q.Reopen();
-        q.ServePending();
-        auto& rm = RenderManager::Instance();
-        rm.WaitUntilExit();
-        rm.Reset();
-        rm.setClock(nullptr);
-        rm.setUsageEventSink(nullptr);
+        ResetRenderQueue();
         RegisterDefaultRenderers();
-        SettingsManager::Instance().ClearAll();
         out_ = OutputSettings::Make();
         out_->setOutputDirectory(dir_ / "out");
     }
