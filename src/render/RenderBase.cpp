@@ -161,12 +161,12 @@ bool RenderBase::LoadSettingsForRenderManagerItem(const RenderManagerItemPtr& it
 bool RenderBase::LoadSettingsForRenderManagerItem32Bit(const RenderManagerItemPtr& item, const ClipSettings& clip,
                                                        const OutputSettings& output) {
     const std::string path = item->filePath();
-    MadeSource made = MakeRenderSourceForPath(path);
-    if (!made.source) {
-        FailItem(made.error);
+    std::unique_ptr<RenderSource> made;
+    if (const Status status = MakeRenderSourceForPath(path, &made); !status.ok()) {
+        FailItem(status.message());
         return false;
     }
-    RenderSourcePtr source(std::move(made.source));
+    RenderSourcePtr source(std::move(made));
 
     // The size query belongs to the main thread; the worker waits for it.
     OriginalSize original;

@@ -24,18 +24,15 @@ SourceKind SourceKindForPath(const std::string& path) {
     return FileParser::IsR3DFile(path) ? SourceKind::R3D : SourceKind::Movie;
 }
 
-MadeSource MakeRenderSourceForPath(const std::string& path) {
+Status MakeRenderSourceForPath(const std::string& path, std::unique_ptr<RenderSource>* source) {
+    source->reset();
     const SourceKind kind = SourceKindForPath(path);
     const RenderSourceMaker maker = Makers().Find(kind);
     const char* what = kind == SourceKind::R3D ? "R3D clips" : "movie files";
-    MadeSource made;
-    if (!maker) {
-        made.error = std::string("This build cannot render ") + what + ": no source reads " + path;
-        return made;
-    }
-    made.source = maker(path);
-    if (!made.source) made.error = std::string("No render source could be made for ") + path;
-    return made;
+    if (!maker) return UnsupportedError(std::string("This build cannot render ") + what + ": no source reads " + path);
+    *source = maker(path);
+    if (!*source) return InvalidError("No render source could be made for " + path);
+    return OkStatus();
 }
 
 ScopedRenderSourceMaker::ScopedRenderSourceMaker(SourceKind kind, RenderSourceMaker maker)

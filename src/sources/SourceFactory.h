@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "core/Status.h"
 #include "sources/RenderSource.h"
 
 namespace ombrel {
@@ -21,12 +22,9 @@ RenderSourceMaker SetRenderSourceMaker(SourceKind kind, RenderSourceMaker maker)
 
 SourceKind SourceKindForPath(const std::string& path);
 
-struct MadeSource {
-    std::unique_ptr<RenderSource> source;
-    std::string error;  // why there is no source; empty when there is one
-};
-// The source for a clip, not yet opened, or a message that says why there is none.
-MadeSource MakeRenderSourceForPath(const std::string& path);
+// Puts the source for a clip, not yet opened, in *source; when there is none, *source is null
+// and the status says why (kUnsupported: no maker for the kind; kInvalid: the maker refused).
+Status MakeRenderSourceForPath(const std::string& path, std::unique_ptr<RenderSource>* source);
 
 // Puts a maker in place for the life of the object and restores the previous one after.
 class ScopedRenderSourceMaker {

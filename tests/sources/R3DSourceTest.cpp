@@ -343,9 +343,10 @@ TEST(R3DSource, RegisteredItServesRenders) {
     const std::string path = Written(dir, "A001_C001_0101AB_001.R3D", sdktest::BasicClip(16, 8, 5));
     const RenderSourceMaker before = SetRenderSourceMaker(SourceKind::R3D, nullptr);
     RegisterR3DSource();
-    MadeSource made = MakeRenderSourceForPath(path);
-    ASSERT_TRUE(made.source) << made.error;
-    EXPECT_NE(dynamic_cast<R3DSource*>(made.source.get()), nullptr);
+    std::unique_ptr<RenderSource> made;
+    const Status status = MakeRenderSourceForPath(path, &made);
+    ASSERT_TRUE(status.ok()) << status.message();
+    EXPECT_NE(dynamic_cast<R3DSource*>(made.get()), nullptr);
     SetRenderSourceMaker(SourceKind::R3D, before);
 }
 

@@ -159,30 +159,31 @@ TEST(DecodeSlotRingTest, OneProducerAndOneConsumerPassEveryFrameIntactAndInOrder
 
 TEST(SourceFactoryTest, R3DClipsAndMoviesGoToTheirOwnMakersAndAMissingOneSaysSo) {
     // Nothing registered for either kind in this suite outside the scopes below.
-    auto none = MakeRenderSourceForPath("/clips/A001_C001_0101AB_001.R3D");
-    EXPECT_EQ(none.source, nullptr);
-    EXPECT_NE(none.error.find("R3D clips"), std::string::npos) << none.error;
-    EXPECT_NE(MakeRenderSourceForPath("/clips/a.mov").error.find("movie files"), std::string::npos);
+    auto make = [](const std::string& path, Status::Code code, const char* says) {
+        SCOPED_TRACE(path);
+        std::unique_ptr<RenderSource> source = std::make_unique<TestPatternSource>(TestPatternConfig{});
+        const Status status = MakeRenderSourceForPath(path, &source);
+        EXPECT_EQ(status.code(), code);
+        EXPECT_NE(status.message().find(says), std::string::npos) << status.message();
+        EXPECT_EQ(source != nullptr, status.ok());
+    };
+    make("/clips/A001_C001_0101AB_001.R3D", Status::Code::kUnsupported, "R3D clips");
+    make("/clips/a.mov", Status::Code::kUnsupported, "movie files");
     EXPECT_EQ(SourceKindForPath("/clips/x_001.r3d"), SourceKind::R3D);
     EXPECT_EQ(SourceKindForPath("/clips/x_001.mov"), SourceKind::Movie);
     {
-        TestPatternConfig tall;
-        tall.height = 99;
-        ScopedRenderSourceMaker r3d(SourceKind::R3D,
-                                    [&](const std::string&) { return std::make_unique<TestPatternSource>(tall); });
-        auto made = MakeRenderSourceForPath("/clips/A001_C001_0101AB_001.R3D");
-        ASSERT_NE(made.source, nullptr);
-        EXPECT_TRUE(made.error.empty());
-        EXPECT_EQ(MakeRenderSourceForPath("/clips/a.mov").source, nullptr);
+        ScopedRenderSourceMaker r3d(SourceKind::R3D, [](const std::string&) {
+            return std::make_unique<TestPatternSource>(TestPatternConfig{});
+        });
+        make("/clips/A001_C001_0101AB_001.R3D", Status::Code::kOk, "");
+        make("/clips/a.mov", Status::Code::kUnsupported, "movie files");
         {
             ScopedRenderSourceMaker refuse(SourceKind::R3D, [](const std::string&) { return nullptr; });
-            auto refused = MakeRenderSourceForPath("/clips/b.R3D");
-            EXPECT_EQ(refused.source, nullptr);
-            EXPECT_NE(refused.error.find("/clips/b.R3D"), std::string::npos);
+            make("/clips/b.R3D", Status::Code::kInvalid, "/clips/b.R3D");
         }
-        EXPECT_NE(MakeRenderSourceForPath("/clips/b.R3D").source, nullptr);  // restored
+        make("/clips/b.R3D", Status::Code::kOk, "");  // restored
     }
-    EXPECT_EQ(MakeRenderSourceForPath("/clips/b.R3D").source, nullptr);
+    make("/clips/b.R3D", Status::Code::kUnsupported, "R3D clips");
 }
 
 TEST(TestPatternSourceTest, FramesTimecodeAndSoundAreWhatTheConfigSays) {
