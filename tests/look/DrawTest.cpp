@@ -1,22 +1,23 @@
 // The frame draw: blur weights, the histogram, grain tiling and shift, the fits of the
-// render pass, the vertex hooks, the program build and the CPU pipeline.
+// render pass, the vertex hooks, the program build, the reload flags and the CPU pipeline.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cmath>
-#include <cstdlib>
+#include <numeric>
 #include <set>
 #include <thread>
 #include <vector>
 
 #include "LookTestSupport.h"
 #include "core/Log.h"
-#include "support/Shell.h"
+#include "support/NoGlDriver.h"
 
 namespace ombrel {
 namespace {
 
 using Backend = ShaderProcessor::Backend;
+using test::Uniform;
 
 double Gaussian(double x, double s) { return std::exp(-x * x / (2 * s)) / std::sqrt(2 * M_PI * s); }
 
@@ -38,25 +39,16 @@ TEST(Blur, GaussianSpreadRunsFromOneOverTwoPiToOneAndIsCappedOutsideZeroToOne) {
 TEST(Blur, WeightsAreTheNormalisedBellAndFramesWiderThan4096PixelsStopAtTheWidest) {
     ShaderProcessor sp(Backend::Cpu);
     sp.BlurFboWidthHeight(16, 16);
-    EXPECT_FLOAT_EQ(sp.blurOffset()[0], 0.0f);
     EXPECT_FLOAT_EQ(sp.blurOffset()[1], 1.3846154f);
     EXPECT_FLOAT_EQ(sp.blurOffset()[2], 3.2307692f);
     for (double p : {0.0, 0.25, 0.5, 1.0}) {
         sp.SetBlurWeight(p);
-        const auto& w = sp.blurWeight();
         const double s = (1 - 1 / (2 * M_PI)) * p + 1 / (2 * M_PI);
-        const double sum = Gaussian(0, s) + 2 * Gaussian(1, s) + 2 * Gaussian(2, s);
-        EXPECT_NEAR(w[0], Gaussian(0, s) / sum, 1e-6) << p;
-        EXPECT_NEAR(w[1], Gaussian(1, s) / sum, 1e-6) << p;
-        EXPECT_NEAR(w[2], Gaussian(2, s) / sum, 1e-6) << p;
-        EXPECT_NEAR(w[0] + 2 * w[1] + 2 * w[2], 1.0, 1e-6) << "each side tap counts twice";
-        EXPECT_EQ(w[3], 0.0f);
-        EXPECT_EQ(w[4], 0.0f);
+        const double sum = Gaussian(0, s) + 2 * Gaussian(1, s) + 2 * Gaussian(2, s);  // side taps count twice
+        for (int i = 0; i < 5; ++i) EXPECT_NEAR(sp.blurWeight()[i], i < 3 ? Gaussian(i, s) / sum : 0.0, 1e-6) << p;
     }
-    // The strongest radius on an 8K frame: 1.0 * 8192 / 4096 = 2.
-    sp.SetBlurWeight(1.0);
-    const auto widest = sp.blurWeight();
-    sp.SetBlurWeight(1.0 * 8192 / 4096.0);
+    const auto widest = sp.blurWeight();  // radius 1.0; an 8K frame asks 1.0 * 8192 / 4096
+    sp.SetBlurWeight(2.0);
     EXPECT_EQ(sp.blurWeight(), widest);
 }
 
@@ -71,11 +63,9 @@ TEST(Histogram, CountsEveryPixelOfThePassAndScalesAFullFrameToThreeMillion) {
     Buckets b;
     sp.setBucketList(b.channels);
     auto& pass = sp.histogramShaderOutMutable();
-    for (size_t i = 0; i < 512 * 256; ++i) {
-        pass[4 * i + 0] = static_cast<uint8_t>(i % 256);  // every level 512 times
-        pass[4 * i + 1] = 7;                              // one level
-        pass[4 * i + 2] = i < 512 * 128 ? 0 : 255;        // the two ends
-        pass[4 * i + 3] = 99;                             // alpha is not counted
+    for (size_t i = 0; i < 512 * 256; ++i) {  // red: every level 512 times, green one level, blue the two ends
+        const uint8_t rgba[4] = {static_cast<uint8_t>(i % 256), 7, static_cast<uint8_t>(i < 512 * 128 ? 0 : 255), 99};
+        std::copy(rgba, rgba + 4, pass.begin() + static_cast<long>(4 * i));
     }
     sp.GenerateHistogramData();
     const auto counts = sp.histogramCounts();
@@ -84,12 +74,9 @@ TEST(Histogram, CountsEveryPixelOfThePassAndScalesAFullFrameToThreeMillion) {
     EXPECT_EQ(counts[2][0], 65536u);
     EXPECT_EQ(counts[2][255], 65536u);
     // Counts whose low byte is below 10 carry no dither: both entries of a bin agree.
-    EXPECT_EQ(b.at(1, 14), 3000000u);
-    EXPECT_EQ(b.at(1, 15), 3000000u);
-    EXPECT_EQ(b.at(1, 0), 0u);
-    EXPECT_EQ(b.at(2, 0), 1500000u);
-    EXPECT_EQ(b.at(2, 511), 1500000u);
-    EXPECT_EQ(b.at(0, 100), 11718u);  // 512 of 131,072 pixels
+    const std::vector<std::array<uint32_t, 3>> buckets{{1, 14, 3000000}, {1, 15, 3000000},  {1, 0, 0},
+                                                       {2, 0, 1500000},  {2, 511, 1500000}, {0, 100, 11718}};
+    for (const auto& [ch, i, n] : buckets) EXPECT_EQ(b.at(int(ch), int(i)), n) << ch << " " << i;
 }
 
 TEST(Histogram, BeforeLevelsTheEndBinsCountWhatTheLevelsClip) {
@@ -100,21 +87,18 @@ TEST(Histogram, BeforeLevelsTheEndBinsCountWhatTheLevelsClip) {
     auto& pass = sp.histogramShaderOutMutable();
     auto& clip = sp.histogramShaderOutForClipMutable();
     for (size_t i = 0; i < 512 * 256; ++i) {
-        const uint8_t before = i < 1000 ? 255 : (i < 50000 ? 20 : 200);
-        const uint8_t after = i < 30000 ? 255 : (i < 70000 ? 0 : 128);
         for (size_t ch = 0; ch < 3; ++ch) {
-            pass[4 * i + ch] = before;
-            clip[4 * i + ch] = after;
+            pass[4 * i + ch] = i < 1000 ? 255 : (i < 50000 ? 20 : 200);
+            clip[4 * i + ch] = i < 30000 ? 255 : (i < 70000 ? 0 : 128);
         }
     }
     sp.GenerateHistogramData();
-    const auto counts = sp.histogramCounts();
-    for (size_t ch = 0; ch < 3; ++ch) {
-        EXPECT_EQ(counts[ch][0], 1000u + 40000u) << "bin 255 before levels plus the pixels clipped to black";
-        EXPECT_EQ(counts[ch][255], 1000u + 30000u);
-        EXPECT_EQ(counts[ch][20], 49000u);
-        EXPECT_EQ(counts[ch][200], 131072u - 50000u);
-        EXPECT_EQ(counts[ch][128], 0u) << "the clip pass adds only to the end bins";
+    for (const auto& counts : sp.histogramCounts()) {
+        EXPECT_EQ(counts[0], 1000u + 40000u) << "bin 255 before levels plus the pixels clipped to black";
+        EXPECT_EQ(counts[255], 1000u + 30000u);
+        EXPECT_EQ(counts[20], 49000u);
+        EXPECT_EQ(counts[200], 131072u - 50000u);
+        EXPECT_EQ(counts[128], 0u) << "the clip pass adds only to the end bins";
     }
 }
 
@@ -147,30 +131,15 @@ TEST(Histogram, ABusyHistogramSkipsTheFrameAndNoBucketsMeansNoWork) {
 TEST(Histogram, DitherIsZeroForSmallBytesAndBelowATenthOtherwise) {
     for (int v = 0; v < 10; ++v) EXPECT_EQ(ShaderProcessor::GetDitherValue(static_cast<uint8_t>(v)), 0);
     for (int n = 0; n < 500; ++n) {
-        EXPECT_LT(ShaderProcessor::GetDitherValue(255), 25);
-        EXPECT_LT(ShaderProcessor::GetDitherValue(19), 1 + 0);
-        EXPECT_LT(ShaderProcessor::GetDitherValue(100), 10);
+        for (int v : {19, 100, 255}) EXPECT_LT(ShaderProcessor::GetDitherValue(static_cast<uint8_t>(v)), v / 10) << v;
     }
-}
-
-test::Frame16 Uniform(int w, int h, double r, double g, double b) {
-    test::Frame16 f;
-    f.width = w;
-    f.height = h;
-    f.rgb.resize(static_cast<size_t>(w * h * 3));
-    for (size_t i = 0; i < f.rgb.size(); i += 3) {
-        f.rgb[i] = static_cast<uint16_t>(std::lround(r * 65535));
-        f.rgb[i + 1] = static_cast<uint16_t>(std::lround(g * 65535));
-        f.rgb[i + 2] = static_cast<uint16_t>(std::lround(b * 65535));
-    }
-    return f;
 }
 
 // The preview: a 512 x 256 pass read back as 8 bits, counted on a thread of its own.
 TEST(PreviewDraw, HistogramPassesCountTheGradedFrameBeforeAndAfterLevels) {
     test::Frame16 frame = Uniform(512, 256, 0.1, 0.1, 0.1);
-    for (size_t i = 0; i < frame.rgb.size() / 3; ++i) {
-        if (i % 512 >= 256) frame.rgb[3 * i] = frame.rgb[3 * i + 1] = frame.rgb[3 * i + 2] = 58982;  // 0.9
+    for (size_t i = 0; i < frame.rgb.size(); ++i) {
+        if (i / 3 % 512 >= 256) frame.rgb[i] = 58982;  // 0.9
     }
     OMBREL_PROCESSOR_OR_SKIP(sp, 512, 256, 64, 32);
     sp->HistogramFBOSetup();
@@ -179,22 +148,16 @@ TEST(PreviewDraw, HistogramPassesCountTheGradedFrameBeforeAndAfterLevels) {
     sp->setBucketList(b.channels);
     sp->setHistogramPreLevels(true);
     sp->setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.rgb.data()));
-    DrawParams p;
-    p.name = sp->frameTexture();
-    p.baseSize = {512, 256};
-    p.viewportRect = {{0, 0}, {640, 400}};
+    DrawParams p = test::FrameParams(*sp, 512, 256);
     sp->RenderUsingR3DRenderBuffer(&p);
     sp->WaitForHistograms();
-    const auto counts = sp->histogramCounts();
-    for (size_t ch = 0; ch < 3; ++ch) {
-        EXPECT_EQ(counts[ch][0], 65536u) << "the dark half, clipped by the levels";
-        EXPECT_EQ(counts[ch][255], 65536u) << "the bright half, clipped by the levels";
-        uint64_t between = 0;
-        for (size_t i = 1; i < 255; ++i) between += counts[ch][i];
-        EXPECT_EQ(between, 131072u) << "before levels both halves sit inside";
+    for (const auto& counts : sp->histogramCounts()) {
+        EXPECT_EQ(counts[0], 65536u) << "the dark half, clipped by the levels";
+        EXPECT_EQ(counts[255], 65536u) << "the bright half, clipped by the levels";
+        EXPECT_EQ(std::accumulate(counts.begin() + 1, counts.begin() + 255, uint64_t{0}), 131072u)
+            << "before levels both halves sit inside";
     }
-    // After levels only: every pixel at an end.
-    sp->setHistogramPreLevels(false);
+    sp->setHistogramPreLevels(false);  // after levels only: every pixel at an end
     sp->RenderUsingR3DRenderBuffer(&p);
     sp->WaitForHistograms();
     const auto after = sp->histogramCounts();
@@ -210,26 +173,19 @@ TEST(PreviewDraw, HistogramThreadsEndWithTheProcessor) {
         OMBREL_PROCESSOR_OR_SKIP(sp, 64, 32, 64, 32);
         sp->setBucketList(b.channels);
         sp->setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.rgb.data()));
-        DrawParams p;
-        p.name = sp->frameTexture();
-        p.baseSize = {64, 32};
-        p.viewportRect = {{0, 0}, {64, 32}};
+        DrawParams p = test::FrameParams(*sp, 64, 32);
         for (int i = 0; i < 4; ++i) sp->RenderUsingR3DRenderBuffer(&p);
         // Destroyed at once, with counting threads perhaps still running.
     }
-    SUCCEED();
+    EXPECT_NE(b.at(0, 0), 0xFFFFFFFFu) << "the threads counted";
 }
 
 // A grey frame under grain whose columns (and rows) all differ: the output repeats with the
 // grain image's period and shows only the image's own values, none blended at the wrap.
 TEST(Grain, TilesWithoutASeamAtTheWrapLine) {
     const int gw = 7, gh = 3, w = 45, h = 12;
-    std::vector<float> data(static_cast<size_t>(gw * gh * 3));
-    for (int y = 0; y < gh; ++y) {
-        for (int x = 0; x < gw; ++x) {
-            for (int k = 0; k < 3; ++k) data[static_cast<size_t>(3 * (y * gw + x) + k)] = 0.2f + 0.08f * x + 0.02f * y;
-        }
-    }
+    std::vector<float> data;
+    for (int i = 0; i < gw * gh; ++i) data.insert(data.end(), 3, 0.2f + 0.08f * float(i % gw) + 0.02f * float(i / gw));
     auto map = std::make_shared<GrainMap>(gw, gh, data, "test");
     std::array<float, GrainLookup::kEntries * 3> curve;
     curve.fill(0.5f);
@@ -237,32 +193,27 @@ TEST(Grain, TilesWithoutASeamAtTheWrapLine) {
     OMBREL_PROCESSOR_OR_SKIP(sp, w, h, w, h);
     sp->SetGrainMap(map, false);
     sp->SetGrainValue(1.0);
-    const auto frame = Uniform(w, h, 0.5, 0.5, 0.5);
     for (int draw = 0; draw < 3; ++draw) {
-        const auto out = test::DrawOnGpu(*sp, frame, w, h);
+        const auto out = test::DrawOnGpu(*sp, Uniform(w, h, 0.5, 0.5, 0.5), w, h);
         const auto offset = sp->grainOffset();
+        auto green = [&](int x, int y) { return out[static_cast<size_t>(3 * (y * w + x) + 1)]; };
         std::set<uint16_t> distinct;
         for (int y = 0; y < h; ++y) {
             for (int x = 0; x < w; ++x) {
-                const uint16_t v = out[static_cast<size_t>(3 * (y * w + x) + 1)];
-                distinct.insert(v);
-                if (x + gw < w) { EXPECT_EQ(v, out[static_cast<size_t>(3 * (y * w + x + gw) + 1)]) << x << "," << y; }
-                if (y + gh < h) { EXPECT_EQ(v, out[static_cast<size_t>(3 * ((y + gh) * w + x) + 1)]) << x << "," << y; }
+                distinct.insert(green(x, y));
+                if (x + gw < w) { EXPECT_EQ(green(x, y), green(x + gw, y)) << x << "," << y; }
+                if (y + gh < h) { EXPECT_EQ(green(x, y), green(x, y + gh)) << x << "," << y; }
             }
         }
         EXPECT_EQ(distinct.size(), static_cast<size_t>(gw * gh)) << "offset " << offset[0] << "," << offset[1];
         // Pixel (0, 0) shows the texel at the offset.
-        const int gx = static_cast<int>(offset[0]), gy = static_cast<int>(offset[1]);
-        const uint16_t atOrigin = out[1];
-        const uint16_t brightest = *distinct.rbegin();
-        EXPECT_EQ(atOrigin == brightest, gx == gw - 1 && gy == gh - 1);
+        EXPECT_EQ(green(0, 0) == *distinct.rbegin(), int(offset[0]) == gw - 1 && int(offset[1]) == gh - 1);
     }
 }
 
 TEST(Grain, ShiftJumpsAQuarterToThreeQuartersAndPausingResetsToZero) {
     OMBREL_PROCESSOR_OR_SKIP(sp, 16, 8, 16, 8);
-    auto map = test::NoisyGrainMap(40, 20, 3);
-    sp->SetGrainMap(map, false);
+    sp->SetGrainMap(test::NoisyGrainMap(40, 20, 3), false);
     const auto frame = Uniform(16, 8, 0.5, 0.5, 0.5);
     auto previous = sp->grainOffset();
     for (int i = 0; i < 30; ++i) {
@@ -270,10 +221,7 @@ TEST(Grain, ShiftJumpsAQuarterToThreeQuartersAndPausingResetsToZero) {
         const auto now = sp->grainOffset();
         const int jx = (static_cast<int>(now[0]) - static_cast<int>(previous[0]) + 40) % 40;
         const int jy = (static_cast<int>(now[1]) - static_cast<int>(previous[1]) + 20) % 20;
-        EXPECT_GE(jx, 10);
-        EXPECT_LT(jx, 30);
-        EXPECT_GE(jy, 5);
-        EXPECT_LT(jy, 15);
+        EXPECT_TRUE(jx >= 10 && jx < 30 && jy >= 5 && jy < 15) << jx << "," << jy;
         previous = now;
     }
     sp->setPauseGrainShift(true);
@@ -294,21 +242,14 @@ TEST(RenderDraw, FitsPlaceTheFrameAsTheReferenceDoes) {
         sp->SetSaturation(1.4f);
         sp->SetSBlendValue(0.5);
         const auto gpu = test::DrawOnGpu(*sp, frame, f.outW, f.outH, f.fit, f.aspectW, f.aspectH);
-        const auto cpu = test::DrawOnCpu(*sp, frame, f.outW, f.outH, f.fit, f.aspectW, f.aspectH);
-        const auto d = test::Compare(gpu, cpu);
+        const auto d = test::Compare(gpu, test::DrawOnCpu(*sp, frame, f.outW, f.outH, f.fit, f.aspectW, f.aspectH));
         EXPECT_LE(d.max1023, 2.0) << d.worstIndex;
         EXPECT_LT(d.median1023, 0.5);
-        if (f.fit < 2) {
-            // Margins keep the clear colour.
-            const int left = static_cast<int>((f.outW - f.aspectW) / 2);
-            for (int y = 0; y < f.outH; ++y) EXPECT_EQ(gpu[static_cast<size_t>(3 * (y * f.outW + left - 1))], 0);
-        }
+        const int left = static_cast<int>((f.outW - f.aspectW) / 2);  // margins keep the clear colour
+        for (int y = 0; y < f.outH && f.fit < 2; ++y)
+            EXPECT_EQ(gpu[static_cast<size_t>(3 * (y * f.outW + left - 1))], 0);
     }
-}
-
-// Fit 0 or 1 with the box equal to the viewport is the same as filling it.
-TEST(RenderDraw, BoxTheSizeOfTheViewportFillsIt) {
-    const auto frame = test::CubeFrame(30);
+    // Fit 0 or 1 with the box equal to the viewport is the same as filling it.
     OMBREL_PROCESSOR_OR_SKIP(sp, frame.width, frame.height, 50, 40);
     const auto fill = test::DrawOnGpu(*sp, frame, 50, 40, 2);
     EXPECT_EQ(test::DrawOnGpu(*sp, frame, 50, 40, 0, 50, 40), fill);
@@ -318,15 +259,10 @@ TEST(RenderDraw, BoxTheSizeOfTheViewportFillsIt) {
 TEST(RenderDraw, NoFrameBufferDrawsNothing) {
     OMBREL_PROCESSOR_OR_SKIP(sp, 8, 8, 8, 8);
     std::vector<uint16_t> out(8 * 8 * 4, 0x1234);
-    DrawParams p;
-    p.name = sp->frameTexture();
-    p.writeToDisk = true;
-    p.writeToDiskData = out.data();
-    p.baseSize = {8, 8};
-    p.viewportRect = {{0, 0}, {8, 8}};
+    DrawParams p = test::FrameParams(*sp, 8, 8, out.data());
     sp->setR3dRenderBuffer(nullptr);
     sp->RenderUsingR3DRenderBuffer(&p);
-    for (uint16_t v : out) ASSERT_EQ(v, 0x1234);
+    EXPECT_EQ(out, std::vector<uint16_t>(8 * 8 * 4, 0x1234));
 }
 
 class HookRecorder : public ShaderProcessor {
@@ -336,28 +272,27 @@ public:
 };
 
 TEST(RenderDraw, VertexHooksRunBeforeEachCornerInTheQuadsOrder) {
-    auto sp = std::make_unique<HookRecorder>();
+    HookRecorder sp;
     std::string why;
-    if (!test::PrepareRenderProcessor(*sp, 8, 8, 8, 8, &why)) GTEST_SKIP() << why;
+    if (!test::PrepareRenderProcessor(sp, 8, 8, 8, 8, &why)) GTEST_SKIP() << why;
     const auto frame = Uniform(8, 8, 0.3, 0.3, 0.3);
-    test::DrawOnGpu(*sp, frame, 8, 8, 2);
-    EXPECT_EQ(sp->calls, (std::vector<std::pair<int, int>>{{0, 1}, {2, 3}, {4, 5}, {6, 7}}));
-    sp->calls.clear();
-    test::DrawOnGpu(*sp, frame, 8, 8, 0, 8, 8);
-    EXPECT_EQ(sp->calls, (std::vector<std::pair<int, int>>{{0, 3}, {2, 1}, {4, 7}, {6, 5}}));
+    test::DrawOnGpu(sp, frame, 8, 8, 2);
+    EXPECT_EQ(sp.calls, (std::vector<std::pair<int, int>>{{0, 1}, {2, 3}, {4, 5}, {6, 7}}));
+    sp.calls.clear();
+    test::DrawOnGpu(sp, frame, 8, 8, 0, 8, 8);
+    EXPECT_EQ(sp.calls, (std::vector<std::pair<int, int>>{{0, 3}, {2, 1}, {4, 7}, {6, 5}}));
     float uv[8];
     ShaderProcessor::LoadUVArrayX1Y1X2Y2(uv, 1, 2, 3, 4);
     EXPECT_EQ(std::vector<float>(uv, uv + 8), (std::vector<float>{1, 4, 1, 2, 3, 2, 3, 4}));
 }
 
 TEST(RenderDraw, ARGBInputSwizzleReadsTheChannelsShifted) {
-    auto sp = std::make_unique<ShaderProcessor>();
-    sp->setNeedsARGBSwizzleIn(true);  // must be set before the program is built
+    ShaderProcessor sp;
+    sp.setNeedsARGBSwizzleIn(true);  // must be set before the program is built
     std::string why;
-    if (!test::PrepareRenderProcessor(*sp, 4, 4, 4, 4, &why)) GTEST_SKIP() << why;
-    sp->SetHistogramBMW(0.0, 0.5, 1.0);
+    if (!test::PrepareRenderProcessor(sp, 4, 4, 4, 4, &why)) GTEST_SKIP() << why;
     // An RGB frame reads as (R, G, B, 1); taken as A, R, G, B the picture is (G, B, 1).
-    const auto out = test::DrawOnGpu(*sp, Uniform(4, 4, 0.0, 0.0, 1.0), 4, 4);
+    const auto out = test::DrawOnGpu(sp, Uniform(4, 4, 0.0, 0.0, 1.0), 4, 4);
     EXPECT_LT(out[0], 300);
     EXPECT_GT(out[1], 65000);
     EXPECT_GT(out[2], 65000);
@@ -365,25 +300,23 @@ TEST(RenderDraw, ARGBInputSwizzleReadsTheChannelsShifted) {
 
 TEST(Programs, FailedStagesAreLoggedAndASingleSurvivingStageStillLinks) {
     OMBREL_PROCESSOR_OR_SKIP(sp, 4, 4, 4, 4);
+    const std::string kit = ">> [OpenGL Shader Kit] WARNING: ";
     LogCapture log;
     GLSLAttributes both;
     both.vertexShaderSource = "#version 120\nvoid main() { gl_Position = nonsense; }\n";
     both.fragmentShaderSource = "#version 120\nvoid main() { gl_FragColor = ; }\n";
     EXPECT_EQ(sp->getProgramObjectAttributes("broken", &both), 0u);
     EXPECT_FALSE(both.programObject);
-    EXPECT_TRUE(log.Contains(">> [OpenGL Shader Kit] WARNING: Failed to compile shader!"));
-    EXPECT_TRUE(log.Contains(
-        ">> [OpenGL Shader Kit] WARNING: Failed to compile+link GLSL \"broken\" fragment and/or vertex shader(s)!"));
-
+    EXPECT_TRUE(log.Contains(kit + "Failed to compile shader!"));
+    EXPECT_TRUE(log.Contains(kit + "Failed to compile+link GLSL \"broken\" fragment and/or vertex shader(s)!"));
     log.Clear();
     GLSLAttributes vertexOnly;
+    vertexOnly.fragmentShaderSource = both.fragmentShaderSource;
     vertexOnly.vertexShaderSource = "#version 120\nvoid main() { gl_Position = gl_Vertex; }\n";
-    vertexOnly.fragmentShaderSource = "#version 120\nvoid main() { gl_FragColor = ; }\n";
     EXPECT_NE(sp->getProgramObjectAttributes("vertex only", &vertexOnly), 0u);
     EXPECT_FALSE(log.Contains("Failed to compile+link"));
-
     EXPECT_EQ(sp->GetUniformLocationAttributes("noSuchThing", &vertexOnly), -1);
-    EXPECT_TRUE(log.Contains(">> [OpenGL Shader Kit] WARNING: No such uniform named \"noSuchThing\"!"));
+    EXPECT_TRUE(log.Contains(kit + "No such uniform named \"noSuchThing\"!"));
     log.Clear();
     EXPECT_EQ(sp->GetUniformLocationAttributes(nullptr, &vertexOnly), -1);
     EXPECT_TRUE(log.Lines().empty());
@@ -402,90 +335,76 @@ TEST(Programs, FailedStagesAreLoggedAndASingleSurvivingStageStillLinks) {
 TEST(Flags, ExposureAtZeroAndNeutralKelvinRebuildsOnceThenNotAgain) {
     OMBREL_PROCESSOR_OR_SKIP(sp, 8, 8, 8, 8);
     const auto frame = Uniform(8, 8, 0.5, 0.5, 0.5);
-    auto draw = [&] { test::DrawOnGpu(*sp, frame, 8, 8); };
-    draw();
+    test::DrawOnGpu(*sp, frame, 8, 8);
     EXPECT_FALSE(sp->reloadExposure()) << "the draw uploaded what was flagged";
-    sp->SetExposureKelvin(0.0f, 5600.0f);
-    EXPECT_TRUE(sp->reloadExposure());
-    draw();
-    sp->SetExposureKelvin(0.0f, 5600.0f);
-    EXPECT_FALSE(sp->reloadExposure());
-    sp->SetExposureKelvin(1.0f, 5600.0f);
-    EXPECT_TRUE(sp->reloadExposure());
-    draw();
-    sp->SetExposureKelvin(0.0f, 5600.0f);
-    EXPECT_TRUE(sp->reloadExposure());
-    draw();
-    sp->SetExposureKelvin(0.0f, 5600.0f);
-    EXPECT_FALSE(sp->reloadExposure());
+    struct Row {
+        const char* name;
+        float stops;
+        bool reload;
+    };
+    for (const Row& r : {Row{"flat after the first", 0, true}, Row{"flat again", 0, false}, Row{"one stop", 1, true},
+                         Row{"back to flat", 0, true}, Row{"flat once more", 0, false}}) {
+        sp->SetExposureKelvin(r.stops, 5600.0f);
+        EXPECT_EQ(sp->reloadExposure(), r.reload) << r.name;
+        test::DrawOnGpu(*sp, frame, 8, 8);
+    }
     // Several changes between two draws cost one upload: the flags are clear after it.
     sp->SetLiftGammaGain(0.9f, 1.0f, 1.0f);
     sp->SetLiftGammaGain(0.8f, 1.0f, 1.0f);
     sp->SetHistogramBMW(0.1, 0.5, 0.9);
-    draw();
-    EXPECT_FALSE(sp->reloadLift());
-    EXPECT_FALSE(sp->pushSplineTexture());
+    test::DrawOnGpu(*sp, frame, 8, 8);
+    EXPECT_FALSE(sp->reloadLift() || sp->pushSplineTexture());
 }
 
 // Where no GL context can be had, the processor says why and every GL step refuses.
 TEST(NoContextProbe, WithoutADriverThePipelineRefusesCleanly) {
-    if (!std::getenv("OMBREL_GL_PROBE_NO_DRIVER")) GTEST_SKIP() << "runs only as the child of the test below";
+    if (!std::getenv(test::kNoGlDriverVariable)) GTEST_SKIP() << "runs only as the child of the test below";
     ShaderProcessor sp;
     EXPECT_FALSE(sp.renderContext());
     EXPECT_NE(sp.renderContextError().find("Cannot create an OpenGL context"), std::string::npos);
     sp.setUseRenderContext(true);
-    sp.setOutputWidth(8);
-    sp.setOutputHeight(8);
     EXPECT_FALSE(sp.InitPipelineForViewportContext({{0, 0}, {8, 8}}, nullptr));
     EXPECT_FALSE(sp.FBOSetup(nullptr));
     std::vector<uint16_t> frame(8 * 8 * 3, 1000), out(8 * 8 * 4, 7);
     sp.setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.data()));
-    DrawParams p;
-    p.writeToDisk = true;
-    p.writeToDiskData = out.data();
-    p.baseSize = {8, 8};
-    p.viewportRect = {{0, 0}, {8, 8}};
+    DrawParams p = test::FrameParams(sp, 8, 8, out.data());
     sp.RenderUsingR3DRenderBuffer(&p);
-    for (uint16_t v : out) ASSERT_EQ(v, 7);
+    EXPECT_EQ(out, std::vector<uint16_t>(8 * 8 * 4, 7));
 }
 
 TEST(NoContext, AProcessorWithoutAnyDriverIsAClearErrorNotACrash) {
-    EXPECT_EQ(test::RunSelfWithoutGlDriver("NoContextProbe.*:LookRenderTest.WithoutAnyOpenGLTheClipFailsWithAMessage"),
-              0);
+    EXPECT_TRUE(test::RunsWithoutGlDriver("NoContextProbe.*:LookRenderTest.WithoutAnyOpenGLTheClipFailsWithAMessage"));
 }
 
 // The CPU pipeline (for machines without GL) is the reference itself, and agrees with the GPU
 // although it keeps tables and frames in full float where the GPU stores 16-bit floats.
 TEST(CpuPipeline, RendersWhatTheReferenceAndTheGpuRender) {
     const auto frame = test::CubeFrame(33);
-    auto look = [](ShaderProcessor& sp) {
+    const int w = frame.width, h = frame.height;
+    auto look = [](ShaderProcessor& sp, float blur) {
         sp.SetLiftGammaGain(0.9f, 1.2f, 1.1f);
         sp.SetSaturation(1.3f);
         sp.SetSBlendValue(0.7);
         sp.SetHistogramBMW(0.05, 0.5, 0.95);
-        sp.SetBlurAmount(30.0f);
+        sp.SetBlurAmount(blur);
         sp.setPauseGrainShift(true);
     };
     ShaderProcessor cpuSp(Backend::Cpu);
-    cpuSp.setImageWidth(static_cast<uint32_t>(frame.width));
-    cpuSp.setImageHeight(static_cast<uint32_t>(frame.height));
-    cpuSp.setOutputWidth(static_cast<uint32_t>(frame.width));
-    cpuSp.setOutputHeight(static_cast<uint32_t>(frame.height));
-    ASSERT_TRUE(cpuSp.InitPipelineForViewportContext({{0, 0}, {float(frame.width), float(frame.height)}}, nullptr));
+    cpuSp.setImageWidth(static_cast<uint32_t>(w));
+    cpuSp.setImageHeight(static_cast<uint32_t>(h));
+    cpuSp.setOutputWidth(static_cast<uint32_t>(w));
+    cpuSp.setOutputHeight(static_cast<uint32_t>(h));
+    ASSERT_TRUE(cpuSp.InitPipelineForViewportContext({{0, 0}, {float(w), float(h)}}, nullptr));
     ASSERT_TRUE(cpuSp.FBOSetup(nullptr));
-    look(cpuSp);
-    const auto viaPipeline = test::DrawOnGpu(cpuSp, frame, frame.width, frame.height);  // the CPU backend draws
-    const auto reference = test::DrawOnCpu(cpuSp, frame, frame.width, frame.height);
-    EXPECT_EQ(viaPipeline, reference);
+    look(cpuSp, 30.0f);
+    const auto viaPipeline = test::DrawOnGpu(cpuSp, frame, w, h);  // the CPU backend draws
+    EXPECT_EQ(viaPipeline, test::DrawOnCpu(cpuSp, frame, w, h)) << "the reference, from the state after the draw";
 
-    OMBREL_PROCESSOR_OR_SKIP(gpuSp, frame.width, frame.height, frame.width, frame.height);
-    look(*gpuSp);
+    OMBREL_PROCESSOR_OR_SKIP(gpuSp, w, h, w, h);
     // Without the blur, whose 16-bit float passes this driver may round its own way.
-    gpuSp->SetBlurAmount(0);
-    cpuSp.SetBlurAmount(0);
-    cpuSp.setPauseGrainShift(true);
-    const auto gpu = test::DrawOnGpu(*gpuSp, frame, frame.width, frame.height);
-    const auto d = test::Compare(gpu, test::DrawOnGpu(cpuSp, frame, frame.width, frame.height));
+    look(*gpuSp, 0.0f);
+    look(cpuSp, 0.0f);
+    const auto d = test::Compare(test::DrawOnGpu(*gpuSp, frame, w, h), test::DrawOnGpu(cpuSp, frame, w, h));
     EXPECT_LE(d.max1023, 2.0);
     EXPECT_LT(d.median1023, 0.5);
 }

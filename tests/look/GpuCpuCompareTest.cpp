@@ -35,29 +35,10 @@ struct LookCase {
     std::function<void(const Picture& gpu, const Picture& neutral)> check = nullptr;
 };
 
-struct Means {
-    double r = 0, g = 0, b = 0;
-};
-Means ChannelMeans(const Picture& rgb) {
-    Means m;
-    const double pixels = static_cast<double>(rgb.size() / 3);
-    for (size_t i = 0; i + 2 < rgb.size(); i += 3) {
-        m.r += rgb[i] / 65535.0 / pixels;
-        m.g += rgb[i + 1] / 65535.0 / pixels;
-        m.b += rgb[i + 2] / 65535.0 / pixels;
-    }
+std::array<double, 3> ChannelMeans(const Picture& rgb) {
+    std::array<double, 3> m{};
+    for (size_t i = 0; i < rgb.size(); ++i) m[i % 3] += rgb[i] / 65535.0 / static_cast<double>(rgb.size() / 3);
     return m;
-}
-
-ColorBallInfo Balls(float hr, float ha, float mr, float ma, float sr, float sa) {
-    ColorBallInfo b;
-    b.h[0] = hr;
-    b.h[1] = ha;
-    b.m[0] = mr;
-    b.m[1] = ma;
-    b.s[0] = sr;
-    b.s[1] = sa;
-    return b;
 }
 
 constexpr float kQuarterTurn = 1.5707964f;
@@ -98,8 +79,9 @@ void Neutral(ShaderProcessor& sp) {
 }
 
 std::vector<LookCase> Sweep() {
-    auto film = [](ShaderProcessor& sp) {
+    auto film = [](ShaderProcessor& sp, double mix) {
         sp.EditTables([](ShaderProcessor::Tables& t) { test::FillFilmLikeStockTable(t.stockLut); });
+        sp.SetBlendValue(mix);
     };
     auto grain = [](ShaderProcessor& sp, double amount) {
         sp.SetGrainMap(test::NoisyGrainMap(37, 29, 7), false);
@@ -122,47 +104,35 @@ std::vector<LookCase> Sweep() {
     auto exposure = [](float stops, float kelvin) {
         return [=](ShaderProcessor& sp) { sp.SetExposureKelvin(stops, kelvin); };
     };
-    auto brighter = [](const Picture& gpu, const Picture& n) {
-        EXPECT_GT(ChannelMeans(gpu).g, ChannelMeans(n).g + 0.05);
+    // The mean of channel `a` less that of `b` (none: -1) moves by more than `by`, that way.
+    auto moves = [](size_t a, int b, double by) {
+        return [=](const Picture& gpu, const Picture& n) {
+            const auto m = ChannelMeans(gpu), o = ChannelMeans(n);
+            const double shift = m[a] - o[a] - (b < 0 ? 0 : m[size_t(b)] - o[size_t(b)]);
+            EXPECT_TRUE(by > 0 ? shift > by : shift < by) << shift;
+        };
     };
-    auto darker = [](const Picture& gpu, const Picture& n) {
-        EXPECT_LT(ChannelMeans(gpu).g, ChannelMeans(n).g - 0.05);
-    };
-    auto cooler = [](const Picture& gpu, const Picture& n) {
-        const Means m = ChannelMeans(gpu), o = ChannelMeans(n);
-        EXPECT_GT(m.b - m.r, o.b - o.r + 0.03);
-    };
-    auto warmer = [](const Picture& gpu, const Picture& n) {
-        const Means m = ChannelMeans(gpu), o = ChannelMeans(n);
-        EXPECT_GT(m.r - m.b, o.r - o.b + 0.03);
-    };
-    cases.push_back({"exposure one stop up", exposure(1.0f, 5600.0f), Effect::Changes, brighter});
-    cases.push_back({"exposure one stop down", exposure(-1.0f, 5600.0f), Effect::Changes, darker});
-    cases.push_back({"exposure at 3200 K", exposure(0.0f, 3200.0f), Effect::Changes, cooler});
-    cases.push_back({"exposure at 9000 K", exposure(0.0f, 9000.0f), Effect::Changes, warmer});
+    cases.push_back({"exposure one stop up", exposure(1.0f, 5600.0f), Effect::Changes, moves(1, -1, 0.05)});
+    cases.push_back({"exposure one stop down", exposure(-1.0f, 5600.0f), Effect::Changes, moves(1, -1, -0.05)});
+    cases.push_back({"exposure at 3200 K", exposure(0.0f, 3200.0f), Effect::Changes, moves(2, 0, 0.03)});
+    cases.push_back({"exposure at 9000 K", exposure(0.0f, 9000.0f), Effect::Changes, moves(0, 2, 0.03)});
     cases.push_back({"exposure 1.5 stops at 4000 K", exposure(1.5f, 4000.0f)});
     cases.push_back({"exposure back to 0 stops at 5600 K", exposure(0.0f, 5600.0f), Effect::Neutral});
     auto balls = [](ColorBallInfo info) { return [=](ShaderProcessor& sp) { sp.SetBallInfo(info); }; };
-    cases.push_back({"red shadow ball at the rim", balls(Balls(0, 0, 0, 0, 1.0f, kQuarterTurn)), Effect::Changes,
+    cases.push_back({"red shadow ball at the rim", balls({{0, 0}, {0, 0}, {1.0f, kQuarterTurn}}), Effect::Changes,
                      BlackTurnsAQuarterRed});
-    cases.push_back({"cyan mid ball at the rim", balls(Balls(0, 0, 1.0f, -kQuarterTurn, 0, 0))});
-    cases.push_back({"red highlight ball at the rim", balls(Balls(1.0f, kQuarterTurn, 0, 0, 0, 0))});
-    cases.push_back({"three balls", balls(Balls(0.7f, 2.0f, 0.5f, -2.5f, 0.8f, 0.3f))});
-    cases.push_back({"balls back to the centre", balls(Balls(0, 0, 0, 0, 0, 0)), Effect::Neutral});
+    cases.push_back({"cyan mid ball at the rim", balls({{0, 0}, {1.0f, -kQuarterTurn}, {0, 0}})});
+    cases.push_back({"red highlight ball at the rim", balls({{1.0f, kQuarterTurn}, {0, 0}, {0, 0}})});
+    cases.push_back({"three balls", balls({{0.7f, 2.0f}, {0.5f, -2.5f}, {0.8f, 0.3f}})});
+    cases.push_back({"balls back to the centre", balls({{0, 0}, {0, 0}, {0, 0}}), Effect::Neutral});
     cases.push_back({"lift gamma gain alone", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(0.6f, 1.4f, 1.25f); }});
     cases.push_back(
         {"lift gamma gain at their limits", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(2.5f, 0.3f, 0.8f); }});
     cases.push_back({"saturation raised", [](ShaderProcessor& sp) { sp.SetSaturation(1.8f); }});
     cases.push_back({"saturation lowered", [](ShaderProcessor& sp) { sp.SetSaturation(0.2f); }});
-    cases.push_back({"stock table full", [=](ShaderProcessor& sp) {
-                         film(sp);
-                         sp.SetBlendValue(1.0);
-                     }});
-    cases.push_back({"stock table half", [=](ShaderProcessor& sp) {
-                         film(sp);
-                         sp.SetBlendValue(0.5);
-                     }});
-    cases.push_back({"stock table loaded, mix 0", [=](ShaderProcessor& sp) { film(sp); }, Effect::Neutral});
+    cases.push_back({"stock table full", [=](ShaderProcessor& sp) { film(sp, 1.0); }});
+    cases.push_back({"stock table half", [=](ShaderProcessor& sp) { film(sp, 0.5); }});
+    cases.push_back({"stock table loaded, mix 0", [=](ShaderProcessor& sp) { film(sp, 0.0); }, Effect::Neutral});
     cases.push_back({"S-curve full", [](ShaderProcessor& sp) { sp.SetSBlendValue(1.0); }});
     cases.push_back({"S-curve half", [](ShaderProcessor& sp) { sp.SetSBlendValue(0.5); }});
     cases.push_back({"levels on", [](ShaderProcessor& sp) { sp.SetHistogramBMW(0.1, 0.45, 0.85); }});
@@ -170,41 +140,35 @@ std::vector<LookCase> Sweep() {
     cases.push_back({"grain full", [=](ShaderProcessor& sp) { grain(sp, 1.0); }});
     cases.push_back({"grain half", [=](ShaderProcessor& sp) { grain(sp, 0.5); }});
     cases.push_back({"grain image loaded, mix 0", [=](ShaderProcessor& sp) { grain(sp, 0.0); }, Effect::Neutral});
-    cases.push_back({"black-and-white stock", [=](ShaderProcessor& sp) {
-                         film(sp);
-                         sp.SetBlendValue(1.0);
-                         sp.SetCurrentLUTSourceTypeChosenR3DMode("KodakTriX", "5D", std::nullopt, false);
-                     }});
-    cases.push_back({"black-and-white stock with the S-curve", [=](ShaderProcessor& sp) {
-                         sp.SetCurrentLUTSourceTypeChosenR3DMode("IlfordDelta400", "5D", std::nullopt, false);
-                         sp.SetSBlendValue(1.0);
-                     }});
-    auto everything = [=](ShaderProcessor& sp) {
-        sp.EditTables([](ShaderProcessor::Tables& t) {
-            test::FillCurvedTable3(t.exposureTexture.data(), kTableLength, 4095);
-            test::FillFilmLikeStockTable(t.stockLut);
-        });
-        sp.SetLiftGammaGain(0.9f, 1.1f, 1.05f);
-        sp.SetSaturation(1.3f);
-        sp.SetBlendValue(0.8);
-        sp.SetSBlendValue(0.6);
-        sp.SetHistogramBMW(0.05, 0.5, 0.95);
-        grain(sp, 0.7);
+    auto blackAndWhite = [=](const char* stock, double mix, double sCurve) {
+        return [=](ShaderProcessor& sp) {
+            film(sp, mix);
+            sp.SetCurrentLUTSourceTypeChosenR3DMode(stock, "5D", std::nullopt, false);
+            sp.SetSBlendValue(sCurve);
+        };
     };
-    cases.push_back({"everything at once", everything});
+    cases.push_back({"black-and-white stock", blackAndWhite("KodakTriX", 1.0, 0.0)});
+    cases.push_back({"black-and-white stock with the S-curve", blackAndWhite("IlfordDelta400", 0.0, 1.0)});
+    auto everything = [=](float blur, bool original) {
+        return [=](ShaderProcessor& sp) {
+            sp.EditTables([](ShaderProcessor::Tables& t) {
+                test::FillCurvedTable3(t.exposureTexture.data(), kTableLength, 4095);
+            });
+            film(sp, 0.8);
+            sp.SetLiftGammaGain(0.9f, 1.1f, 1.05f);
+            sp.SetSaturation(1.3f);
+            sp.SetSBlendValue(0.6);
+            sp.SetHistogramBMW(0.05, 0.5, 0.95);
+            grain(sp, 0.7);
+            sp.SetBlurAmount(blur);
+            sp.setShowOriginal(original);
+        };
+    };
+    cases.push_back({"everything at once", everything(0.0f, false)});
     // The bypass leaves exposure in the picture and takes out everything else.
-    cases.push_back({"everything, shown original",
-                     [=](ShaderProcessor& sp) {
-                         everything(sp);
-                         sp.setShowOriginal(true);
-                     },
-                     Effect::SameAsExposureAlone});
+    cases.push_back({"everything, shown original", everything(0.0f, true), Effect::SameAsExposureAlone});
     cases.push_back({"blur", [](ShaderProcessor& sp) { sp.SetBlurAmount(1.0f); }});
-    cases.push_back({"blur with the look, shown original", [=](ShaderProcessor& sp) {
-                         everything(sp);
-                         sp.SetBlurAmount(0.8f);
-                         sp.setShowOriginal(true);
-                     }});
+    cases.push_back({"blur with the look, shown original", everything(0.8f, true)});
     return cases;
 }
 

@@ -7,6 +7,7 @@
 #include "LookTestSupport.h"
 #include "render/LookPipeline.h"
 #include "support/FrameFiles.h"
+#include "support/NoGlDriver.h"
 #include "support/RenderQueueFixture.h"
 
 namespace ombrel {
@@ -46,11 +47,11 @@ protected:
         Run({item});
         EXPECT_FALSE(item->errorState()) << item->errorMessage();
         std::vector<TiffImage> frames(2);
-        for (int f = 0; f < 2; ++f) {
+        for (size_t f = 0; f < 2; ++f) {
             const std::string path =
                 (dir_ / folder) + "/A001_C001_0101AB/A001_C001_0101AB.08640" + std::to_string(f) + ".tiff";
-            EXPECT_TRUE(ReadWithLibtiff(path, &frames[static_cast<size_t>(f)])) << path;
-            EXPECT_EQ(frames[static_cast<size_t>(f)].width, config.width);
+            EXPECT_TRUE(ReadWithLibtiff(path, &frames[f])) << path;
+            EXPECT_EQ(frames[f].width, config.width);
         }
         return frames;
     }
@@ -58,11 +59,7 @@ protected:
 
 TEST_F(LookRenderTest, CameraClipFramesCarryTheLookOnOpenGLAndOnTheCpuPipelineAlike) {
     {
-        std::string why;
-        if (!test::MakeRenderProcessor(8, 8, 8, 8, &why)) {
-            if (std::getenv("OMBREL_REQUIRE_GL")) FAIL() << why;
-            GTEST_SKIP() << why;
-        }
+        OMBREL_PROCESSOR_OR_SKIP(probe, 8, 8, 8, 8);  // released before the render makes its own
     }
     TestPatternConfig config;
     config.width = 48;
@@ -85,7 +82,7 @@ TEST_F(LookRenderTest, CameraClipFramesCarryTheLookOnOpenGLAndOnTheCpuPipelineAl
 }
 
 TEST_F(LookRenderTest, WithoutAnyOpenGLTheClipFailsWithAMessage) {
-    if (!std::getenv("OMBREL_GL_PROBE_NO_DRIVER")) GTEST_SKIP() << "runs only without a driver (see NoContext)";
+    if (!std::getenv(test::kNoGlDriverVariable)) GTEST_SKIP() << "runs only without a driver (see NoContext)";
     TestPatternConfig config;
     test::ScopedTestPatternSources sources(config);
     InstallLookPipeline(LookPipeline::OpenGL);

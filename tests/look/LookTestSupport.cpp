@@ -47,14 +47,17 @@ Frame16 CubeFrame(int width) {
     Frame16 f;
     f.width = width;
     f.height = static_cast<int>((colours.size() + static_cast<size_t>(width) - 1) / static_cast<size_t>(width));
-    f.rgb.assign(static_cast<size_t>(f.width * f.height * 3), 0);
+    // The rest of the last row: a mid grey, so every pixel is defined.
+    f.rgb.assign(static_cast<size_t>(f.width * f.height * 3), 32768);
     for (size_t i = 0; i < colours.size(); ++i) {
         for (size_t k = 0; k < 3; ++k) f.rgb[3 * i + k] = U16(colours[i][k]);
     }
-    // The rest of the last row: a mid grey, so every pixel is defined.
-    for (size_t i = colours.size(); i < static_cast<size_t>(f.width * f.height); ++i) {
-        for (size_t k = 0; k < 3; ++k) f.rgb[3 * i + k] = 32768;
-    }
+    return f;
+}
+
+Frame16 Uniform(int width, int height, double r, double g, double b) {
+    Frame16 f{width, height, {}};
+    for (int i = 0; i < width * height; ++i) f.rgb.insert(f.rgb.end(), {U16(r), U16(g), U16(b)});
     return f;
 }
 
@@ -82,16 +85,21 @@ std::unique_ptr<ShaderProcessor> MakeRenderProcessor(int imageW, int imageH, int
     return sp;
 }
 
+DrawParams FrameParams(const ShaderProcessor& sp, int w, int h, uint16_t* readBack) {
+    DrawParams p;
+    p.name = sp.frameTexture();
+    p.writeToDisk = readBack != nullptr;
+    p.writeToDiskData = readBack;
+    p.baseSize = {float(w), float(h)};
+    p.viewportRect = {{0, 0}, {float(w), float(h)}};
+    return p;
+}
+
 std::vector<uint16_t> DrawOnGpu(ShaderProcessor& sp, const Frame16& frame, int outW, int outH, int fitMethod,
                                 float aspectW, float aspectH) {
     std::vector<uint16_t> out(static_cast<size_t>(outW * outH * 4), 0);
     sp.setR3dRenderBuffer(reinterpret_cast<const uint8_t*>(frame.rgb.data()));
-    DrawParams p;
-    p.name = sp.frameTexture();
-    p.target = GL_TEXTURE_RECTANGLE;
-    p.writeToDisk = true;
-    p.writeToDiskData = out.data();
-    p.baseSize = {float(frame.width), float(frame.height)};
+    DrawParams p = FrameParams(sp, frame.width, frame.height, out.data());
     p.viewportRect = {{0, 0}, {float(outW), float(outH)}};
     p.fitMethod = fitMethod;
     p.aspectSize = {aspectW, aspectH};
@@ -126,10 +134,7 @@ cpu::HalfRounding DriverHalfTargetRounding() {
         std::string why;
         auto sp = MakeRenderProcessor(9, 7, 9, 7, &why);
         if (!sp) return cpu::HalfRounding::Nearest;
-        Frame16 f;
-        f.width = 9;
-        f.height = 7;
-        f.rgb.assign(9 * 7 * 3, 0);
+        Frame16 f = Uniform(9, 7, 0, 0, 0);
         for (size_t k = 0; k < 3; ++k) f.rgb[(3 * 9 + 4) * 3 + k] = 65535;
         sp->SetBlurAmount(40.0f);
         const auto gpu = DrawOnGpu(*sp, f, 9, 7);

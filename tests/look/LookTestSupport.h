@@ -23,6 +23,9 @@ struct Frame16 {
     std::vector<uint16_t> rgb;
 };
 
+// A frame of one colour.
+Frame16 Uniform(int width, int height, double r, double g, double b);
+
 // Ramps (grey and each primary), near-black and near-white ramps, the primaries and
 // secondaries, and a 12 x 12 x 12 grid of the cube whose levels include both ends.
 Frame16 CubeFrame(int width);
@@ -38,6 +41,10 @@ bool PrepareRenderProcessor(ShaderProcessor& sp, int imageW, int imageH, int out
 // pixel, rows bottom-up as GL reads them).
 std::vector<uint16_t> DrawOnGpu(ShaderProcessor& sp, const Frame16& frame, int outW, int outH, int fitMethod = 2,
                                 float aspectW = 0, float aspectH = 0);
+
+// Parameters of a draw of a w x h frame into a w x h viewport, reading back into `readBack`
+// (a render) or nothing (a preview).
+DrawParams FrameParams(const ShaderProcessor& sp, int w, int h, uint16_t* readBack = nullptr);
 
 // What the CPU reference makes of the same draw, from the processor's state after it.
 std::vector<uint16_t> DrawOnCpu(const ShaderProcessor& sp, const Frame16& frame, int outW, int outH, int fitMethod = 2,

@@ -1,54 +1,55 @@
-// The look setters on the CPU side: tables, matrices, the levels curve, the bypass, stock
-// and grain selection, and their reload flags. No GL is needed.
+// The look setters on the CPU side: tables, matrices, the levels curve, the bypass, exposure
+// and colour balls, stock and grain selection, and their reload flags. No GL is needed.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "datafile/DataFile.h"
+#include "datafile/Resource.h"
 #include "look/AppState.h"
 #include "look/LutManager.h"
 #include "look/ShaderProcessor.h"
+#include "look/balls/ColorBall2DLUT.h"
+#include "look/exposure/ColorTempExposureModel.h"
+#include "model/ColorBallInfo.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
 
 using Backend = ShaderProcessor::Backend;
+using Table3 = std::array<float, kTableLength * 3>;
 
 std::vector<float> LiftTable(const ShaderProcessor& sp) { return sp.CoreShaderInputsForRender().lift; }
-std::vector<float> LevelsTable(const ShaderProcessor& sp) { return sp.CoreShaderInputsForRender().spline; }
 
-TEST(LiftGammaGain, NeutralIsTheRampAndGainGammaLiftShapeIt) {
+TEST(LiftGammaGain, TheRampIsShapedByGainGammaAndALiftThatPivotsOnWhite) {
+    struct Row {
+        const char* name;
+        float lift, gamma, gain;
+        double (*expected)(double x);
+    };
+    const Row rows[] = {
+        {"neutral: entry i at i / 4096", 1, 1, 1, [](double x) { return x; }},
+        {"gain 0.5", 1, 1, 0.5f, [](double x) { return 0.5 * x; }},
+        {"gamma 2: exponent 0, all above black is white", 1, 2, 1, [](double x) { return x > 0 ? 1.0 : 0.0; }},
+        {"lift 0.5 doubles the slope", 0.5f, 1, 1, [](double x) { return std::max(0.0, 2 * x - 1); }},
+        {"a strong gain is limited to white", 1, 1, 3, [](double x) { return std::min(1.0, 3 * x); }},
+    };
     ShaderProcessor sp(Backend::Cpu);
-    auto t = LiftTable(sp);
-    ASSERT_EQ(t.size(), 4096u);
-    for (size_t i = 0; i < t.size(); ++i) ASSERT_EQ(t[i], static_cast<float>(i / 4096.0)) << i;  // last at 4095/4096
-
-    sp.SetLiftGammaGain(1.0f, 1.0f, 0.5f);
-    t = LiftTable(sp);
-    for (size_t i = 0; i < t.size(); i += 97) EXPECT_NEAR(t[i], 0.5 * i / 4096.0, 1e-7) << i;
-
-    // Gamma 2 makes the exponent 0: everything above black goes to white.
-    sp.SetLiftGammaGain(1.0f, 2.0f, 1.0f);
-    t = LiftTable(sp);
-    EXPECT_EQ(t[0], 0.0f);
-    for (size_t i = 1; i < t.size(); i += 51) EXPECT_EQ(t[i], 1.0f) << i;
-
-    // Lift pivots on white: lift 0.5 doubles the slope and clips the lower half to black.
-    sp.SetLiftGammaGain(0.5f, 1.0f, 1.0f);
-    t = LiftTable(sp);
-    EXPECT_EQ(t[1000], 0.0f);
-    EXPECT_NEAR(t[3072], 0.5, 1e-6);
-    // A strong gain is limited to white.
-    sp.SetLiftGammaGain(1.0f, 1.0f, 3.0f);
-    t = LiftTable(sp);
-    EXPECT_EQ(t[4095], 1.0f);
-    EXPECT_NEAR(t[1000], 3.0 * 1000 / 4096.0, 1e-6);
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        sp.SetLiftGammaGain(r.lift, r.gamma, r.gain);
+        const auto t = LiftTable(sp);
+        ASSERT_EQ(t.size(), 4096u);
+        for (size_t i = 0; i < t.size(); ++i) ASSERT_NEAR(t[i], r.expected(i / 4096.0), 1e-6) << i;
+    }
 }
 
 // Lift is held just above 0 and just below 2: a value beyond a limit gives the limit's table,
@@ -80,15 +81,14 @@ TEST(SaturationMatrix, KeepsGreyAndGoesFromLumaToIdentity) {
         ShaderProcessor::SetMatrixForSat(m, s);
         // Output channel j sums c_i * m[4i + j]: a grey stays the same grey.
         for (int j = 0; j < 3; ++j) EXPECT_NEAR(m[j] + m[4 + j] + m[8 + j], 1.0f, 1e-6) << s;
-        EXPECT_EQ(m[15], 1.0f);
-        EXPECT_EQ(m[3] + m[7] + m[11] + m[12] + m[13] + m[14], 0.0f);
+        EXPECT_EQ(std::vector<float>({m[3], m[7], m[11], m[12], m[13], m[14], m[15]}),
+                  std::vector<float>({0, 0, 0, 0, 0, 0, 1}));
     }
-    float id[16], luma[16];
+    float id[16], luma[16], half[16];
     ShaderProcessor::SetMatrixForSat(id, 1.0f);
     ShaderProcessor::SetMatrixForSat(luma, 0.0f);
     for (int i = 0; i < 16; ++i) EXPECT_EQ(id[i], (i % 5 == 0) ? 1.0f : 0.0f) << i;
-    // Saturation 0: every output channel is the same luma of R, G and B.
-    for (int j = 0; j < 3; ++j) {
+    for (int j = 0; j < 3; ++j) {  // saturation 0: every output channel is the same luma
         EXPECT_FLOAT_EQ(luma[j], 0.2126f);
         EXPECT_FLOAT_EQ(luma[4 + j], 0.7152f);
         EXPECT_FLOAT_EQ(luma[8 + j], 0.0722f);
@@ -96,44 +96,36 @@ TEST(SaturationMatrix, KeepsGreyAndGoesFromLumaToIdentity) {
     ShaderProcessor sp(Backend::Cpu);
     EXPECT_EQ(sp.CoreShaderInputsForRender().saturation[15], 0.0f) << "the look's matrix starts at (1, 1, 1, 0)";
     sp.SetSaturation(0.5f);
-    float half[16];
     ShaderProcessor::SetMatrixForSat(half, 0.5f);
     EXPECT_EQ(sp.CoreShaderInputsForRender().saturation[1], half[1]);
 }
 
-TEST(LevelsCurve, NormalLevelsRiseFromBlackToWhite) {
-    ShaderProcessor sp(Backend::Cpu);
-    for (auto levels : {std::array<double, 3>{0.0, 0.5, 1.0}, std::array<double, 3>{0.1, 0.45, 0.85},
-                        std::array<double, 3>{0.2, 0.7, 0.9}}) {
-        sp.SetHistogramBMW(levels[0], levels[1], levels[2]);
-        const auto y = LevelsTable(sp);
-        SCOPED_TRACE(testing::Message() << levels[0] << " " << levels[1] << " " << levels[2]);
-        for (size_t i = 1; i < y.size(); ++i) ASSERT_GE(y[i], y[i - 1]) << i;
-        const size_t black = static_cast<size_t>(levels[0] * 4096);
-        const size_t white = static_cast<size_t>(levels[2] * 4096);
-        if (black > 0) { EXPECT_EQ(y[black - 1], 0.0f); }
-        EXPECT_GE(y[std::min<size_t>(white + 1, 4095)], 0.9999f);
-        EXPECT_NEAR(y[static_cast<size_t>(levels[1] * 4096)], 0.5, 0.01) << "mid maps to mid grey";
-    }
-}
-
 // Black above white: below half white is pushed up to black + 0.002; above half black and mid
 // are pulled down below white, and nothing is left at the old black point.
-TEST(LevelsCurve, BlackAboveWhiteClipsAtTheLimitThatWins) {
+TEST(LevelsCurve, RisesFromBlackToWhiteAndBlackAboveWhiteClipsAtTheLimitThatWins) {
+    struct Probe {
+        size_t entry;
+        float level, tolerance;
+    };
     struct Row {
         const char* name;
-        double black, white;
-        double lastBlack, firstWhite, stillWhite;
+        double black, mid, white;
+        std::vector<Probe> probes;
     };
-    for (const Row& r : {Row{"white below half", 0.6, 0.2, 0.599, 0.603, 0.603},
-                         Row{"white above half", 0.9, 0.8, 0.797, 0.801, 0.85}}) {
+    const Row rows[] = {
+        {"neutral", 0.0, 0.5, 1.0, {{2048, 0.5f, 0.01f}, {4095, 1.0f, 1e-4f}}},
+        {"levels on", 0.1, 0.45, 0.85, {{408, 0.0f, 0.0f}, {1843, 0.5f, 0.01f}, {3482, 1.0f, 1e-4f}}},
+        {"narrow", 0.2, 0.7, 0.9, {{818, 0.0f, 0.0f}, {2867, 0.5f, 0.01f}, {3687, 1.0f, 1e-4f}}},
+        {"black above white below half", 0.6, 0.5, 0.2, {{2453, 0.0f, 0.0f}, {2469, 1.0f, 0.0f}}},
+        {"black above white above half", 0.9, 0.5, 0.8, {{3264, 0.0f, 0.0f}, {3280, 1.0f, 0.0f}, {3481, 1, 0}}},
+    };
+    for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
         ShaderProcessor sp(Backend::Cpu);
-        sp.SetHistogramBMW(r.black, 0.5, r.white);
-        const auto y = LevelsTable(sp);
-        EXPECT_EQ(y[static_cast<size_t>(r.lastBlack * 4096)], 0.0f);
-        EXPECT_EQ(y[static_cast<size_t>(r.firstWhite * 4096)], 1.0f);
-        EXPECT_EQ(y[static_cast<size_t>(r.stillWhite * 4096)], 1.0f);
+        sp.SetHistogramBMW(r.black, r.mid, r.white);
+        const auto y = sp.CoreShaderInputsForRender().spline;
+        for (size_t i = 1; i < y.size(); ++i) ASSERT_GE(y[i], y[i - 1]) << i;
+        for (const Probe& p : r.probes) EXPECT_NEAR(y[p.entry], p.level, p.tolerance) << "entry " << p.entry;
     }
 }
 
@@ -148,8 +140,11 @@ TEST(LevelsCurve, UnchangedLevelsDoNotRebuild) {
     EXPECT_TRUE(sp.pushSplineTexture());
 }
 
+// The bypass leaves the exposure in the picture and takes out everything else.
 TEST(ShowOriginal, BypassBuildsNeutralTablesKeepsTheCallersValuesAndBringsThemBack) {
     ShaderProcessor sp(Backend::Cpu), fresh(Backend::Cpu), wanted(Backend::Cpu);
+    sp.SetExposureKelvin(1.0f, 4000.0f);
+    const Table3 exposure = sp.exposureTable();
     sp.SetBlendValue(0.7);
     sp.SetSBlendValue(0.4);
     sp.SetGrainValue(0.9);
@@ -157,19 +152,22 @@ TEST(ShowOriginal, BypassBuildsNeutralTablesKeepsTheCallersValuesAndBringsThemBa
     sp.SetBlackAndWhite(true);
     sp.SetLiftGammaGain(0.5f, 1.4f, 1.2f);
     sp.SetHistogramBMW(0.1, 0.5, 0.9);
+    EXPECT_FALSE(sp.NeedsBlur()) << "no radius";
+    sp.SetBlurAmount(0.5f);
+    EXPECT_TRUE(sp.NeedsBlur());
     sp.setShowOriginal(true);
+    EXPECT_FALSE(sp.NeedsBlur());
     // Changes during the bypass are kept for later and do not show.
     sp.SetLiftGammaGain(0.8f, 1.2f, 1.1f);
     sp.SetHistogramBMW(0.2, 0.4, 0.7);
     const auto bypassed = sp.CoreShaderInputsForRender();
     const auto neutral = fresh.CoreShaderInputsForRender();
+    EXPECT_EQ(bypassed.exposure, std::vector<float>(exposure.begin(), exposure.end()));
     EXPECT_EQ(bypassed.lift, neutral.lift);
     EXPECT_EQ(bypassed.spline, neutral.spline);
     EXPECT_EQ(bypassed.balls, neutral.balls);
-    EXPECT_EQ(bypassed.stockLUTAmount, 0.0f);
-    EXPECT_EQ(bypassed.sBlendAmount, 0.0f);
-    EXPECT_EQ(bypassed.grainAmount, 0.0f);
-    EXPECT_EQ(bypassed.saturation[15], 0.0f) << "the identity (1, 1, 1, 0)";
+    EXPECT_EQ(bypassed.stockLUTAmount + bypassed.sBlendAmount + bypassed.grainAmount, 0.0f);
+    EXPECT_EQ(bypassed.saturation, neutral.saturation) << "the identity (1, 1, 1, 0)";
     EXPECT_EQ(bypassed.saturation[0], 1.0f);
     EXPECT_EQ(bypassed.blackandwhite[1], 0.0f) << "no black-and-white projection while bypassed";
     EXPECT_EQ(sp.histogramLocal(), (std::array<double, 3>{0.2, 0.4, 0.7}));
@@ -185,13 +183,113 @@ TEST(ShowOriginal, BypassBuildsNeutralTablesKeepsTheCallersValuesAndBringsThemBa
     EXPECT_FLOAT_EQ(back.blackandwhite[1], 0.2126f);
 }
 
-TEST(BlurSwitch, NeedsBlurOnlyWithARadiusAndNoBypass) {
+// The table a model with the installed conversion tables makes for these model arguments.
+Table3 ExposureModelTable(float exposureDecades, float colorTempOffset) {
+    colorTempExposureModel m;
+    const Status s =
+        LoadExposureTables(m, ResourcePath("Resources/5D_CV2logLUT.bin"), ResourcePath("Resources/5D_log2CVLUT.bin"));
+    EXPECT_TRUE(s.ok()) << s.message();
+    Table3 t{};
+    m.getGLTexture_RGB(exposureDecades, colorTempOffset, kTableLength, t.data());
+    return t;
+}
+
+TEST(ExposureSetter, TheTableIsTheModelsForAThirdOfTheStopsAndTheOffsetFrom5600) {
     ShaderProcessor sp(Backend::Cpu);
-    EXPECT_FALSE(sp.NeedsBlur());
-    sp.SetBlurAmount(0.5f);
-    EXPECT_TRUE(sp.NeedsBlur());
+    for (const auto& [stops, kelvin] : {std::pair{1.5f, 3200.0f}, {-2.0f, 9000.0f}, {0.7f, 5600.0f}, {0.0f, 4100.0f}}) {
+        SCOPED_TRACE(testing::Message() << stops << " stops at " << kelvin << " K");
+        sp.SetExposureKelvin(stops, kelvin);
+        EXPECT_TRUE(sp.reloadExposure());
+        const Table3 got = sp.exposureTable();
+        EXPECT_EQ(got, ExposureModelTable(stops / 3.0f, kelvin - 5600.0f));
+        if (stops != 0.0f) { EXPECT_NE(got, ExposureModelTable(stops, kelvin - 5600.0f)) << "stops are not decades"; }
+        if (kelvin != 5600.0f) { EXPECT_NE(got, ExposureModelTable(stops / 3.0f, kelvin)) << "kelvin is an offset"; }
+    }
+    ShaderProcessor built(Backend::Cpu);
+    ASSERT_TRUE(built.InitPipelineForViewportContext({{0, 0}, {16, 16}}, nullptr));
+    EXPECT_EQ(built.exposureTable(), ExposureModelTable(0.0f, 0.0f)) << "a built pipeline starts flat";
+}
+
+TEST(ExposureSetter, TheFirstCallMakesTheModelAndAFlatSettingIsTakenAsInForceFromTheSecond) {
+    ShaderProcessor sp(Backend::Cpu);
+    const Table3 flat = ExposureModelTable(0.0f, 0.0f);
+    EXPECT_FALSE(sp.lastExposureWasFlat());
+    sp.SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_EQ(sp.exposureTable(), flat);
+    EXPECT_FALSE(sp.lastExposureWasFlat()) << "making the model clears the mark";
+    sp.SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_TRUE(sp.lastExposureWasFlat());
+    // A flat setting on a flat table touches nothing: a table scribbled over stays so.
+    sp.EditTables([](ShaderProcessor::Tables& t) { t.exposureTexture.fill(0.25f); });
+    sp.SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_EQ(sp.exposureTable()[123], 0.25f);
+    sp.SetExposureKelvin(1.0f, 5600.0f);
+    EXPECT_FALSE(sp.lastExposureWasFlat());
+    sp.SetExposureKelvin(0.0f, 5600.0f);
+    EXPECT_TRUE(sp.lastExposureWasFlat());
+    EXPECT_EQ(sp.exposureTable(), flat) << "back to flat rebuilds once";
+    // Flat means both exactly: a Kelvin off by one is a colour temperature.
+    sp.SetExposureKelvin(0.0f, 5601.0f);
+    EXPECT_FALSE(sp.lastExposureWasFlat());
+    EXPECT_EQ(sp.exposureTable(), ExposureModelTable(0.0f, 1.0f));
+}
+
+TEST(ExposureSetupDeathTest, AMissingOrShortTableIsABrokenInstallationNamedInTheLog) {
+    const std::string cv = test::ReadWholeFile(ResourcePath("Resources/5D_CV2logLUT.bin"));
+    const std::string log = test::ReadWholeFile(ResourcePath("Resources/5D_log2CVLUT.bin"));
+    struct Row {
+        const char *name, *message;
+        std::string cvToLog, logToCV;  // empty: not written
+    };
+    for (const Row& r :
+         {Row{"missing", "Missing resource \"Resources/5D_CV2logLUT.bin\"", "", log},
+          Row{"short", ">> ERROR: Unusable exposure table: .*5D_log2CVLUT.bin holds 393216 bytes, not 786432", cv,
+              log.substr(0, log.size() / 2)}}) {
+        SCOPED_TRACE(r.name);
+        test::TempDir dir;
+        std::filesystem::create_directories(dir / "Resources");
+        if (!r.cvToLog.empty()) test::WriteWholeFile(dir / "Resources/5D_CV2logLUT.bin", r.cvToLog);
+        test::WriteWholeFile(dir / "Resources/5D_log2CVLUT.bin", r.logToCV);
+        EXPECT_DEATH(
+            {
+                test::ScopedDataRoot root(dir.path());
+                ShaderProcessor(Backend::Cpu).SetExposureKelvin(1.0f, 5600.0f);
+            },
+            r.message);
+    }
+}
+
+Table3 BallModelTable(float as, float ss, float am, float sm, float ah, float sh) {
+    Table3 t{};
+    colorBall2DLUT().getLUT(as, ss, am, sm, ah, sh, kTableLength, 1.0f, t.data());
+    return t;
+}
+
+// A ball is {radius, angle}; the model takes each angle and its radius squared, shadows first.
+TEST(BallSetter, EachBallGivesItsAngleAndItsRadiusSquaredInShadowMidHighOrder) {
+    ShaderProcessor sp(Backend::Cpu);
+    const Table3 identity = BallModelTable(0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(sp.ballTable(), identity) << "balls at the centre from the start";
+    const ColorBallInfo info{{0.8f, 2.5f}, {0.5f, -1.0f}, {0.3f, 0.4f}};
+    sp.SetBallInfo(info);
+    EXPECT_TRUE(sp.reloadBalls());
+    const Table3 got = sp.ballTable();
+    EXPECT_EQ(got, BallModelTable(0.4f, 0.3f * 0.3f, -1.0f, 0.5f * 0.5f, 2.5f, 0.8f * 0.8f));
+    EXPECT_NE(got, BallModelTable(0.4f, 0.3f, -1.0f, 0.5f, 2.5f, 0.8f)) << "the radius is squared";
+    EXPECT_NE(got, BallModelTable(2.5f, 0.64f, -1.0f, 0.25f, 0.4f, 0.09f)) << "shadows first, highlights last";
+
+    // The bypass builds centred balls and keeps the caller's until it ends.
+    const ColorBallInfo during{{1.0f, -0.3f}, {0.0f, 0.0f}, {0.2f, 1.7f}};
     sp.setShowOriginal(true);
-    EXPECT_FALSE(sp.NeedsBlur());
+    EXPECT_EQ(sp.ballTable(), identity);
+    EXPECT_TRUE(ColorBallData::IsSameDest(sp.ballInfoLocal(), info));
+    sp.SetBallInfo(during);
+    EXPECT_EQ(sp.ballTable(), identity) << "a change during the bypass stays out of the table";
+    EXPECT_TRUE(ColorBallData::IsSameDest(sp.ballInfoLocal(), during));
+    sp.setShowOriginal(false);
+    EXPECT_EQ(sp.ballTable(), BallModelTable(1.7f, 0.2f * 0.2f, 0.0f, 0.0f, -0.3f, 1.0f));
+    sp.SetBallInfo(info);
+    EXPECT_EQ(sp.ballTable(), got);
 }
 
 // Writes a stock table whose every entry is `value`, where the loader looks for it.
@@ -208,14 +306,12 @@ protected:
     void SetUp() override {
         root_.emplace(dir_.path());
         // A stock change also picks the grain map, and no pipeline runs without its scans.
-        std::filesystem::create_directories(dir_.path() + "/Resources");
-        std::filesystem::copy_file(root_->previous() + "/Resources/CP35.bin", dir_.path() + "/Resources/CP35.bin");
-        WriteStock(dir_.path(), "5D", "5207", 0.1f);
-        WriteStock(dir_.path(), "EpicM", "5207", 0.2f);
-        WriteStock(dir_.path(), "RedOne", "5213", 0.3f);
-        WriteStock(dir_.path(), "Chosen", "5213", 0.4f);
-        WriteStock(dir_.path(), "Default", "5213", 0.5f);
-        WriteStock(dir_.path(), "5D", "KodakTriX", 0.6f);
+        std::filesystem::create_directories(dir_ / "Resources");
+        std::filesystem::copy_file(root_->previous() + "/Resources/CP35.bin", dir_ / "Resources/CP35.bin");
+        const std::vector<std::tuple<const char*, const char*, float>> stocks{
+            {"5D", "5207", 0.1f},     {"EpicM", "5207", 0.2f},   {"RedOne", "5213", 0.3f},
+            {"Chosen", "5213", 0.4f}, {"Default", "5213", 0.5f}, {"5D", "KodakTriX", 0.6f}};
+        for (const auto& [profile, stock, value] : stocks) WriteStock(dir_.path(), profile, stock, value);
     }
     void TearDown() override {
         root_.reset();
@@ -253,20 +349,23 @@ TEST_F(StockSelection, ChosenCameraThenR3DSourceThenUserDefaultThenSource) {
 }
 
 TEST_F(StockSelection, MissingTablesFallBackBySideAndBlackAndWhiteFollowsTheStock) {
-    ShaderProcessor sp(Backend::Cpu);
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("KodakTriX", "5D", std::nullopt, false);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.6f);
-    EXPECT_TRUE(sp.isBlackAndWhite());
-    AppState::Instance().setState(1);
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("8553", "Nowhere", std::nullopt, true);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.1f) << "movies fall back to the 5D 5207 table";
-    EXPECT_FALSE(sp.isBlackAndWhite());
-    AppState::Instance().setState(0);
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("IlfordFP4", "Nowhere", std::nullopt, true);
-    EXPECT_FLOAT_EQ(Loaded(sp), 0.2f) << "R3D clips fall back to the EpicM 5207 table";
-    EXPECT_TRUE(sp.isBlackAndWhite());
-    sp.SetCurrentLUTSourceTypeChosenR3DMode("NoSuchStock", "5D", std::nullopt, true);
-    EXPECT_FALSE(sp.isBlackAndWhite()) << "an unknown stock reads as colour stock 0";
+    struct Row {
+        const char *name, *stock, *profile;
+        int appState;
+        float loaded;  // < 0: whatever was loaded before
+        bool blackAndWhite;
+    };
+    for (const Row& r : {Row{"a table of its own", "KodakTriX", "5D", 1, 0.6f, true},
+                         Row{"movies fall back to the 5D 5207 table", "8553", "Nowhere", 1, 0.1f, false},
+                         Row{"R3D clips fall back to the EpicM 5207 table", "IlfordFP4", "Nowhere", 0, 0.2f, true},
+                         Row{"an unknown stock reads as colour stock 0", "NoSuchStock", "5D", 0, 0.2f, false}}) {
+        SCOPED_TRACE(r.name);
+        AppState::Instance().setState(r.appState);
+        ShaderProcessor sp(Backend::Cpu);
+        sp.SetCurrentLUTSourceTypeChosenR3DMode(r.stock, r.profile, std::nullopt, r.appState == 0);
+        EXPECT_FLOAT_EQ(Loaded(sp), r.loaded);
+        EXPECT_EQ(sp.isBlackAndWhite(), r.blackAndWhite);
+    }
 }
 
 TEST_F(StockSelection, NoStockOrProfileChangesNothing) {
@@ -274,8 +373,7 @@ TEST_F(StockSelection, NoStockOrProfileChangesNothing) {
     const float before = Loaded(sp);
     sp.SetCurrentLUTSourceTypeChosenR3DMode("", "5D", std::nullopt, false);
     sp.SetCurrentLUTSourceTypeChosenR3DMode("5207", "", std::nullopt, true);
-    EXPECT_FALSE(sp.reloadLUT());
-    EXPECT_FALSE(sp.reloadGrainCurve());
+    EXPECT_FALSE(sp.reloadLUT() || sp.reloadGrainCurve());
     EXPECT_EQ(Loaded(sp), before);
 }
 
@@ -283,8 +381,7 @@ TEST_F(StockSelection, NoStockOrProfileChangesNothing) {
 TEST(GrainSelection, StockChangeReloadsTheCurveOnly) {
     ShaderProcessor sp(Backend::Cpu);
     sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "5D", std::nullopt, false);
-    EXPECT_TRUE(sp.reloadLUT());
-    EXPECT_TRUE(sp.reloadGrainCurve());
+    EXPECT_TRUE(sp.reloadLUT() && sp.reloadGrainCurve());
     EXPECT_FALSE(sp.reloadGrain());
     sp.ChangeGrainMapToStockScaleCurveOnly("5213", 1.0, false);
     EXPECT_TRUE(sp.reloadGrain());
@@ -298,26 +395,23 @@ TEST(GrainSelection, ScanFollowsTheGrainWidthWithTheBoundariesInTheSmallerGauge)
     };
     for (const Case& c : {Case{2800, 1.0, "CP35"}, Case{2801, 1.0, "CP16"}, Case{1400, 2.0, "CP35"},
                           Case{5500, 1.0, "CP16"}, Case{5501, 1.0, "CP8"}, Case{1920, 3.0, "CP8"}}) {
+        SCOPED_TRACE(testing::Message() << c.width << " x " << c.scale);
         ShaderProcessor sp(Backend::Cpu);
         sp.setImageWidth(c.width);
         sp.setImageHeight(1000);
         sp.ChangeGrainMapToStockScaleCurveOnly("5207", c.scale, false);
         ASSERT_TRUE(sp.grain());
-        EXPECT_EQ(sp.grain()->grainName(), c.scan) << c.width << " x " << c.scale;
+        EXPECT_EQ(sp.grain()->grainName(), c.scan);
         EXPECT_EQ(sp.lastGrainScale(), c.scale);
-        const auto size = sp.grainSize();
-        EXPECT_EQ(size[0], sp.grain()->width()) << "grainSize is the map's real size";
+        EXPECT_EQ(sp.grainSize()[0], sp.grain()->width()) << "grainSize is the map's real size";
     }
-}
-
-TEST(GrainSelection, BeforeTheImageSizeIsKnownOnlyTheScaleIsRecorded) {
+    // Before the image size is known only the scale is recorded.
     ShaderProcessor sp(Backend::Cpu);
     sp.setImageWidth(0);
     sp.ChangeGrainMapToStockScaleCurveOnly("5207", 2.43, false);
     EXPECT_EQ(sp.lastGrainScale(), 2.43);
     EXPECT_FALSE(sp.grain());
-    EXPECT_FALSE(sp.reloadGrain());
-    EXPECT_FALSE(sp.reloadGrainCurve());
+    EXPECT_FALSE(sp.reloadGrain() || sp.reloadGrainCurve());
 }
 
 TEST(ProgramText, TheSwizzlesChosenPickTheARGBStages) {
