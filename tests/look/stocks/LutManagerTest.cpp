@@ -1,7 +1,8 @@
-// The stock catalogue and the loading of stock tables from a profile store of our making.
+// The stock catalogue and the loading of stock tables from a profile store of our making, with
+// where they depart from a plain reading on purpose: a table that could not be loaded is said
+// in the log, and the walk over the stocks never leaves tags 0 to 18.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -16,7 +17,7 @@
 namespace ombrel {
 namespace {
 
-TEST(StockCatalogue, TagsNamesAndDisplayNamesAnswerBothWays) {
+TEST(StockCatalogue, TagsNamesDisplayNamesAndKindsAnswerBothWays) {
     std::set<std::string> names;
     for (int tag = 0; tag <= kLastStockTag; ++tag) {
         const std::string name = LutManager::StockNameForTag(tag);
@@ -26,85 +27,73 @@ TEST(StockCatalogue, TagsNamesAndDisplayNamesAnswerBothWays) {
         EXPECT_EQ(LutManager::BgPathForTag(tag), "StockBG_" + name);
     }
     for (int tag = 50; tag <= 53; ++tag) {
-        const std::string name = LutManager::StockNameForTag(tag);
-        EXPECT_EQ(LutManager::PopupTagForStockName(name), tag);
-        EXPECT_EQ(LutManager::DisplayNameForStockName(name), "-") << "looks have a tag but no display name";
+        EXPECT_EQ(LutManager::PopupTagForStockName(LutManager::StockNameForTag(tag)), tag);
+        EXPECT_EQ(LutManager::DisplayNameForStockName(LutManager::StockNameForTag(tag)), "-") << "a look, no name";
     }
     EXPECT_EQ(LutManager::StockNameForTag(2), "8543");
     EXPECT_EQ(LutManager::DisplayNameForStockName("KodakTriX"), "KD TrX 400");
-    EXPECT_EQ(LutManager::StockNameForTag(kSeparatorTag), "5207");
     EXPECT_EQ(LutManager::BgPathForTag(kSeparatorTag), "StockBG_5207");
-
     // Unknown names read as colour stock 0 and have no display name.
     for (const char* unknown : {"", "5219", "kodaktrix", "Polaroid "}) {
         EXPECT_EQ(LutManager::PopupTagForStockName(unknown), 0) << unknown;
         EXPECT_EQ(LutManager::DisplayNameForStockName(unknown), "-") << unknown;
-        EXPECT_FALSE(LutManager::IsStockNameBW(unknown));
-        EXPECT_FALSE(LutManager::IsStockNamePolaroid(unknown));
+        EXPECT_FALSE(LutManager::IsStockNameBW(unknown) || LutManager::IsStockNamePolaroid(unknown)) << unknown;
     }
     EXPECT_DEATH(LutManager::StockNameForTag(19), "No stock has the popup tag 19");
     EXPECT_DEATH(LutManager::BgPathForTag(-1), "No stock has the popup tag -1");
-}
-
-TEST(StockCatalogue, KindsOfEveryTag) {
     for (int tag = -2; tag <= 100; ++tag) {
         EXPECT_EQ(LutManager::IsTagBW(tag), tag >= 8 && tag <= 13) << tag;
         EXPECT_EQ(LutManager::IsTagPolaroid(tag), tag == 18) << tag;
     }
     EXPECT_TRUE(LutManager::IsStockNameBW("IlfordDelta3200"));
-    EXPECT_FALSE(LutManager::IsStockNameBW("FujiProH"));
+    EXPECT_FALSE(LutManager::IsStockNameBW("FujiProH") || LutManager::IsStockNameBW("Polaroid"));
     EXPECT_TRUE(LutManager::IsStockNamePolaroid("Polaroid"));
-    EXPECT_FALSE(LutManager::IsStockNameBW("Polaroid"));
+}
+
+TEST(StockCatalogue, PopupHoldsTheStocksInGroupsWithDisabledSeparators) {
+    std::vector<int> tags;
+    for (const auto& item : LutManager::StockPopupItems()) {
+        tags.push_back(item.tag);
+        EXPECT_EQ(item.enabled, item.tag != kSeparatorTag);
+        EXPECT_EQ(item.title, item.tag == kSeparatorTag
+                                  ? ""
+                                  : LutManager::DisplayNameForStockName(LutManager::StockNameForTag(item.tag)));
+    }
+    EXPECT_EQ(tags,
+              (std::vector<int>{0, 1, 2, 3, 4, 99, 5, 6, 7, 99, 8, 9, 10, 11, 12, 13, 99, 14, 15, 16, 17, 99, 18}));
 }
 
 TEST(StockCatalogue, PreviousAndNextWalkTheStocksAndWrapAround) {
     // A full walk either way visits every stock tag once and comes back.
-    std::vector<int> forward{0}, backward{0};
-    for (int i = 0; i < 19; ++i) forward.push_back(LutManager::NextStockTagForTag(forward.back()));
-    for (int i = 0; i < 19; ++i) backward.push_back(LutManager::PreviousStockTagForTag(backward.back()));
-    for (int i = 0; i <= 18; ++i) {
-        EXPECT_EQ(forward[size_t(i)], i);
-        EXPECT_EQ(backward[size_t(i)], i == 0 ? 0 : 19 - i);
-    }
-    EXPECT_EQ(forward.back(), 0);
-    EXPECT_EQ(backward.back(), 0);
-    // From a look or a separator the walk re-enters the stocks instead of wandering.
-    for (int outside : {50, 53, kSeparatorTag}) {
-        const int next = LutManager::NextStockTagForTag(outside);
-        const int previous = LutManager::PreviousStockTagForTag(outside);
-        EXPECT_TRUE(next >= 0 && next <= 18) << outside;
-        EXPECT_TRUE(previous >= 0 && previous <= 18) << outside;
+    int forward = 0, backward = 0;
+    for (int i = 1; i <= 19; ++i) {
+        forward = LutManager::NextStockTagForTag(forward);
+        backward = LutManager::PreviousStockTagForTag(backward);
+        EXPECT_EQ(forward, i % 19);
+        EXPECT_EQ(backward, 19 - i);
     }
 }
 
-TEST(StockCatalogue, PopupHoldsTheStocksInGroupsWithDisabledSeparators) {
-    const auto items = LutManager::StockPopupItems();
-    std::vector<int> tags;
-    for (const auto& item : items) {
-        tags.push_back(item.tag);
-        if (item.tag == kSeparatorTag) {
-            EXPECT_FALSE(item.enabled);
-            EXPECT_EQ(item.title, "");
-        } else {
-            EXPECT_TRUE(item.enabled);
-            EXPECT_EQ(item.title, LutManager::DisplayNameForStockName(LutManager::StockNameForTag(item.tag)));
-        }
+TEST(StockDecisions, PreviousAndNextFromOutside0To18ReEnterTheWalk_NotTagMinusOrPlusOne) {
+    struct Row {
+        const char* name;
+        int tag, previous, next;
+    };
+    for (const Row& row :
+         {Row{"first stock", 0, 18, 1}, Row{"last stock", 18, 17, 0}, Row{"a look", 50, 18, 0},
+          Row{"the last look", 53, 18, 0}, Row{"a separator", kSeparatorTag, 18, 0},
+          Row{"just past the stocks", 19, 18, 0}, Row{"just below them", -1, 18, 0}, Row{"far below", -5, 18, 0}}) {
+        EXPECT_EQ(LutManager::PreviousStockTagForTag(row.tag), row.previous) << row.name;
+        EXPECT_EQ(LutManager::NextStockTagForTag(row.tag), row.next) << row.name;
     }
-    const std::vector<int> expected{0, 1, 2, 3, 4, 99, 5, 6, 7, 99, 8, 9, 10, 11, 12, 13, 99, 14, 15, 16, 17, 99, 18};
-    EXPECT_EQ(tags, expected);
 }
 
 // A profile store in a scratch data root; each table's entries all hold one value, so a
 // load shows which file it read.
 class StockTables : public testing::Test {
 protected:
-    void SetUp() override {
-        root_.emplace(dir_.path());
-        AppState::Instance().setState(1);
-        LutManager::SetColorFormat(0);
-    }
+    void SetUp() override { AppState::Instance().setState(1); }
     void TearDown() override {
-        root_.reset();
         AppState::Instance().setState(1);
         LutManager::SetColorFormat(0);
     }
@@ -115,8 +104,8 @@ protected:
         std::vector<float> table(kStockLutFloats, value);
         ASSERT_EQ(ScrambleDataToFile(path, table.data(), bytes, nullptr), 0);
     }
-    // Loads into a buffer that starts at -1 and returns its first and last entries' value,
-    // or -1 when the buffer was left alone.
+    // Loads into a buffer that starts at -1 and returns its entries' value, or -1 when the
+    // buffer was left alone.
     float Load(const std::string& stock, const std::string& profile, bool* answer = nullptr) {
         buffer_.assign(kStockLutFloats, -1.0f);
         const bool ok = LutManager::TextureWithStockSourceTypeToBufferOfLength(stock, profile, buffer_.data(),
@@ -127,18 +116,17 @@ protected:
     }
 
     test::TempDir dir_;
-    std::optional<test::ScopedDataRoot> root_;
+    test::ScopedDataRoot root_{dir_.path()};
     std::vector<float> buffer_;
 };
 
 TEST_F(StockTables, PathsAvailabilityAndTheInstalledList) {
-    EXPECT_EQ(LutManager::PictureStyleBasePath(), dir_.path() + "/Profiles");
+    EXPECT_EQ(LutManager::PictureStyleBasePath(), dir_ / "Profiles");
     EXPECT_EQ(LutManager::AltPathForPictureStyleStockNameStatusM("EpicM", "KodakT-max", false),
-              dir_.path() + "/Profiles/EpicM/EpicM_KodakT-max.tin");
+              dir_ / "Profiles/EpicM/EpicM_KodakT-max.tin");
     EXPECT_EQ(LutManager::AltPathForPictureStyleStockNameStatusM("RedMX_RC3RG3", "5213", true),
-              dir_.path() + "/Profiles/RedMX_RC3RG3/RedMX_RC3RG3_5213_SM.tin");
+              dir_ / "Profiles/RedMX_RC3RG3/RedMX_RC3RG3_5213_SM.tin");
     EXPECT_TRUE(LutManager::InstalledTables().empty());
-
     Write("EpicM", "5213", 0.3f);
     EXPECT_FALSE(LutManager::LutAvailable("EpicM")) << "only the 5207 table stands for a profile";
     Write("EpicM", "5207", 0.2f);
@@ -152,42 +140,46 @@ TEST_F(StockTables, PathsAvailabilityAndTheInstalledList) {
     EXPECT_EQ(tables.at("EpicM"), (std::vector<std::string>{"5207", "5207_SM", "5213"}));
 }
 
-TEST_F(StockTables, MissingTablesFallBackToThe5207OfTheSideInUse) {
+// Status M reaches the path only when the fallback is taken: a stock's own _SM table is not
+// read while its plain table exists.
+TEST_F(StockTables, MissingTablesFallBackToThe5207OfTheSideInUseInStatusMWhereTheStockOffersIt) {
     Write("5D", "5207", 0.1f);
+    Write("5D", "5207", 0.15f, true);
     Write("EpicM", "5207", 0.2f);
     Write("RedOne", "KodakTriX", 0.3f);
-
-    EXPECT_EQ(Load("KodakTriX", "RedOne"), 0.3f);
-    EXPECT_EQ(Load("5213", "RedOne"), 0.1f) << "movies fall back to 5D";
-    EXPECT_EQ(Load("5213", "NoSuchProfile"), 0.1f);
-    AppState::Instance().setState(0);
-    EXPECT_EQ(Load("5213", "RedOne"), 0.2f) << "R3D clips fall back to EpicM";
-    EXPECT_EQ(Load("NoSuchStock", "RedOne"), 0.2f);
-
-    bool answer = true;
-    EXPECT_EQ(Load("", "RedOne", &answer), -1.0f);
-    EXPECT_FALSE(answer);
-    EXPECT_EQ(Load("5213", "", &answer), -1.0f);
-    EXPECT_FALSE(answer);
+    Write("RedOne", "5213", 0.35f);
+    Write("RedOne", "5213", 0.36f, true);
+    Write("RedOne", "8553", 0.4f, true);  // a Status M table without its plain one
+    struct Row {
+        const char *name, *stock, *profile;
+        int appState, colorFormat;
+        float loaded;
+    };
+    for (const Row& r : {Row{"its own table", "KodakTriX", "RedOne", 1, 0, 0.3f},
+                         Row{"movies fall back to 5D", "8543", "RedOne", 1, 0, 0.1f},
+                         Row{"an unknown profile too", "8543", "NoSuchProfile", 1, 0, 0.1f},
+                         Row{"R3D clips fall back to EpicM", "8543", "RedOne", 0, 0, 0.2f},
+                         Row{"an unknown stock too", "NoSuchStock", "RedOne", 0, 0, 0.2f},
+                         Row{"no stock", "", "RedOne", 1, 0, -1.0f}, Row{"no profile", "5213", "", 1, 0, -1.0f},
+                         Row{"Status M: the plain table wins while it exists", "5213", "RedOne", 1, 1, 0.35f},
+                         Row{"Status M offered: the fallback is its _SM table", "8553", "RedOne", 1, 1, 0.15f},
+                         Row{"no Status M for the stock: plain fallback", "8543", "RedOne", 1, 1, 0.1f},
+                         Row{"Status M off", "8553", "RedOne", 1, 0, 0.1f}}) {
+        AppState::Instance().setState(r.appState);
+        LutManager::SetColorFormat(r.colorFormat ? kColorFormatStatusM : 0);
+        bool answer = false;
+        EXPECT_EQ(Load(r.stock, r.profile, &answer), r.loaded) << r.name;
+        EXPECT_EQ(answer, r.loaded >= 0) << r.name;
+    }
 }
 
-TEST_F(StockTables, NothingToLoadStillAnswersTrueKeepsTheBufferAndSaysSo) {
-    bool answer = false;
-    {
-        LogCapture log;
-        EXPECT_EQ(Load("5213", "RedOne", &answer), -1.0f);
-        EXPECT_TRUE(answer);
-        EXPECT_TRUE(log.Contains("File doesn't exist at " + dir_.path() + "/Profiles/5D/5D_5207.tin"));
-        EXPECT_TRUE(log.Contains("No stock table loaded for 5213 on profile RedOne"));
-    }
+TEST_F(StockTables, AShortTableOrASmallBufferIsLeftAloneAndStillAnswersTrue) {
     Write("RedOne", "5213", 0.5f, false, kStockLutBytes - 4);
-    {
-        LogCapture log;
-        EXPECT_EQ(Load("5213", "RedOne", &answer), -1.0f) << "a short table is not half copied";
-        EXPECT_TRUE(answer);
-        EXPECT_TRUE(log.Contains("3145724 bytes of table, 3145728 needed"));
-    }
-    // A buffer too small for a table is left alone.
+    bool answer = false;
+    LogCapture log;
+    EXPECT_EQ(Load("5213", "RedOne", &answer), -1.0f) << "a short table is not half copied";
+    EXPECT_TRUE(answer);
+    EXPECT_TRUE(log.Contains("3145724 bytes of table, 3145728 needed"));
     Write("RedOne", "5213", 0.5f);
     std::vector<float> small(16, -1.0f);
     EXPECT_TRUE(LutManager::TextureWithStockSourceTypeToBufferOfLength("5213", "RedOne", small.data(),
@@ -195,22 +187,29 @@ TEST_F(StockTables, NothingToLoadStillAnswersTrueKeepsTheBufferAndSaysSo) {
     EXPECT_EQ(small.back(), -1.0f);
 }
 
-// Status M reaches the path only when the fallback is taken: a stock's own _SM table is not
-// read while its plain table exists.
-TEST_F(StockTables, StatusMActsOnlyOnTheFallbackPath) {
-    Write("5D", "5207", 0.1f);
-    Write("5D", "5207", 0.15f, true);
-    Write("RedOne", "5213", 0.3f);
-    Write("RedOne", "5213", 0.35f, true);
-    Write("RedOne", "8553", 0.4f, true);  // a Status M table without its plain one
-
-    LutManager::SetColorFormat(kColorFormatStatusM);
-    EXPECT_EQ(LutManager::Instance().currentColorFormat(), kColorFormatStatusM);
-    EXPECT_EQ(Load("5213", "RedOne"), 0.3f) << "the plain table wins while it exists";
-    EXPECT_EQ(Load("8553", "RedOne"), 0.15f) << "the stock offers Status M, so the fallback is its _SM table";
-    EXPECT_EQ(Load("8543", "RedOne"), 0.1f) << "no Status M for this stock: plain fallback";
-    LutManager::SetColorFormat(0);
-    EXPECT_EQ(Load("8553", "RedOne"), 0.1f);
+TEST_F(StockTables, LogsWhenNoTableCouldBeLoaded_NotSilentAsWhenTheFallbackServes) {
+    struct Row {
+        const char* name;
+        size_t fallbackBytes;    // of the movie chain's "5D" "5207" table; 0: none
+        bool expectNoTableLine;  // "No stock table loaded ..."
+    };
+    for (const Row& row :
+         {Row{"the fallback serves", kStockLutBytes, false}, Row{"the fallback is missing too", 0, true},
+          Row{"the fallback is short", kStockLutBytes - 4, true}}) {
+        SCOPED_TRACE(row.name);
+        std::filesystem::remove_all(dir_ / "Profiles");
+        if (row.fallbackBytes) Write("5D", "5207", 0.5f, false, row.fallbackBytes);
+        LogCapture log;
+        bool answer = false;
+        EXPECT_EQ(Load("5213", "RedOne", &answer), row.expectNoTableLine ? -1.0f : 0.5f);
+        EXPECT_TRUE(answer);
+        EXPECT_EQ(log.Count("No stock table loaded for 5213 on profile RedOne"), row.expectNoTableLine ? 1u : 0u)
+            << "the look keeps its previous table without a word";
+        if (!row.expectNoTableLine) { EXPECT_EQ(log.Lines(), std::vector<std::string>{}); }
+        if (!row.fallbackBytes) {
+            EXPECT_TRUE(log.Contains("File doesn't exist at " + dir_ / "Profiles/5D/5D_5207.tin"));
+        }
+    }
 }
 
 }  // namespace
