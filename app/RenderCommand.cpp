@@ -257,7 +257,9 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     render->add_option("--format", o.format, "Output format")->check(CLI::IsMember({"dpx", "tiff", "mov"}));
     render->add_option("--out", o.out, "Output folder (default ~/Documents/Ombrel/Render/)");
     auto* size = render->add_option("--size", o.size, "Output size WxH (default: the source's size)");
-    render->add_option("--size-tag", o.sizeTag, "Output size by menu tag (0-7, 101)")->excludes(size);
+    render->add_option("--size-tag", o.sizeTag, "Output size by menu tag (0-7, 101)")
+        ->check(CLI::Range(0, 7) | CLI::IsMember({101}))
+        ->excludes(size);
     render->add_option("--fit", o.fit, "Fit method: 0 keep width, 1 keep height, 2 fill")->check(CLI::Range(0, 2));
     render->add_option("--frames", o.frames, "Inclusive frame range A-B");
     render->add_flag("--keep-existing", o.keepExisting, "Refuse clips whose output exists (default replaces)");
@@ -376,16 +378,6 @@ int RunRender(const RenderOptions& o) {
         std::fprintf(stderr, "ombrel render: --frames wants an inclusive range A-B, as 0-99\n");
         return kExitUsage;
     }
-    // The range becomes the clip's in and out points, where an out point equal to the in point
-    // stands for the whole clip: a range of one frame cannot be said that way.
-    if (o.frames && first == last) {
-        std::fprintf(stderr,
-                     "ombrel render: --frames wants at least two frames (%d-%d would be read as the whole clip's in "
-                     "and out points); render %d-%d and keep the first\n",
-                     first, last, first, last + 1);
-        return kExitUsage;
-    }
-
     std::unique_ptr<ProjectRender> project;
     if (o.project) {
         int exitCode = kExitFailed;
@@ -417,6 +409,7 @@ int RunRender(const RenderOptions& o) {
             ++failed;
             continue;
         }
+        std::optional<std::pair<int, int>> range;
         if (o.frames) {
             if (first > frames - 1) {
                 std::fprintf(stderr,
@@ -426,24 +419,15 @@ int RunRender(const RenderOptions& o) {
                 ++failed;
                 continue;
             }
-            int out = last;
+            range = {first, std::min(last, frames - 1)};
             if (last > frames - 1) {
-                out = frames - 1;
-                if (out == first) {
-                    std::fprintf(stderr,
-                                 "ombrel render: %s: of --frames %d-%d only frame %d is in the clip, and a range of "
-                                 "one frame cannot be rendered; nothing rendered\n",
-                                 clip.c_str(), first, last, first);
-                    ++failed;
-                    continue;
-                }
-                std::fprintf(stderr,
-                             "ombrel render: %s: frames %d-%d of --frames %d-%d lie beyond the clip's last frame; "
-                             "rendering %d-%d\n",
-                             clip.c_str(), frames, last, first, last, first, out);
+                const std::string asked = " of --frames " + std::to_string(first) + "-" + std::to_string(last);
+                const std::string beyond =
+                    last == frames ? "frame " + std::to_string(last) + asked + " lies"
+                                   : "frames " + std::to_string(frames) + "-" + std::to_string(last) + asked + " lie";
+                std::fprintf(stderr, "ombrel render: %s: %s beyond the clip's last frame; rendering %d-%d\n",
+                             clip.c_str(), beyond.c_str(), range->first, range->second);
             }
-            look.setUserFrameIn(first);
-            look.setUserFrameOut(out);
         }
         look.setTotalFrames(static_cast<float>(frames));
         settings.PushSettingsForClip(look, path);
@@ -462,6 +446,7 @@ int RunRender(const RenderOptions& o) {
         clipSettings->setErrorState(0);
         clipSettings->setAcquired(false);
         auto item = RenderManagerItem::Make(path, frames, clipSettings, out);
+        item->setFrameRange(range);
         const std::string dest = item->DestPath();
         if (const auto earlier = destinations.find(dest); earlier != destinations.end()) {
             if (earlier->second == path)

@@ -213,7 +213,7 @@ Status ProjectFile::LoadProjectAtPath(const std::string& path, ProjectState* sta
     if (read.ok() && !dict.isDict())
         read = InvalidError(path + ": not a project file (its top level is not a dictionary)");
     if (!read.ok()) {
-        LogWarn("Cannot load the project {}", read.message());
+        LogDebug("Cannot load the project {}", read.message());
         return read;
     }
     auto& sm = SettingsManager::Instance();

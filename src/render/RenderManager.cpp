@@ -1,5 +1,6 @@
 #include "render/RenderManager.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
@@ -107,9 +108,14 @@ bool RenderManager::AddItem(const RenderManagerItemPtr& item) {
         useInOut = pointsOk && !clip->snippets().has_value() && clip->userFrameOut() > clip->userFrameIn() &&
                    clip->totalFrames() - 1.0f > static_cast<float>(clip->userFrameOut());
     }
+    if (const auto& range = item->frameRange()) {
+        useInOut = true;
+        item->setInoutFrames(range->second + 1 - range->first);
+    } else if (useInOut) {
+        item->setInoutFrames(clip->userFrameOut() + 1 - clip->userFrameIn());
+    }
     item->setUseInOutPoints(useInOut);
     if (useInOut) {
-        item->setInoutFrames(clip->userFrameOut() + 1 - clip->userFrameIn());
         totalFrameCount_ += static_cast<uint32_t>(item->inoutFrames());
     } else if (pointsOk) {
         totalFrameCount_ += static_cast<uint32_t>(std::max(item->frames(), 0));
@@ -157,6 +163,8 @@ void RenderManager::WaitUntilExit() {
 
 std::pair<int, int> RenderManager::FrameRangeForItem(const RenderManagerItem& item) {
     const int frames = item.frames();
+    if (const auto& range = item.frameRange())
+        return {std::clamp(range->first, 0, std::max(frames - 1, 0)), std::clamp(range->second, 0, frames - 1)};
     const auto& clip = item.settings();
     if (!clip || clip->hasSnippets()) return {0, frames - 1};
     const int in = clip->userFrameIn();
@@ -187,8 +195,9 @@ void RenderManager::RenderThread() {
         if (!pointsFault.empty()) {
             item->Fail("The clip's frames cannot be rendered: " + pointsFault);
         } else if (!renderer) {
-            item->Fail("No renderer for output format " + std::to_string(item->outputSettings()->format()) +
-                       " in this build");
+            const int format = item->outputSettings()->format();
+            item->Fail(format == 0 ? std::string("This build cannot write movies; render to TIFF or DPX")
+                                   : "No renderer for output format " + std::to_string(format) + " in this build");
         } else if (renderer->LoadSettingsForRenderManagerItem(item)) {
             renderer->setRenderManager(this);
             if (auto top = SettingsManager::Instance().SettingsForClip(item->filePath())) top->setAcquired(true);
@@ -205,7 +214,8 @@ void RenderManager::RenderThread() {
             item->Fail("The clip could not be opened for rendering");
         }
         renderer.reset();
-        if (!item->errorMessage().empty()) LogError("{}: {}", item->filePath(), item->errorMessage());
+        // The caller reports failed items (the command line prints them); the log keeps a trace.
+        if (!item->errorMessage().empty()) LogDebug("{}: {}", item->filePath(), item->errorMessage());
         if (target && target->UpdateProgress) main.RunSync([&] { target->UpdateProgress(); });
         main.RunSync([&] { SendReport(*item); });
         if (ShouldCancel()) break;
@@ -219,7 +229,7 @@ void RenderManager::UpdateFramesRendered(int /*frame*/) {
     uint32_t sum = 0;
     for (const auto& item : renderQueue()) {
         const auto& clip = item->settings();
-        const int in = clip ? clip->userFrameIn() : 0;
+        const int in = item->frameRange() ? item->frameRange()->first : clip ? clip->userFrameIn() : 0;
         if (item->useInOutPoints() && item->framesRendered() >= in)
             sum += static_cast<uint32_t>(item->framesRendered() - in);
         else

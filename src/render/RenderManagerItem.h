@@ -3,7 +3,9 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "model/ClipSettings.h"
 #include "model/OutputSettings.h"
@@ -44,6 +46,10 @@ public:
     void setInoutFrames(int v) { inoutFrames_ = v; }
     bool useInOutPoints() const { return useInOutPoints_; }
     void setUseInOutPoints(bool v) { useInOutPoints_ = v; }
+    // Frames named on the command line, both inclusive. They win over the clip's in and out
+    // points and, unlike those (equal points mean the whole clip), may name a single frame.
+    const std::optional<std::pair<int, int>>& frameRange() const { return frameRange_; }
+    void setFrameRange(std::optional<std::pair<int, int>> v) { frameRange_ = v; }
 
     // Why the clip failed, for the command line and the render list; empty when it did not.
     std::string errorMessage() const;
@@ -59,6 +65,7 @@ private:
     std::atomic<bool> errorState_{false};
     int inoutFrames_ = 0;
     bool useInOutPoints_ = false;
+    std::optional<std::pair<int, int>> frameRange_;
     mutable std::mutex messageLock_;
     std::string errorMessage_;
 };
