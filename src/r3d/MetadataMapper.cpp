@@ -113,7 +113,7 @@ void MetadataMapper::MapMetadata(const RedFileFrameMetadata& metadata, const Map
     uint32_t variant = 0;
     for (const MetadataItem& item : metadata.items) {
         const uint16_t id = item.Item();
-        if (id > 133) continue;
+        if (id > 133) continue;  // items of later cameras: skipped, not guessed at
         int64_t i = 0;
         double f = 0.0;
         if (const char* key = StringKey(id)) {
@@ -159,6 +159,7 @@ void MetadataMapper::MapMetadata(const RedFileFrameMetadata& metadata, const Map
                 }
                 case kIdIso:
                     if (U16(item, &i)) {
+                        // The camera's ISO ladder has 1280 where the common one has 1250.
                         store->SetInt("iso", i == 1250 ? 1280 : i);
                         haveIso = true;
                     }
@@ -185,11 +186,13 @@ void MetadataMapper::MapMetadata(const RedFileFrameMetadata& metadata, const Map
             }
         }
     }
+    // The stored gains are relative to the master gain; the keys hold what was applied.
     if (haveGains) {
         store->SetFloat("digital_gain_red", gains[0] * masterGain);
         store->SetFloat("digital_gain_green", gains[1] * masterGain);
         store->SetFloat("digital_gain_blue", gains[2] * masterGain);
     }
+    // Without an ISO item the rating hides in the exposure compensation, counted from ISO 320.
     if (!haveIso) {
         double ec = store->ItemAsFloat("exposure_compensation");
         const int iso = NearestIsoForExposure(ec);

@@ -37,6 +37,7 @@ int R3DContainer::OpenFile(const std::string& path, ContainerInfo* info) {
     fileSize_ = file_.Size();
     processor_ = RedFileParserProcessor(path);
     bool parsed = false;
+    // Counts in a hostile header can ask for any amount of memory; that is a bad file, not a crash.
     try {
         FileTokenStream stream(file_);
         RedFileTokenizer tokenizer(stream);
@@ -105,6 +106,7 @@ void R3DContainer::FixAudioBlockSizes() {
     auto clampData = [](int64_t size, uint32_t header) -> uint64_t {
         return size > int64_t(header) ? uint64_t(size - header) : 0;
     };
+    // Only the first and last blocks can be partly filled; the blocks between are full.
     if (h.IsGeneration5()) {
         audioHeaderLength_ = kAudioHeader5;
         firstAudioBytes_ = clampData(s.GetAudioSize(0), audioHeaderLength_);
@@ -119,9 +121,10 @@ void R3DContainer::FixAudioBlockSizes() {
                 LogWarn("R3D file {}: audio block {} cannot be read", path_, i + 1);
                 continue;
             }
+            // The block's own header is big-endian, as the atoms are.
             const uint64_t count = LoadBE32(head);
             const uint8_t bits = head[9];
-            bytes[which] = count * (bits == 24 ? 4 : bits / 8);
+            bytes[which] = count * (bits == 24 ? 4 : bits / 8);  // 24-bit samples travel in 32-bit words
             if (which == 1) lastMajor = head[10];
         }
         audioHeaderLength_ = lastMajor < 4 ? kAudioHeader3 : kAudioHeader4;
@@ -132,6 +135,8 @@ void R3DContainer::FixAudioBlockSizes() {
     if (channels == 0) return;
     uint64_t total = 0;
     for (uint32_t i = 1; i <= n; ++i) total += AudioDataBytes(i) / (channels * 4);
+    // These revisions wrote twice the channels their header states; 1.9 rather than 2 leaves room for
+    // a short last block.
     if (h.IsGeneration5() && IsMoreAudioRevision(h.firmwareRevision) && h.rateNumerator != 0) {
         const double expected =
             std::ceil(48000.0 * h.rateDenominator / h.rateNumerator * double(info_.videoFrames) * 1.9);
@@ -152,6 +157,7 @@ uint64_t R3DContainer::AudioDataBytes(uint64_t block) const {
     return size > int64_t(audioHeaderLength_) ? uint64_t(size - audioHeaderLength_) : 0;
 }
 
+// The handle may have been closed to spare descriptors (many open clips); reopen on demand.
 bool R3DContainer::ReadLocked(uint64_t position, void* destination, size_t count) {
     if (!file_.IsOpen()) {
         std::string error;
@@ -167,6 +173,7 @@ bool R3DContainer::ReadLocked(uint64_t position, void* destination, size_t count
 uint64_t R3DContainer::ReadEntry(uint64_t position, int64_t size, uint64_t skip, std::vector<uint8_t>* destination) {
     if (!destination || position == 0 || size <= 0 || uint64_t(size) <= skip) return 0;
     const uint64_t count = uint64_t(size) - skip;
+    // Written so that no sum can wrap: sizes come from the file's tables and may be anything.
     if (position > fileSize_ || skip > fileSize_ - position || count > fileSize_ - position - skip) return 0;
     try {
         destination->resize(static_cast<size_t>(count));
@@ -187,7 +194,7 @@ uint64_t R3DContainer::GetVideoFrameData(uint64_t frame, std::vector<uint8_t>* d
     const IndexStore& s = processor_.stores[0];
     if (!open_ || frame == 0 || frame > s.video.count) return 0;
     const auto i = uint32_t(frame - 1);
-    return ReadEntry(s.GetVideoOffset(i), s.GetVideoSize(i), 8, destination);
+    return ReadEntry(s.GetVideoOffset(i), s.GetVideoSize(i), 8, destination);  // past the atom's size and tag
 }
 
 uint64_t R3DContainer::GetVideoFrame2Data(uint64_t frame, std::vector<uint8_t>* destination) {
