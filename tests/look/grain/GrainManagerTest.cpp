@@ -1,6 +1,7 @@
 // The grain cache, the per-stock response curves with their fallback and instant-film
 // factor, the blur of the small gauges, the generated scans' statistics, and two threads
-// asking for maps at once.
+// asking for maps at once. A curve file that holds fewer than its 256 entries leaves the rest
+// of the curve at zero; the bytes of the container's tail are never read as numbers.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -11,11 +12,11 @@
 #include <thread>
 #include <vector>
 
-#include "GrainTestSupport.h"
 #include "core/Log.h"
 #include "datafile/DataFile.h"
 #include "datafile/Resource.h"
 #include "look/grain/GrainManager.h"
+#include "look/grain/RawGrain.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -53,14 +54,9 @@ std::vector<float> Ramp(size_t count, float start, float step) {
     return v;
 }
 
-TEST(GrainManager, KeysCarryTheNameAndTheTruncatedSize) {
+TEST(GrainManager, KeysCarryTheNameAndTheTruncatedSizeAndOnlyTheSmallGaugesBlurTheFrame) {
     EXPECT_EQ(GrainManager::GrainKeyForNameSize("CP35", 1920.9f, 1080.2f), "CP35:1920:1080");
     EXPECT_EQ(GrainManager::GrainKeyForNameSize("CP8", 480.0f, 0.5f), "CP8:480:0");
-    EXPECT_NE(GrainManager::GrainKeyForNameSize("CP16", 700.0f, 394.0f),
-              GrainManager::GrainKeyForNameSize("CP16", 700.0f, 395.0f));
-}
-
-TEST(GrainManager, OnlyTheSmallGaugesBlurTheFrame) {
     const std::map<int, float> blurred = {{200, 0.55f}, {243, 0.67f}, {400, 0.9f}, {553, 1.0f}};  // S16 16 S8 8
     for (int tag :
          {-1, 0, 50, 100, 110, 198, 199, 200, 201, 239, 242, 243, 244, 399, 400, 401, 499, 552, 553, 554, 1000}) {
@@ -149,17 +145,19 @@ TEST(GrainCurve, AStockWithoutACurveFileBorrowsThatOf5207Silently) {
     EXPECT_TRUE(log.Lines().empty());
 }
 
-TEST(GrainCurve, AShortFileFillsWhatItHasAndNothingOfTheContainerTail) {
-    test::TempDir dir;
-    const auto values = Ramp(100, 2.0f, 0.25f);
-    WriteCurve(dir.path(), "Short", values);
-    test::ScopedDataRoot root(dir.path());
-    const Curve loaded = CurveOf(GrainLookup::InitWithName("Short"));
-    for (size_t i = 0; i < loaded.size(); ++i) { ASSERT_EQ(loaded[i], i < values.size() ? values[i] : 0.0f) << i; }
-    // Neither the stock's file nor the fallback: no grain response at all.
-    test::TempDir empty;
-    test::ScopedDataRoot none(empty.path());
-    EXPECT_EQ(CurveOf(GrainLookup::InitWithName("Short")), Curve{});
+TEST(GrainCurveDecision, ShortCurveLeavesMissingEntriesAtZero_NotCopyingTheContainerTail) {
+    // 700 floats: the payload and the tail together exceed the curve, so a copy of "up to
+    // 3,072 bytes" would fill the last 68 entries from the tail. With neither the stock's file
+    // nor the fallback there is no grain response at all.
+    for (size_t floats : {0, 100, 700, 768}) {
+        SCOPED_TRACE(floats);
+        test::TempDir dir;
+        const auto values = Ramp(floats, 1.0f, 0.5f);
+        if (floats) WriteCurve(dir.path(), "Short", values);
+        test::ScopedDataRoot root(dir.path());
+        const Curve loaded = CurveOf(GrainLookup::InitWithName("Short"));
+        for (size_t i = 0; i < loaded.size(); ++i) ASSERT_EQ(loaded[i], i < floats ? values[i] : 0.0f) << i;
+    }
 }
 
 TEST(GrainScanDeathTest, AMissingScanIsABrokenInstallation) {
@@ -197,8 +195,6 @@ TEST(GrainScans, EachScanIsCentredOnMidGreyAndTheSmallerGaugesAreCoarser) {
             for (size_t i = 0; i < pixels; ++i) sq += (t[i * 3 + c] - mean) * (t[i * 3 + c] - mean);
             spread += std::sqrt(sq / static_cast<double>(pixels)) / 3.0;
         }
-        std::cout << name << ": mean " << map.grainMean()[0] << " " << map.grainMean()[1] << " " << map.grainMean()[2]
-                  << ", standard deviation " << spread << "\n";
         spreads.push_back(spread);
     }
     EXPECT_LT(spreads[0], spreads[1]) << "CP16 is coarser than CP35";

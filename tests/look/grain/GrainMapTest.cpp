@@ -3,20 +3,37 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <numbers>
-#include <random>
 #include <vector>
 
-#include "GrainTestSupport.h"
 #include "core/Log.h"
+#include "look/ShaderProcessor.h"
 #include "look/grain/GrainMap.h"
 #include "look/grain/RawGrain.h"
 
 namespace ombrel {
 namespace {
 
-using test::MakeBitmap;
-using test::MeasureSeams;
+// An RGBA bitmap whose pixel (x, y) is rgb(x, y), alpha 255.
+BitmapRepPtr MakeBitmap(int width, int height, const std::function<std::array<uint8_t, 3>(int x, int y)>& rgb) {
+    auto rep = std::make_shared<BitmapRep>(BitmapRep::Rgba8(width, height));
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const auto v = rgb(x, y);
+            std::copy(v.begin(), v.end(), rep->row(y) + 4 * x);
+            rep->row(y)[4 * x + 3] = 255;
+        }
+    }
+    return rep;
+}
+
+// R runs with x, G with y.
+BitmapRepPtr Gradient() {
+    return MakeBitmap(200, 100, [](int x, int y) {
+        return std::array<uint8_t, 3>{static_cast<uint8_t>(x), static_cast<uint8_t>(2 * y), 128};
+    });
+}
 
 uint8_t Clamp8(double v) { return static_cast<uint8_t>(std::lround(std::clamp(v, 0.0, 255.0))); }
 
@@ -38,29 +55,25 @@ public:
     ~ResizeHooksGuard() { SetGrainResizeHooksForTesting({}); }
 };
 
-TEST(GrainResize, ATargetSmallerInOneAxisScalesTheWholeScanToTheTarget) {
-    // R runs with x, G with y: the result's columns and rows must cover the whole scan.
-    auto scan = MakeBitmap(200, 100, [](int x, int y) {
-        return std::array<uint8_t, 3>{static_cast<uint8_t>(x), static_cast<uint8_t>(2 * y), 128};
-    });
-    GrainSize size;
-    auto out = GrainMap::resizeNSImageToSize(scan, 150.0f, 120.0f, &size);
-    ASSERT_TRUE(out);
-    EXPECT_EQ(out->width, 150);
-    EXPECT_EQ(out->height, 120);
-    EXPECT_EQ(size.width, 150.0f);
-    EXPECT_EQ(size.height, 120.0f);
-    for (int x = 20; x < 130; x += 7) {
-        const double expected = (x + 0.5) * 200.0 / 150.0 - 0.5;
-        EXPECT_NEAR(out->row(60)[x * 4], expected, 1.5) << "column " << x;
+// Column x of `rep` shows scan column ox + (x + 0.5) / scale - 0.5, row y scan row oy + ....
+void ExpectCovers(const BitmapRep& rep, double ox, double oy, double sx, double sy) {
+    for (int x = rep.width / 10; x < rep.width * 9 / 10; x += 7) {
+        EXPECT_NEAR(rep.row(rep.height / 2)[x * 4], ox + (x + 0.5) / sx - 0.5, 1.5) << "column " << x;
     }
-    for (int y = 20; y < 100; y += 9) {
-        const double expected = 2.0 * ((y + 0.5) * 100.0 / 120.0 - 0.5);
-        EXPECT_NEAR(out->row(y)[75 * 4 + 1], expected, 2.5) << "row " << y;
+    for (int y = rep.height / 10; y < rep.height * 9 / 10; y += 7) {
+        EXPECT_NEAR(rep.row(y)[rep.width / 2 * 4 + 1], 2.0 * (oy + (y + 0.5) / sy - 0.5), 2.5) << "row " << y;
     }
+}
 
+TEST(GrainResize, ATargetSmallerInOneAxisScalesTheWholeScanToTheTarget) {
+    GrainSize size;
+    auto out = GrainMap::resizeNSImageToSize(Gradient(), 150.0f, 120.0f, &size);
+    ASSERT_TRUE(out);
+    EXPECT_EQ(std::vector<float>({float(out->width), float(out->height), size.width, size.height}),
+              std::vector<float>({150, 120, 150, 120}));
+    ExpectCovers(*out, 0, 0, 150.0 / 200.0, 120.0 / 100.0);
     // Through a map the scan's aspect decides the height, whatever height was asked for.
-    GrainMap map(scan, 150.0f, 999.0f);
+    GrainMap map(Gradient(), 150.0f, 999.0f);
     EXPECT_EQ(map.width(), 150);
     EXPECT_EQ(map.height(), 75);
     EXPECT_EQ(map.grainSize().height, 75.0f);
@@ -70,25 +83,14 @@ TEST(GrainResize, ATargetSmallerInOneAxisScalesTheWholeScanToTheTarget) {
 // a map need not tile, whatever the list of edge cases hopes. The scans are made as wide as
 // the grain widths they serve, so the pipeline takes this road only for small gauges beyond 2K.
 TEST(GrainResize, ALargerTargetMagnifiesACentredCropAsTheStepsSayThoughItsEdgesNeedNotTile) {
-    auto scan = MakeBitmap(200, 100, [](int x, int y) {
-        return std::array<uint8_t, 3>{static_cast<uint8_t>(x), static_cast<uint8_t>(2 * y), 128};
-    });
     // 500 wide: 2.5 times the scan. The crop is 80 x 40 from (60, 30), magnified to 200 x 100.
-    GrainMap map(scan, 500.0f, 250.0f);
+    GrainMap map(Gradient(), 500.0f, 250.0f);
     int w = 0, h = 0;
     map.GetGrainSize(&w, &h);
     EXPECT_EQ(w, 200);
     EXPECT_EQ(h, 100);
     EXPECT_EQ(map.grainSize().width, 200.0f);
-    const BitmapRep& rep = *map.GetGrainBitmapRep();
-    for (int x = 12; x < 188; x += 11) {
-        const double expected = 60.0 + (x + 0.5) / 2.5 - 0.5;
-        EXPECT_NEAR(rep.row(50)[x * 4], expected, 1.5) << "column " << x;
-    }
-    for (int y = 12; y < 88; y += 7) {
-        const double expected = 2.0 * (30.0 + (y + 0.5) / 2.5 - 0.5);
-        EXPECT_NEAR(rep.row(y)[100 * 4 + 1], expected, 2.5) << "row " << y;
-    }
+    ExpectCovers(*map.GetGrainBitmapRep(), 60, 30, 2.5, 2.5);
 }
 
 TEST(GrainResize, ATargetLargerThanTheRealScanReportsTheScansScale) {
@@ -105,16 +107,25 @@ TEST(GrainResize, ATargetLargerThanTheRealScanReportsTheScansScale) {
     }
 }
 
-// Opposite edges continue each other. The scaled plane's size is a whole number of pixels, so
-// the scale is the exact ratio only to within a pixel over the image: across the wrap line the
-// image may step by up to two pixels, never by more.
+// Opposite edges continue each other: the mean step across the wrap line is no larger than
+// between pixels two apart inside (the scaled plane's size is a whole number of pixels, so the
+// scale is the exact ratio only to within a pixel over the image).
 void ExpectSeamless(const BitmapRep& rep, const std::string& what) {
-    const auto s = MeasureSeams(rep);
-    EXPECT_LE(s.seamColumns, 1.1 * s.twoColumns + 0.25)
-        << what << ": left/right seam " << s.seamColumns << " vs neighbours " << s.innerColumns << ", two apart "
-        << s.twoColumns;
-    EXPECT_LE(s.seamRows, 1.1 * s.twoRows + 0.25) << what << ": top/bottom seam " << s.seamRows << " vs neighbours "
-                                                  << s.innerRows << ", two apart " << s.twoRows;
+    const int w = rep.width, h = rep.height;
+    auto at = [&](int x, int y, int c) { return static_cast<double>(rep.row(y)[x * 4 + c]); };
+    double seam[2] = {0, 0}, two[2] = {0, 0};  // columns, rows
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            for (int c = 0; c < 3; ++c) {
+                if (x == w - 1) seam[0] += std::abs(at(x, y, c) - at(0, y, c)) / (3.0 * h);
+                if (y == h - 1) seam[1] += std::abs(at(x, y, c) - at(x, 0, c)) / (3.0 * w);
+                if (x + 2 < w) two[0] += std::abs(at(x, y, c) - at(x + 2, y, c)) / (3.0 * h * (w - 2));
+                if (y + 2 < h) two[1] += std::abs(at(x, y, c) - at(x, y + 2, c)) / (3.0 * w * (h - 2));
+            }
+        }
+    }
+    EXPECT_LE(seam[0], 1.1 * two[0] + 0.25) << what << ": left/right seam against pixels two apart " << two[0];
+    EXPECT_LE(seam[1], 1.1 * two[1] + 0.25) << what << ": top/bottom seam against pixels two apart " << two[1];
 }
 
 // The part of a scan that a resize to `width` takes: the whole scan, or, for a target larger
@@ -152,45 +163,21 @@ TEST(GrainResize, ASmoothTileStaysATileAtEverySize) {
     }
 }
 
-TEST(GrainResize, OppositeEdgesOfTheScansMatchWhereTheWholeScanIsResized) {
-    // Up to a scan's own width the whole scan, which tiles, is resized: its maps tile too,
-    // for every grain width the pipeline asks of it.
-    for (const char* name : {"CP35", "CP16", "CP8"}) {
-        auto raw = RawGrain::InitWithName(name);
-        const BitmapRep& scan = *raw->Rep();
-        ASSERT_GE(scan.width, 2048) << name;
-        std::vector<float> widths = {640.0f, 1375.0f, static_cast<float>(scan.width)};
-        if (std::string(name) == "CP35") widths = {640.0f, 720.0f, 1024.0f, 1280.0f, 1920.0f, 2047.0f, 2048.0f};
-        for (float width : widths) {
-            ASSERT_FALSE(TakenFor(scan.width, scan.height, width).magnified);
-            GrainMap map(raw->Rep(), width, 0.0f);
-            ASSERT_NE(map.GetGrainBitmapRep(), raw->Rep()) << name << " at " << width;
-            ExpectSeamless(*map.GetGrainBitmapRep(), std::string(name) + " width " + std::to_string(width));
-        }
-    }
-}
-
+// The pipeline picks the 35mm scan up to a grain width of 2800, the 16mm one at half size up
+// to 5500, the 8mm one at a quarter beyond: each is as wide as the widths it serves, so the
+// whole scan, which tiles, is resized and the map tiles too.
 TEST(GrainResize, FramesUpTo2KAtEveryGaugeAndUpTo4KAtTheLargerOnesTakeAWholeScanSoTheyTile) {
-    // The scan and size the pipeline picks for a grain width: up to 2800 the 35mm scan, up to
-    // 5500 the 16mm one at half size, beyond that the 8mm one at a quarter.
-    auto pick = [](double grainWidth) -> std::pair<const char*, float> {
-        if (grainWidth <= 2800.0) return {"CP35", static_cast<float>(grainWidth)};
-        if (grainWidth <= 5500.0) return {"CP16", static_cast<float>(grainWidth / 2.0)};
-        return {"CP8", static_cast<float>(grainWidth / 4.0)};
-    };
-    const struct {
-        double frameWidth;
-        std::vector<double> scales;
-    } cases[] = {{1920.0, {0.69, 1.0, 1.13, 2.0, 2.43, 4.0, 5.53}},
-                 {2048.0, {0.69, 1.0, 1.13, 2.0, 2.43, 4.0, 5.53}},
-                 {4096.0, {0.69, 1.0, 1.13, 2.0}}};
-    for (const auto& c : cases) {
-        for (double scale : c.scales) {
-            const auto [name, width] = pick(c.frameWidth * scale);
-            auto raw = RawGrain::InitWithName(name);
-            EXPECT_FALSE(TakenFor(raw->Rep()->width, raw->Rep()->height, width).magnified)
-                << c.frameWidth << " at " << scale << ": " << name << " at " << width;
-        }
+    // The widest grain each gauge is asked for by 2K frames up to scale 5.53 and 4K ones up to 2.
+    for (const auto& [frameWidth, scale] :
+         {std::pair{1920u, 0.69}, {2048u, 1.13}, {2048u, 2.43}, {1920u, 5.53}, {4096u, 2.0}}) {
+        ShaderProcessor sp(ShaderProcessor::Backend::Cpu);
+        sp.setImageWidth(frameWidth);
+        sp.ChangeGrainMapToStockScaleCurveOnly("5207", scale, false);
+        ASSERT_TRUE(sp.grain());
+        const std::string what = std::to_string(frameWidth) + " at " + std::to_string(scale) + ": " +
+                                 sp.grain()->grainName() + " at " + std::to_string(sp.grain()->width());
+        ASSERT_NE(sp.grain()->GetGrainBitmapRep(), RawGrain::InitWithName(sp.grain()->grainName())->Rep()) << what;
+        ExpectSeamless(*sp.grain()->GetGrainBitmapRep(), what);
     }
 }
 
@@ -221,16 +208,11 @@ TEST(GrainResize, EveryFailureFallsBackToTheScanWithItsWarning) {
         GrainResizeHooks hooks;
         const char* warning;  // null: no warning, and the resized map
     };
+    const char* noImage = "grain resize WARNING: could not initialize resized grain image - using original";
     const Row rows[] = {
-        {"no width", 0.0f, {}, "grain resize WARNING: could not initialize resized grain image - using original"},
-        {"negative width",
-         -10.0f,
-         {},
-         "grain resize WARNING: could not initialize resized grain image - using original"},
-        {"crop of no pixels",
-         1.0e7f,
-         {},
-         "grain resize WARNING: could not initialize resized grain image - using original"},
+        {"no width", 0.0f, {}, noImage},
+        {"negative width", -10.0f, {}, noImage},
+        {"crop of no pixels", 1.0e7f, {}, noImage},
         {"no buffers",
          40.0f,
          {{}, [](size_t bytes) { return bytes < 1000; }},
@@ -246,17 +228,10 @@ TEST(GrainResize, EveryFailureFallsBackToTheScanWithItsWarning) {
         LogCapture log;
         ResizeHooksGuard hooks(r.hooks);
         GrainMap map(scan, r.width, 0.0f);
-        if (r.warning) {
-            EXPECT_EQ(map.GetGrainBitmapRep(), scan);
-            EXPECT_EQ(map.width(), 64);
-            EXPECT_EQ(map.height(), 32);
-            EXPECT_TRUE(log.Contains(r.warning));
-        } else {
-            EXPECT_NE(map.GetGrainBitmapRep(), scan);
-            EXPECT_EQ(map.width(), 40);
-            EXPECT_EQ(map.height(), 20);
-            EXPECT_TRUE(log.Lines().empty());
-        }
+        EXPECT_EQ(map.GetGrainBitmapRep() == scan, r.warning != nullptr);
+        EXPECT_EQ(map.width(), r.warning ? 64 : 40);
+        EXPECT_EQ(map.height(), r.warning ? 32 : 20);
+        EXPECT_TRUE(r.warning ? log.Contains(r.warning) : log.Lines().empty());
     }
 }
 
@@ -274,29 +249,19 @@ TEST(GrainTexture, TheRangeOfTheFirstPixelsStretchesTheWholeImage) {
                                       static_cast<uint8_t>(y * 10)};
     });
     GrainMap map(scan, 300.0f, 20.0f);  // the scan's own size: the resize keeps every sample
-    const BitmapRep& rep = *map.GetGrainBitmapRep();
-    ASSERT_EQ(map.width(), 300);
-    ASSERT_EQ(map.height(), 20);
-    for (int y = 0; y < 20; ++y) {
-        for (int x = 0; x < 300; ++x) { ASSERT_EQ(rep.row(y)[x * 4], scan->row(y)[x * 4]) << x << "," << y; }
-    }
+    ASSERT_EQ(map.width() * map.height(), 6000);
     const float* t = map.GetTextureData();
     double above = 0.0;
     std::array<double, 3> sum{};
-    for (int y = 0; y < 20; ++y) {
-        for (int x = 0; x < 300; ++x) {
-            for (int c = 0; c < 3; ++c) {
-                const size_t i = static_cast<size_t>(3 * (y * 300 + x) + c);
-                const double expected = (scan->row(y)[x * 4 + c] - 40.0) * (255.0 / 160.0) / 255.0;
-                ASSERT_NEAR(t[i], expected, 1e-6) << x << "," << y << " channel " << c;
-                above = std::max(above, static_cast<double>(t[i]));
-                sum[static_cast<size_t>(c)] += t[i];
-            }
-        }
+    for (size_t i = 0; i < 18000; ++i) {
+        const uint8_t sample = scan->row(int(i / 900))[i % 900 / 3 * 4 + i % 3];
+        ASSERT_EQ(map.GetGrainBitmapRep()->row(int(i / 900))[i % 900 / 3 * 4 + i % 3], sample) << i / 3;
+        ASSERT_NEAR(t[i], (sample - 40.0) * (255.0 / 160.0) / 255.0, 1e-6) << "pixel " << i / 3 << " channel " << i % 3;
+        above = std::max(above, static_cast<double>(t[i]));
+        sum[i % 3] += t[i];
     }
     EXPECT_GT(above, 1.2) << "values beyond the sampled range are not clipped";
-    for (int c = 0; c < 3; ++c)
-        EXPECT_NEAR(map.grainMean()[static_cast<size_t>(c)], sum[static_cast<size_t>(c)] / 6000.0, 1e-5);
+    for (size_t c = 0; c < 3; ++c) EXPECT_NEAR(map.grainMean()[c], sum[c] / 6000.0, 1e-5) << "grain's own mean";
 
     // A flat start leaves the samples as they are, / 255.
     auto flat = MakeBitmap(300, 2, [](int x, int y) {
@@ -316,9 +281,7 @@ TEST(GrainTexture, TheAmountScalesTheSignedChannelValuesAndLeavesTheTexture) {
     });
     GrainMap map(scan, 60.0f, 0.0f);
     EXPECT_EQ(map.grainAmount(), -1.0);
-    EXPECT_EQ(map.GetGrainLookupR(), nullptr);
-    EXPECT_EQ(map.GetGrainLookupG(), nullptr);
-    EXPECT_EQ(map.GetGrainLookupB(), nullptr);
+    EXPECT_TRUE(!map.GetGrainLookupR() && !map.GetGrainLookupG() && !map.GetGrainLookupB());
     const size_t pixels = static_cast<size_t>(map.width() * map.height());
     const std::vector<float> texture(map.GetTextureData(), map.GetTextureData() + pixels * 3);
     for (double amount : {1.0, 0.3, 2.5}) {
