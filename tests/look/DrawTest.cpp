@@ -231,7 +231,7 @@ TEST(Grain, ShiftJumpsAQuarterToThreeQuartersAndPausingResetsToZero) {
 }
 
 TEST(RenderDraw, FitsPlaceTheFrameAsTheReferenceDoes) {
-    const auto frame = test::CubeFrame(40);  // 40 x 51
+    const auto frame = test::CubeFrame(40);
     struct Fit {
         int outW, outH, fit;
         float aspectW, aspectH;

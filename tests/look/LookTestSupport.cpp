@@ -15,29 +15,13 @@ uint16_t U16(double v) { return static_cast<uint16_t>(std::lround(std::clamp(v, 
 
 Frame16 CubeFrame(int width) {
     std::vector<std::array<double, 3>> colours;
-    const int ramp = 64;
-    for (int i = 0; i < ramp; ++i) {
-        const double v = i / double(ramp - 1);
-        colours.push_back({v, v, v});
+    for (int i = 0; i < 64; ++i) {
+        const double v = i / 63.0, d = i / 65535.0 * 20.0;  // d: the first twenty 16-bit steps per entry
+        colours.insert(
+            colours.end(),
+            {{v, v, v}, {v, 0, 0}, {0, v, 0}, {0, 0, v}, {d, d * 0.5, d * 0.25}, {1.0 - d, 1.0 - d * 0.5, 1.0 - d}});
     }
-    for (int c = 0; c < 3; ++c) {
-        for (int i = 0; i < ramp; ++i) {
-            std::array<double, 3> p{0, 0, 0};
-            p[static_cast<size_t>(c)] = i / double(ramp - 1);
-            colours.push_back(p);
-        }
-    }
-    for (int i = 0; i < ramp; ++i) {
-        const double v = i / 65535.0 * 20.0;  // the first twenty 16-bit steps per entry
-        colours.push_back({v, v * 0.5, v * 0.25});
-    }
-    for (int i = 0; i < ramp; ++i) {
-        const double v = 1.0 - i / 65535.0 * 20.0;
-        colours.push_back({v, 1.0 - (1.0 - v) * 0.5, v});
-    }
-    const std::array<std::array<double, 3>, 8> corners{
-        {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}, {0, 1, 1}, {1, 0, 1}, {1, 1, 1}}};
-    for (const auto& c : corners) colours.push_back(c);
+    // The grid's levels include both ends, so its corners are the primaries and secondaries.
     const std::array<double, 12> levels{0.0, 0.0005, 0.004, 0.03, 0.1, 0.22, 0.38, 0.5, 0.66, 0.83, 0.995, 1.0};
     for (double b : levels) {
         for (double g : levels) {

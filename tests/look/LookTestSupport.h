@@ -26,8 +26,8 @@ struct Frame16 {
 // A frame of one colour.
 Frame16 Uniform(int width, int height, double r, double g, double b);
 
-// Ramps (grey and each primary), near-black and near-white ramps, the primaries and
-// secondaries, and a 12 x 12 x 12 grid of the cube whose levels include both ends.
+// Ramps (grey and each primary), near-black and near-white ramps, and a 12 x 12 x 12 grid of
+// the cube whose levels include both ends.
 Frame16 CubeFrame(int width);
 
 // A processor set up for a render of `image` into an output of `outW` x `outH`, as the
