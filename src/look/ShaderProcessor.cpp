@@ -102,7 +102,7 @@ ShaderProcessor::ShaderProcessor(Backend backend) : backend_(backend) {
     histogramShaderOutForClip_.assign(kHistogramBytes, 0);
     if (backend_ == Backend::OpenGL) {
         // The private context for float rendering, shared with nothing.
-        renderContext_ = GlContext::Create(nullptr, &renderContextError_);
+        if (const Status made = GlContext::Create(&renderContext_); !made.ok()) renderContextError_ = made.message();
     }
 }
 

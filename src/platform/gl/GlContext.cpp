@@ -156,12 +156,12 @@ struct GlContext::Impl {
 
 GlContext::GlContext(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 
-std::shared_ptr<GlContext> GlContext::Create(const GlContext* shareWith, std::string* error) {
-    auto fail = [&](const std::string& why) -> std::shared_ptr<GlContext> {
+Status GlContext::Create(std::shared_ptr<GlContext>* out, const GlContext* shareWith) {
+    out->reset();
+    auto fail = [&](const std::string& why) {
         const std::string text = "Cannot create an OpenGL context: " + why;
         LogError("{}", text);
-        if (error) *error = text;
-        return nullptr;
+        return UnsupportedError(text);
     };
     DisplayState& d = Display();
     if (d.display == EGL_NO_DISPLAY) return fail(d.error);
@@ -214,7 +214,8 @@ std::shared_ptr<GlContext> GlContext::Create(const GlContext* shareWith, std::st
         return fail(fmt::format("OpenGL 2.0 or later is needed, the driver offers {}.{}", version / 10, version % 10));
     if (!rect) return fail("the driver lacks rectangle textures");
     if (!fbo) return fail("the driver lacks framebuffer objects");
-    return result;
+    *out = std::move(result);
+    return OkStatus();
 }
 
 GlContext::~GlContext() {

@@ -6,10 +6,12 @@
 // rectangle textures and luminance formats), created surfaceless where the driver allows
 // and on a 1 x 1 pbuffer otherwise. It is current on one thread at a time: MakeCurrent on a
 // second thread fails while the first still holds it. Creation never throws and never
-// aborts: a context that cannot be made is a null result with the reason in `error`.
+// aborts: a context that cannot be made is a failed Status that says why.
 
 #include <memory>
 #include <string>
+
+#include "core/Status.h"
 
 namespace ombrel {
 
@@ -24,8 +26,8 @@ struct GlDriverInfo {
 class GlContext {
 public:
     // A new context. With `shareWith`, textures, programs and buffers are shared with that
-    // context (and everything it shares with). Null on failure; `error` says why.
-    static std::shared_ptr<GlContext> Create(const GlContext* shareWith = nullptr, std::string* error = nullptr);
+    // context (and everything it shares with). *out is null on failure.
+    static Status Create(std::shared_ptr<GlContext>* out, const GlContext* shareWith = nullptr);
 
     ~GlContext();
     GlContext(const GlContext&) = delete;

@@ -35,8 +35,8 @@ TEST(GlContext, MadeCurrentItReportsTheDriverOnceAndIsACompatibilityContext) {
     EXPECT_EQ(ClearGlErrors(), static_cast<GLenum>(GL_NO_ERROR));
 
     // A second context made current says nothing more: the driver line is once per process.
-    auto second = GlContext::Create();
-    ASSERT_TRUE(second);
+    GlContextPtr second;
+    ASSERT_TRUE(GlContext::Create(&second).ok());
     ASSERT_TRUE(second->MakeCurrent());
     EXPECT_EQ(log.Count("OpenGL vendor"), 0u);
     EXPECT_FALSE(context->IsCurrent());
@@ -69,9 +69,9 @@ TEST(GlContext, IsCurrentOnOneThreadAtATime) {
 
 TEST(GlContext, SharedContextsSeeEachOthersTexturesOthersDoNot) {
     OMBREL_GL_CONTEXT_OR_SKIP(first);
-    auto shared = GlContext::Create(first.get());
-    auto alone = GlContext::Create();
-    ASSERT_TRUE(shared && alone);
+    GlContextPtr shared, alone;
+    ASSERT_TRUE(GlContext::Create(&shared, first.get()).ok());
+    ASSERT_TRUE(GlContext::Create(&alone).ok());
 
     ASSERT_TRUE(first->MakeCurrent());
     GLuint name = 0;
@@ -98,8 +98,8 @@ TEST(GlContext, SharedContextsSeeEachOthersTexturesOthersDoNot) {
 
 TEST(GlContext, ScopedCurrentRestoresWhatWasCurrent) {
     OMBREL_GL_CONTEXT_OR_SKIP(outer);
-    auto inner = GlContext::Create();
-    ASSERT_TRUE(inner);
+    GlContextPtr inner;
+    ASSERT_TRUE(GlContext::Create(&inner).ok());
     {
         ScopedGlCurrent scope(inner.get());
         EXPECT_TRUE(scope.ok());
@@ -193,10 +193,11 @@ TEST(GlObjects, RenderbufferNameServesAsFramebufferNameAndOddWidthsReadBackWhole
 // Run in a child whose EGL loader finds no driver at all (see the test below).
 TEST(GlContextProbe, WithoutADriverCreateAnswersWhy) {
     if (!std::getenv(test::kNoGlDriverVariable)) GTEST_SKIP() << "runs only as the child of the test below";
-    std::string why;
-    EXPECT_EQ(GlContext::Create(nullptr, &why), nullptr);
-    EXPECT_NE(why.find("Cannot create an OpenGL context"), std::string::npos) << why;
-    EXPECT_EQ(GlContext::Create(nullptr, nullptr), nullptr);
+    GlContextPtr context;
+    const Status made = GlContext::Create(&context);
+    EXPECT_FALSE(made.ok());
+    EXPECT_EQ(context, nullptr);
+    EXPECT_NE(made.message().find("Cannot create an OpenGL context"), std::string::npos) << made.message();
 }
 
 TEST(GlContext, WithoutADriverCreationIsAClearErrorNotACrash) {

@@ -10,10 +10,9 @@
 
 #include "platform/gl/GlContext.h"
 
-#define OMBREL_GL_CONTEXT_OR_SKIP(var)                            \
-    std::string var##Why;                                         \
-    auto var = ::ombrel::GlContext::Create(nullptr, &var##Why);   \
-    if (!var) {                                                   \
-        if (std::getenv("OMBREL_REQUIRE_GL")) FAIL() << var##Why; \
-        GTEST_SKIP() << var##Why;                                 \
+#define OMBREL_GL_CONTEXT_OR_SKIP(var)                                                 \
+    ::ombrel::GlContextPtr var;                                                        \
+    if (const ::ombrel::Status made = ::ombrel::GlContext::Create(&var); !made.ok()) { \
+        if (std::getenv("OMBREL_REQUIRE_GL")) FAIL() << made.message();                \
+        GTEST_SKIP() << made.message();                                                \
     }
