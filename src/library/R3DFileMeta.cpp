@@ -23,9 +23,8 @@ struct MovieFacts {
 
 std::optional<MovieFacts> ProbeFacts(const std::string& path) {
     MovieInfo info;
-    std::string why;
-    if (!ProbeMovie(path, info, &why)) {
-        LogWarn("Cannot read movie details: {}", why);
+    if (const Status probed = ProbeMovie(path, info); !probed.ok()) {
+        LogWarn("Cannot read movie details: {}", probed.message());
         return std::nullopt;
     }
     double fps = 0.0;

@@ -19,8 +19,8 @@ using test::TestPattern;
 
 MovieInfo Probe(const std::string& path) {
     MovieInfo info;
-    std::string why;
-    EXPECT_TRUE(ProbeMovie(path, info, &why)) << why;
+    const Status probed = ProbeMovie(path, info);
+    EXPECT_TRUE(probed.ok()) << probed.message();
     return info;
 }
 

@@ -108,15 +108,11 @@ MovieProbe::MovieProbe(const std::string& path) {
 
 MovieProbe::~MovieProbe() { FormatContextPtr close(context_); }
 
-bool ProbeMovie(const std::string& path, MovieInfo& out, std::string* error) {
+Status ProbeMovie(const std::string& path, MovieInfo& out) {
     MovieProbe probe(path);
-    if (!probe.ok()) {
-        if (error) *error = probe.error();
-        return false;
-    }
+    if (!probe.ok()) return InvalidError(probe.error());
     out = probe.info();
-    if (error) error->clear();
-    return true;
+    return OkStatus();
 }
 
 bool IsDecodableMovie(const std::string& path) {

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "core/Status.h"
+
 struct AVFormatContext;
 
 namespace ombrel {
@@ -70,8 +72,8 @@ private:
     AVFormatContext* context_ = nullptr;
 };
 
-// One-shot forms for callers that only want the facts.
-bool ProbeMovie(const std::string& path, MovieInfo& out, std::string* error = nullptr);
+// One-shot forms for callers that only want the facts; `out` is left alone on failure.
+Status ProbeMovie(const std::string& path, MovieInfo& out);
 bool IsDecodableMovie(const std::string& path);
 
 }  // namespace ombrel

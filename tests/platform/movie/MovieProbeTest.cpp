@@ -76,8 +76,8 @@ TEST(MovieProbe, SeesSoundBesideThePictureAndSoundAlone) {
                           dir / "both.mov"));
     ASSERT_TRUE(MakeMovie("-f lavfi -i sine=duration=0.5", dir / "sound.mov"));
     MovieInfo both, sound;
-    ASSERT_TRUE(ProbeMovie(dir / "both.mov", both));
-    ASSERT_TRUE(ProbeMovie(dir / "sound.mov", sound));
+    ASSERT_TRUE(ProbeMovie(dir / "both.mov", both).ok());
+    ASSERT_TRUE(ProbeMovie(dir / "sound.mov", sound).ok());
     EXPECT_EQ(Facts(both),
               "mpeg 0 audio 1 decodable 1 first video 0; 0 video h264 'avc1' 64x48 at 25 samples 10 decoder 1; 1 audio "
               "44100 Hz 1 ch");
@@ -106,10 +106,10 @@ TEST(MovieProbe, RefusesWhatIsNoMovieWithAReasonAndLogsFFmpegAtWarningLevel) {
         EXPECT_FALSE(IsDecodableMovie(path));
         MovieInfo untouched;
         untouched.formatName = "before";
-        std::string why;
-        EXPECT_FALSE(ProbeMovie(path, untouched, &why));
+        const Status probed = ProbeMovie(path, untouched);
+        EXPECT_FALSE(probed.ok());
         EXPECT_EQ(untouched.formatName, "before");
-        EXPECT_EQ(why, probe.error());
+        EXPECT_EQ(probed.message(), probe.error());
     }
     EXPECT_NE(MovieProbe(dir / "notes.mov").error().find("notes.mov"), std::string::npos);
     EXPECT_NE(MovieProbe(dir / "missing.mov").error().find("no such file"), std::string::npos);
@@ -124,7 +124,7 @@ TEST(MovieProbe, AnUnknownSampleFormatStillOpensButHasNoDecoder) {
     ASSERT_TRUE(MakeMovie(TestPattern("24", 3) + test::kRawVideo, dir / "odd.mov"));
     ASSERT_TRUE(test::PatchBytes(dir / "odd.mov", "stsd", "raw ", "zzzz"));
     MovieInfo info;
-    ASSERT_TRUE(ProbeMovie(dir / "odd.mov", info));
+    ASSERT_TRUE(ProbeMovie(dir / "odd.mov", info).ok());
     EXPECT_EQ(Facts(info), "mpeg 0 audio 0 decodable 0 first video 0; 0 video  'zzzz' 64x48 at 24 samples 3 decoder 0");
 }
 
@@ -134,7 +134,7 @@ TEST(MovieProbe, MpegStreamsAreMarkedForTheirEncodedRate) {
                                      std::array<std::string, 3>{"clip.m2t", " -f mpegts", "mpeg2video"}}) {
         ASSERT_TRUE(MakeMovie(TestPattern("25", 10) + args, dir / name));
         MovieInfo info;
-        ASSERT_TRUE(ProbeMovie(dir / name, info));
+        ASSERT_TRUE(ProbeMovie(dir / name, info).ok());
         EXPECT_EQ(Facts(info), "mpeg 1 audio 0 decodable 1 first video 0; 0 video " + codec +
                                    " '\?\?\?\?' 64x48 at 25 samples 0 decoder 1")
             << name;
