@@ -52,8 +52,8 @@ void RenderPreset::setIcon(ImagePtr icon) {
     const std::string path = IconPathLegacy();
     std::error_code ec;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ec);
-    std::string error;
-    if (!WriteImageAsTiff(*icon_, path, &error)) LogWarn("Cannot save the preset thumbnail: {}", error);
+    if (const Status written = WriteImageAsTiff(*icon_, path); !written.ok())
+        LogWarn("Cannot save the preset thumbnail: {}", written.message());
 }
 
 PlistValue RenderPreset::PropertyList() const {
@@ -74,7 +74,9 @@ void RenderPreset::LoadCommon(const PlistValue& d) {
 void RenderPreset::LoadFromDictionary(const PlistValue& d) {
     LoadCommon(d);
     std::error_code ec;
-    icon_ = std::filesystem::exists(IconPathLegacy(), ec) ? ReadTiffImage(IconPathLegacy()) : nullptr;
+    icon_ = nullptr;
+    // A thumbnail that cannot be read is no thumbnail; the preset loads without one.
+    if (std::filesystem::exists(IconPathLegacy(), ec)) (void)ReadTiffImage(IconPathLegacy(), &icon_);
     presetNumber_ = static_cast<uint32_t>(d["presetNumber"].asInt());
     isFactory_ = false;
 }
@@ -84,7 +86,7 @@ void RenderPreset::LoadFactoryPresetFromDictionaryLibraryName(const PlistValue& 
     const std::string libraryIcon = IconPathLibrary(libraryName);
     std::error_code ec;
     if (std::filesystem::exists(libraryIcon, ec)) {
-        if (auto image = ReadTiffImage(libraryIcon)) setIcon(image);
+        if (ImagePtr image; ReadTiffImage(libraryIcon, &image).ok()) setIcon(image);
     }
     presetNumber_ = static_cast<uint32_t>(d["presetNumber"].asInt());
     isFactory_ = true;

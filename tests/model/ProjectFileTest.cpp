@@ -201,7 +201,7 @@ struct OldProject {
 TEST_F(ProjectFiles, AnOldProjectMovesItsPresetsIntoALibraryOnce) {
     OldProject old;
     fs::create_directories(fs::path(old.warm->IconPathLegacy()).parent_path());
-    ASSERT_TRUE(WriteImageAsTiff(Image(4, 4), old.warm->IconPathLegacy()));
+    ASSERT_TRUE(WriteImageAsTiff(Image(4, 4), old.warm->IconPathLegacy()).ok());
     const std::string path = dir / "Wedding.xml";
     ASSERT_TRUE(old.dict.WriteToFile(path));
     const std::string original = test::ReadWholeFile(path);

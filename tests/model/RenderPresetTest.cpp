@@ -90,7 +90,7 @@ TEST(RenderPreset, IconsAreWrittenAsTiffAndFactoryIconsReachTheLegacyPath) {
     auto factory = RenderPreset::Make();
     const std::string libraryIcon = factory->IconPathLibrary("Factory");
     std::filesystem::create_directories(std::filesystem::path(libraryIcon).parent_path());
-    ASSERT_TRUE(WriteImageAsTiff(*Swatch(), libraryIcon));
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(), libraryIcon).ok());
     RenderPreset fromLibrary;
     fromLibrary.LoadFactoryPresetFromDictionaryLibraryName(factory->PropertyList(), "Factory");
     EXPECT_TRUE(fromLibrary.isFactory());

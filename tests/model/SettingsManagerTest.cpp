@@ -206,7 +206,7 @@ TEST_F(SettingsStore, PresetsAreAddedToTheCurrentLibraryAndDeletedWithTheirThumb
     sm.RegisterPath("/clip.mov");
     sm.MapPresetToPath(*first, "/clip.mov");
     first->setIcon(Swatch(10));
-    ASSERT_TRUE(WriteImageAsTiff(*Swatch(10), first->IconPathLibrary("Looks")));
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(10), first->IconPathLibrary("Looks")).ok());
     ASSERT_TRUE(Exists(first->IconPathLegacy()));
 
     sm.LoadFactoryPresets();
@@ -244,9 +244,9 @@ TEST_F(SettingsStore, LoadingALibraryCountsOnAndFindsThumbnailsAtBothPaths) {
     list.set("Presets", presets);
     ASSERT_TRUE(list.WriteToFile(listPath));
     // Number 7 has its thumbnail in the library, number 1 only at the legacy path.
-    ASSERT_TRUE(WriteImageAsTiff(*Swatch(77), made[0]->IconPathLibrary("My Presets")));
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(77), made[0]->IconPathLibrary("My Presets")).ok());
     fs::create_directories(fs::path(made[1]->IconPathLegacy()).parent_path());
-    ASSERT_TRUE(WriteImageAsTiff(*Swatch(11), made[1]->IconPathLegacy()));
+    ASSERT_TRUE(WriteImageAsTiff(*Swatch(11), made[1]->IconPathLegacy()).ok());
 
     sm.setCurrentPresetLibrary("");
     sm.LoadFactoryPresets();

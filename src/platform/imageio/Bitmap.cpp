@@ -53,9 +53,10 @@ std::shared_ptr<BitmapRep> BitmapRep::TryRgba8(int width, int height) {
     }
 }
 
-BitmapRepPtr DecodeBitmapFile(const std::string& path, std::string* error) {
-    ImagePtr image = ReadTiffImage(path, error);
-    if (!image) return nullptr;
+Status DecodeBitmapFile(const std::string& path, BitmapRepPtr* out) {
+    out->reset();
+    ImagePtr image;
+    if (Status read = ReadTiffImage(path, &image); !read.ok()) return read;
     auto rep = std::make_shared<BitmapRep>();
     rep->width = image->width;
     rep->height = image->height;
@@ -64,7 +65,8 @@ BitmapRepPtr DecodeBitmapFile(const std::string& path, std::string* error) {
     rep->bitsPerPixel = 32;
     rep->bytesPerRow = image->width * 4;
     rep->data = image->rgba;
-    return rep;
+    *out = std::move(rep);
+    return OkStatus();
 }
 
 int ScalePlanar8(const uint8_t* src, int srcWidth, int srcHeight, int srcStride, uint8_t* dst, int dstWidth,

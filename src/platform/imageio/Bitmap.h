@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "core/Status.h"
+
 namespace ombrel {
 
 // 8 bits per sample, samples of one pixel side by side (meshed), rows top to bottom with
@@ -34,9 +36,8 @@ struct BitmapRep {
 
 using BitmapRepPtr = std::shared_ptr<const BitmapRep>;
 
-// Decodes an image file (any TIFF libtiff reads) into an RGBA bitmap; null with a message
-// on failure.
-BitmapRepPtr DecodeBitmapFile(const std::string& path, std::string* error = nullptr);
+// Decodes an image file (any TIFF libtiff reads) into an RGBA bitmap; *out is null on failure.
+Status DecodeBitmapFile(const std::string& path, BitmapRepPtr* out);
 
 // Scales one 8-bit plane with a Lanczos filter; samples beyond the edges repeat the edge.
 // 0 on success, a negative code on failure (bad sizes, no scaler for them, out of memory).

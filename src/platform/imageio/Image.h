@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "core/Status.h"
+
 namespace ombrel {
 
 // An 8-bit RGBA picture in memory, rows top to bottom: thumbnails and icons.
@@ -23,8 +25,8 @@ struct Image {
 using ImagePtr = std::shared_ptr<const Image>;
 
 // TIFF through libtiff. Writing goes through a temporary file and a rename.
-bool WriteImageAsTiff(const Image& image, const std::string& path, std::string* error = nullptr);
-// Any TIFF libtiff reads, converted to RGBA8; null with a message on failure.
-ImagePtr ReadTiffImage(const std::string& path, std::string* error = nullptr);
+Status WriteImageAsTiff(const Image& image, const std::string& path);
+// Any TIFF libtiff reads, converted to RGBA8; *out is null on failure.
+Status ReadTiffImage(const std::string& path, ImagePtr* out);
 
 }  // namespace ombrel

@@ -28,19 +28,13 @@ void Quiet() {
 
 }  // namespace
 
-bool WriteImageAsTiff(const Image& image, const std::string& path, std::string* error) {
+Status WriteImageAsTiff(const Image& image, const std::string& path) {
     Quiet();
-    if (image.empty()) {
-        if (error) *error = "empty image";
-        return false;
-    }
+    if (image.empty()) return InvalidError("empty image");
     const std::string tmp = TemporaryPathFor(path);
     {
         TiffPtr tif(TIFFOpen(tmp.c_str(), "w"));
-        if (!tif) {
-            if (error) *error = "cannot create " + path;
-            return false;
-        }
+        if (!tif) return IoError("cannot create " + path);
         TIFFSetField(tif.get(), TIFFTAG_IMAGEWIDTH, static_cast<uint32_t>(image.width));
         TIFFSetField(tif.get(), TIFFTAG_IMAGELENGTH, static_cast<uint32_t>(image.height));
         TIFFSetField(tif.get(), TIFFTAG_SAMPLESPERPIXEL, 4);
@@ -56,38 +50,29 @@ bool WriteImageAsTiff(const Image& image, const std::string& path, std::string* 
             if (TIFFWriteScanline(tif.get(), row, static_cast<uint32_t>(y), 0) < 0) {
                 tif.reset();
                 std::remove(tmp.c_str());
-                if (error) *error = "cannot write " + path;
-                return false;
+                return IoError("cannot write " + path);
             }
         }
     }
     if (std::rename(tmp.c_str(), path.c_str()) != 0) {
         std::remove(tmp.c_str());
-        if (error) *error = "cannot replace " + path;
-        return false;
+        return IoError("cannot replace " + path);
     }
-    return true;
+    return OkStatus();
 }
 
-ImagePtr ReadTiffImage(const std::string& path, std::string* error) {
+Status ReadTiffImage(const std::string& path, ImagePtr* out) {
     Quiet();
+    out->reset();
     TiffPtr tif(TIFFOpen(path.c_str(), "r"));
-    if (!tif) {
-        if (error) *error = "cannot open " + path + " as TIFF";
-        return nullptr;
-    }
+    if (!tif) return InvalidError("cannot open " + path + " as TIFF");
     uint32_t w = 0, h = 0;
     TIFFGetField(tif.get(), TIFFTAG_IMAGEWIDTH, &w);
     TIFFGetField(tif.get(), TIFFTAG_IMAGELENGTH, &h);
-    if (w == 0 || h == 0 || w > 32768 || h > 32768) {
-        if (error) *error = path + ": unusable size";
-        return nullptr;
-    }
+    if (w == 0 || h == 0 || w > 32768 || h > 32768) return InvalidError(path + ": unusable size");
     std::vector<uint32_t> raster(static_cast<size_t>(w) * h);
-    if (!TIFFReadRGBAImageOriented(tif.get(), w, h, raster.data(), ORIENTATION_TOPLEFT, 0)) {
-        if (error) *error = path + ": cannot decode";
-        return nullptr;
-    }
+    if (!TIFFReadRGBAImageOriented(tif.get(), w, h, raster.data(), ORIENTATION_TOPLEFT, 0))
+        return InvalidError(path + ": cannot decode");
     auto image = std::make_shared<Image>(static_cast<int>(w), static_cast<int>(h));
     for (size_t i = 0; i < raster.size(); ++i) {
         const uint32_t p = raster[i];
@@ -96,7 +81,8 @@ ImagePtr ReadTiffImage(const std::string& path, std::string* error) {
         image->rgba[i * 4 + 2] = static_cast<uint8_t>(TIFFGetB(p));
         image->rgba[i * 4 + 3] = static_cast<uint8_t>(TIFFGetA(p));
     }
-    return image;
+    *out = std::move(image);
+    return OkStatus();
 }
 
 }  // namespace ombrel

@@ -38,9 +38,9 @@ TEST(Bitmap, AnRgbFileDecodesToMeshedRgbaRowsTopFirst) {
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) rgb.insert(rgb.end(), {uint8_t(x * 6), uint8_t(y * 20), uint8_t(x * 31 + y * 17)});
     WriteRgbTiff(dir / "scan.bin", w, h, rgb);
-    std::string error;
-    BitmapRepPtr rep = DecodeBitmapFile(dir / "scan.bin", &error);
-    ASSERT_TRUE(rep) << error;
+    BitmapRepPtr rep;
+    const Status decoded = DecodeBitmapFile(dir / "scan.bin", &rep);
+    ASSERT_TRUE(decoded.ok()) << decoded.message();
     EXPECT_EQ(rep->width, w);
     EXPECT_EQ(rep->height, h);
     EXPECT_EQ(rep->samplesPerPixel, 4);
@@ -55,13 +55,15 @@ TEST(Bitmap, AnRgbFileDecodesToMeshedRgbaRowsTopFirst) {
 
 TEST(Bitmap, WhatIsNoImageGivesNullAndSaysWhy) {
     test::TempDir dir;
-    std::string error;
-    EXPECT_FALSE(DecodeBitmapFile(dir / "missing.bin", &error));
-    EXPECT_NE(error.find("missing.bin"), std::string::npos) << error;
+    BitmapRepPtr rep;
+    const Status missing = DecodeBitmapFile(dir / "missing.bin", &rep);
+    EXPECT_FALSE(missing.ok());
+    EXPECT_NE(missing.message().find("missing.bin"), std::string::npos) << missing.message();
     test::WriteWholeFile(dir / "text.bin", "grain, but not as a picture");
-    error.clear();
-    EXPECT_FALSE(DecodeBitmapFile(dir / "text.bin", &error));
-    EXPECT_FALSE(error.empty());
+    const Status text = DecodeBitmapFile(dir / "text.bin", &rep);
+    EXPECT_FALSE(text.ok());
+    EXPECT_FALSE(text.message().empty());
+    EXPECT_EQ(rep, nullptr);
 }
 
 TEST(Bitmap, NewBitmapsAreZeroedRgbaOrNullWhenTheyCannotBe) {
