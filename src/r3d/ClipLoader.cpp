@@ -120,13 +120,15 @@ Status ClipLoader::OpenClip(const std::string& path, MetadataStore* stores) {
         const bool fromSecond = info_.hdrTwoTrack && info_.identifier != kIdentifierR1 && info_.secondTrackFrames > 0;
         std::vector<uint8_t> record;
         RedFileVideoFrame frame;
-        std::string why = "the clip has no frames";
         R3DContainer* c0 = Acquire(0);
         const uint64_t got = !c0          ? 0
                              : fromSecond ? c0->GetVideoFrame2Data(1, &record)
                                           : c0->GetVideoFrameData(1, &record);
-        if (got == 0 || !frame.Parse(record.data(), record.size(), &why)) {
-            if (got == 0 && info_.videoFrames > 0) why = "the first frame cannot be read";
+        const Status parsed =
+            got == 0 ? InvalidError(info_.videoFrames > 0 ? "the first frame cannot be read" : "the clip has no frames")
+                     : frame.Parse(record.data(), record.size());
+        if (!parsed.ok()) {
+            const std::string& why = parsed.message();
             LogError("R3D clip {}: {}", path, why);
             chunks_.clear();
             openHandles_.clear();
@@ -141,8 +143,10 @@ Status ClipLoader::OpenClip(const std::string& path, MetadataStore* stores) {
             for (size_t i = 0; i < chunks_.size() && sampleRate_ == 0; ++i) {
                 R3DContainer* c = Acquire(i);
                 if (c && c->Info().audioBlocks > 0 && c->GetAudioBlock(1, &block) &&
-                    audio.Parse(block.data(), block.size(), uint16_t(info_.versionWord), int(info_.audioChannels),
-                                info_.firmwareRevision, nullptr))
+                    audio
+                        .Parse(block.data(), block.size(), uint16_t(info_.versionWord), int(info_.audioChannels),
+                               info_.firmwareRevision)
+                        .ok())
                     sampleRate_ = audio.sampleRate;
             }
             if (sampleRate_) metadata_.SetInt("samplerate", sampleRate_);
@@ -281,29 +285,29 @@ uint64_t ClipLoader::GetVideoFrameData(uint64_t clipFrame, std::vector<uint8_t>*
     return track == 0 ? c->GetVideoFrameData(local, destination) : c->GetVideoFrame2Data(local, destination);
 }
 
-bool ClipLoader::ReadVideoFrame(uint64_t clipFrame, std::vector<uint8_t>* buffer, RedFileVideoFrame* frame,
-                                std::string* why, int track) {
-    if (!buffer || !frame) return false;
-    std::string reason;
-    if (GetVideoFrameData(clipFrame, buffer, track) == 0) {
-        reason = clipFrame < info_.videoFrames ? "the frame cannot be read" : "no such frame";
-    } else if (frame->Parse(buffer->data(), buffer->size(), &reason)) {
-        return true;
-    }
-    LogWarn("R3D clip {}: frame {}: {}", chunks_.empty() ? std::string() : chunks_.front().path, clipFrame, reason);
-    if (why) *why = reason;
-    return false;
+Status ClipLoader::ReadVideoFrame(uint64_t clipFrame, std::vector<uint8_t>* buffer, RedFileVideoFrame* frame,
+                                  int track) {
+    if (!buffer || !frame) return InvalidError("no buffer for the frame");
+    Status read;
+    if (GetVideoFrameData(clipFrame, buffer, track) == 0)
+        read = InvalidError(clipFrame < info_.videoFrames ? "the frame cannot be read" : "no such frame");
+    else
+        read = frame->Parse(buffer->data(), buffer->size());
+    if (!read.ok())
+        LogWarn("R3D clip {}: frame {}: {}", chunks_.empty() ? std::string() : chunks_.front().path, clipFrame,
+                read.message());
+    return read;
 }
 
-bool ClipLoader::ReadVideoImage(uint64_t clipFrame, std::vector<uint8_t>* image, RedFileVideoFrame* frame,
-                                std::string* why, int track) {
-    if (!image) return false;
+Status ClipLoader::ReadVideoImage(uint64_t clipFrame, std::vector<uint8_t>* image, RedFileVideoFrame* frame,
+                                  int track) {
+    if (!image) return InvalidError("no buffer for the image");
     RedFileVideoFrame f;
-    if (!ReadVideoFrame(clipFrame, image, &f, why, track)) return false;
+    if (Status read = ReadVideoFrame(clipFrame, image, &f, track); !read.ok()) return read;
     image->erase(image->begin(), image->begin() + static_cast<ptrdiff_t>(f.imageOffset));
     image->resize(f.imageSize);
     if (frame) *frame = f;
-    return true;
+    return OkStatus();
 }
 
 uint64_t ClipLoader::GetAudioBlockData(uint64_t clipBlock, std::vector<uint8_t>* destination) {
@@ -325,8 +329,10 @@ bool ClipLoader::ReadAudioBlockHeader(uint64_t clipBlock, RedFileAudioFrame* blo
         R3DContainer* c = Acquire(chunk);
         if (!c || c->GetAudioBlock(local, &payload) == 0) return false;
     }
-    return block->Parse(payload.data(), payload.size(), uint16_t(info_.versionWord), int(info_.audioChannels),
-                        info_.firmwareRevision, nullptr);
+    return block
+        ->Parse(payload.data(), payload.size(), uint16_t(info_.versionWord), int(info_.audioChannels),
+                info_.firmwareRevision)
+        .ok();
 }
 
 }  // namespace ombrel::r3d

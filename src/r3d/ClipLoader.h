@@ -55,12 +55,11 @@ public:
 
     // The frame record of a clip frame; track 0 is the primary video track, 1 the second.
     uint64_t GetVideoFrameData(uint64_t clipFrame, std::vector<uint8_t>* destination, int track = 0);
-    // Reads and parses a frame; the frame's offsets point into *buffer.
-    bool ReadVideoFrame(uint64_t clipFrame, std::vector<uint8_t>* buffer, RedFileVideoFrame* frame,
-                        std::string* why = nullptr, int track = 0);
+    // Reads and parses a frame; the frame's offsets point into *buffer. A failure is logged too.
+    Status ReadVideoFrame(uint64_t clipFrame, std::vector<uint8_t>* buffer, RedFileVideoFrame* frame, int track = 0);
     // Reads the image data of a frame only (without the record around it).
-    bool ReadVideoImage(uint64_t clipFrame, std::vector<uint8_t>* image, RedFileVideoFrame* frame = nullptr,
-                        std::string* why = nullptr, int track = 0);
+    Status ReadVideoImage(uint64_t clipFrame, std::vector<uint8_t>* image, RedFileVideoFrame* frame = nullptr,
+                          int track = 0);
 
     // The samples of a clip audio block, behind its header; the byte count, 0 when none.
     uint64_t GetAudioBlockData(uint64_t clipBlock, std::vector<uint8_t>* destination);

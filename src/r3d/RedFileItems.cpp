@@ -11,10 +11,6 @@ namespace ombrel::r3d {
 
 namespace {
 
-void SetWhy(std::string* why, std::string text) {
-    if (why) *why = std::move(text);
-}
-
 uint64_t RoundUp(uint64_t v, uint64_t unit) { return (v + unit - 1) / unit * unit; }
 
 std::string ZeroEnded(const uint8_t* p, size_t n) {
@@ -66,21 +62,16 @@ float RedFileHeader::FrameRate() const {
     return numerator / float(rateDenominator ? rateDenominator : 1);
 }
 
-bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why) {
+Status RedFileHeader::Parse(const uint8_t* payload, size_t size) {
     *this = RedFileHeader{};
     Buffer b(payload, size);
     major = b.ReadUint8();
     minor = b.ReadUint8();
     identifier = b.ReadUint16();
-    if (!b.ok()) {
-        SetWhy(why, "the header is too short");
-        return false;
-    }
+    if (!b.ok()) return InvalidError("the header is too short");
     if (identifier == kIdentifierR1) {
-        if (major != 3 && major != 4) {
-            SetWhy(why, fmt::format("an \"R1\" header of version {} is not known", major));
-            return false;
-        }
+        if (major != 3 && major != 4)
+            return UnsupportedError(fmt::format("an \"R1\" header of version {} is not known", major));
         firstWord = b.ReadUint32();
         secondWord = b.ReadUint32();
         b.ReadBytes(firstBlock.data(), firstBlock.size());
@@ -93,26 +84,18 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
         uint8_t name[256] = {};
         b.ReadBytes(name, 255);
         b.ReadUint16();
-        if (!b.ok()) {
-            SetWhy(why, "the header is too short");
-            return false;
-        }
+        if (!b.ok()) return InvalidError("the header is too short");
         fileName = ZeroEnded(name, 255);
         if (rateDenominator == 0) rateDenominator = 1;
         cameraCode = identifier;
         alignmentExponent = 0;
         videoTrackCount = 1;
         videoTrackFlags = {1};
-        return true;
+        return OkStatus();
     }
-    if (identifier != kIdentifierR2) {
-        SetWhy(why, fmt::format("the header identifier {} is not known", identifier));
-        return false;
-    }
-    if (major != 5) {
-        SetWhy(why, fmt::format("an \"R2\" header of version {} is not known", major));
-        return false;
-    }
+    if (identifier != kIdentifierR2)
+        return UnsupportedError(fmt::format("the header identifier {} is not known", identifier));
+    if (major != 5) return UnsupportedError(fmt::format("an \"R2\" header of version {} is not known", major));
     firstWord = 0;
     cameraCode = b.ReadUint8();
     b.ReadUint8();
@@ -128,18 +111,10 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
     audioTrackCount = b.ReadUint8();
     auxTrackCount = b.ReadUint8();
     b.ReadUint8();
-    if (!b.ok()) {
-        SetWhy(why, "the header is too short");
-        return false;
-    }
-    if (alignmentExponent < 12) {
-        SetWhy(why, fmt::format("an alignment exponent of {} is below 12", alignmentExponent));
-        return false;
-    }
-    if (videoTrackCount == 0) {
-        SetWhy(why, "the header names no video track");
-        return false;
-    }
+    if (!b.ok()) return InvalidError("the header is too short");
+    if (alignmentExponent < 12)
+        return InvalidError(fmt::format("an alignment exponent of {} is below 12", alignmentExponent));
+    if (videoTrackCount == 0) return InvalidError("the header names no video track");
     bool primaryFound = false;
     for (int i = 0; i < videoTrackCount; ++i) {
         uint8_t flags;
@@ -188,10 +163,7 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
         }
     }
     b.ReadUint16();
-    if (!b.ok()) {
-        SetWhy(why, "the header's track records run past its end");
-        return false;
-    }
+    if (!b.ok()) return InvalidError("the header's track records run past its end");
     MemoryTokenStream stream(payload, size);
     RedMetadataTokenizer tokens(stream, b.Position(), size);
     MetadataTokenView t;
@@ -213,11 +185,10 @@ bool RedFileHeader::Parse(const uint8_t* payload, size_t size, std::string* why)
     // The format byte is 160 only where the camera wrote its samples little-endian.
     littleEndianAudio = audioFormat == 160;
     audioChannels = ChannelsOfNibbleMask(&audioChannelMask, firmwareRevision);
-    return true;
+    return OkStatus();
 }
 
-bool RedFileFooter::Parse(const uint8_t* payload, size_t size, uint16_t versionWord, uint64_t footerEnd,
-                          std::string* why) {
+Status RedFileFooter::Parse(const uint8_t* payload, size_t size, uint16_t versionWord, uint64_t footerEnd) {
     *this = RedFileFooter{};
     Buffer b(payload, size);
     if (versionWord < kVersionWordGeneration5) {
@@ -229,11 +200,8 @@ bool RedFileFooter::Parse(const uint8_t* payload, size_t size, uint16_t versionW
         audioCount = b.ReadUint32();
         b.ReadUint32();
         b.SkipBytes(20);
-        if (!b.ok()) {
-            SetWhy(why, "the footer is too short");
-            return false;
-        }
-        return true;
+        if (!b.ok()) return InvalidError("the footer is too short");
+        return OkStatus();
     }
     generation5 = true;
     b.SkipBytes(60 + 4 + 4);
@@ -241,10 +209,7 @@ bool RedFileFooter::Parse(const uint8_t* payload, size_t size, uint16_t versionW
     audioTrackCount = b.ReadUint8();
     auxTrackCount = b.ReadUint8();
     b.ReadUint8();
-    if (b.ok() && videoTrackCount == 0) {
-        SetWhy(why, "the footer names no video track");
-        return false;
-    }
+    if (b.ok() && videoTrackCount == 0) return InvalidError("the footer names no video track");
     for (int i = 0; i < videoTrackCount; ++i) {
         if (i < 2) {
             TrackIndexRef& r = video[i];
@@ -282,82 +247,58 @@ bool RedFileFooter::Parse(const uint8_t* payload, size_t size, uint16_t versionW
     }
     const uint16_t n = b.ReadUint16();
     b.SkipBytes(n);
-    if (!b.ok()) {
-        SetWhy(why, "the footer's track records run past its end");
-        return false;
-    }
+    if (!b.ok()) return InvalidError("the footer's track records run past its end");
     const uint64_t lastBlock = RoundUp(footerEnd, kIndex2Unit) - kIndex2Unit;
     if (aux.position >= lastBlock) aux = TrackIndexRef{};
     videoCount[0] = video[0].count;
     videoCount[1] = videoTrackCount > 1 ? video[1].count : 0;
     audioCount = audio.count;
     auxCount = aux.count;
-    return true;
+    return OkStatus();
 }
 
 namespace {
 
-bool ReadLegacyTable(RedFileTokenizer& tk, uint32_t position, uint32_t tag, std::vector<uint32_t>* words,
-                     std::string* why) {
+Status ReadLegacyTable(RedFileTokenizer& tk, uint32_t position, uint32_t tag, std::vector<uint32_t>* words) {
     Token t;
-    if (tk.TokenAt(position, &t) != TokenResult::kToken || !TokenIsAtLeast(t, tag, kLegacyTableMinPayload)) {
-        SetWhy(why, fmt::format("no \"{}\" table at {}", TagText(tag), position));
-        return false;
-    }
-    if (t.PayloadSize() % 4 != 0) {
-        SetWhy(why, fmt::format("the \"{}\" table's length is not a multiple of 4", TagText(tag)));
-        return false;
-    }
+    if (tk.TokenAt(position, &t) != TokenResult::kToken || !TokenIsAtLeast(t, tag, kLegacyTableMinPayload))
+        return InvalidError(fmt::format("no \"{}\" table at {}", TagText(tag), position));
+    if (t.PayloadSize() % 4 != 0)
+        return InvalidError(fmt::format("the \"{}\" table's length is not a multiple of 4", TagText(tag)));
     std::vector<uint8_t> payload;
-    if (!tk.ReadPayload(t, &payload)) {
-        SetWhy(why, fmt::format("the \"{}\" table cannot be read", TagText(tag)));
-        return false;
-    }
+    if (!tk.ReadPayload(t, &payload)) return InvalidError(fmt::format("the \"{}\" table cannot be read", TagText(tag)));
     words->resize(payload.size() / 4);
     for (size_t i = 0; i < words->size(); ++i) (*words)[i] = LoadBE32(payload.data() + 4 * i);
-    return true;
+    return OkStatus();
 }
 
-bool ReadLegacyPair(RedFileTokenizer& tk, uint32_t offsetsAt, uint32_t sizesAt, uint32_t offsetsTag, uint32_t sizesTag,
-                    IndexStore::Table* table, std::string* why) {
+Status ReadLegacyPair(RedFileTokenizer& tk, uint32_t offsetsAt, uint32_t sizesAt, uint32_t offsetsTag,
+                      uint32_t sizesTag, IndexStore::Table* table) {
     std::vector<uint32_t> offsets, sizes;
-    if (!ReadLegacyTable(tk, offsetsAt, offsetsTag, &offsets, why)) return false;
-    if (!ReadLegacyTable(tk, sizesAt, sizesTag, &sizes, why)) return false;
-    if (offsets.size() != sizes.size()) {
-        SetWhy(why,
-               fmt::format("the \"{}\" and \"{}\" tables differ in length", TagText(offsetsTag), TagText(sizesTag)));
-        return false;
-    }
+    if (Status read = ReadLegacyTable(tk, offsetsAt, offsetsTag, &offsets); !read.ok()) return read;
+    if (Status read = ReadLegacyTable(tk, sizesAt, sizesTag, &sizes); !read.ok()) return read;
+    if (offsets.size() != sizes.size())
+        return InvalidError(
+            fmt::format("the \"{}\" and \"{}\" tables differ in length", TagText(offsetsTag), TagText(sizesTag)));
     table->entries.resize(offsets.size());
     for (size_t i = 0; i < offsets.size(); ++i) table->entries[i] = {offsets[i], int64_t(sizes[i])};
     table->entryWords = 2;
     IndexStore::Settle(table);
-    return true;
+    return OkStatus();
 }
 
-bool ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTag, bool twoWordSize,
-                IndexStore::Table* table, std::string* why) {
+Status ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTag, bool twoWordSize,
+                  IndexStore::Table* table) {
     Token t;
-    if (tk.TokenAt(ref.position, &t) != TokenResult::kToken || !TrackTokenIsAtLeast(t, trackTag, kIndex2MinPayload)) {
-        SetWhy(why, fmt::format("no \"{}\" index at {}", TagText(trackTag).substr(0, 3), ref.position));
-        return false;
-    }
-    if (t.PayloadSize() % 4 != 0) {
-        SetWhy(why, "an index's length is not a multiple of 4");
-        return false;
-    }
+    if (tk.TokenAt(ref.position, &t) != TokenResult::kToken || !TrackTokenIsAtLeast(t, trackTag, kIndex2MinPayload))
+        return InvalidError(fmt::format("no \"{}\" index at {}", TagText(trackTag).substr(0, 3), ref.position));
+    if (t.PayloadSize() % 4 != 0) return InvalidError("an index's length is not a multiple of 4");
     std::vector<uint8_t> payload;
-    if (!tk.ReadPayload(t, &payload)) {
-        SetWhy(why, "an index cannot be read");
-        return false;
-    }
+    if (!tk.ReadPayload(t, &payload)) return InvalidError("an index cannot be read");
     // Byte 56 counts the words behind each entry's position (video 2, audio and aux 1); the
     // entries start at byte 60, positions in 4096-byte units so that 32 bits reach past 4 GiB.
     const unsigned n = payload[56];
-    if (n == 0) {
-        SetWhy(why, "an index entry has no size word");
-        return false;
-    }
+    if (n == 0) return InvalidError("an index entry has no size word");
     const size_t entrySize = (n + 1) * 4;
     const size_t count = (payload.size() - 60) / entrySize;
     table->entries.clear();
@@ -378,83 +319,71 @@ bool ReadIndex2(RedFileTokenizer& tk, const TrackIndexRef& ref, uint32_t trackTa
     }
     table->entryWords = n + 1;
     IndexStore::Settle(table);
-    return true;
+    return OkStatus();
 }
 
 // Every counted entry must lie behind the header and inside the file; a negative size marks a
 // dropped item and needs no place.
-bool TableFits(const IndexStore::Table& table, uint32_t wanted, uint64_t headerEnd, uint64_t fileSize, const char* what,
-               std::string* why) {
-    if (wanted > table.entries.size()) {
-        SetWhy(why, fmt::format("the footer counts {} {} but the index holds {}", wanted, what, table.entries.size()));
-        return false;
-    }
+Status TableFits(const IndexStore::Table& table, uint32_t wanted, uint64_t headerEnd, uint64_t fileSize,
+                 const char* what) {
+    if (wanted > table.entries.size())
+        return InvalidError(
+            fmt::format("the footer counts {} {} but the index holds {}", wanted, what, table.entries.size()));
     for (size_t i = 0; i < table.count && i < table.entries.size(); ++i) {
         const IndexEntry& e = table.entries[i];
         if (e.size < 0) continue;
-        if (e.size < 8 || e.position < headerEnd || e.position > fileSize || uint64_t(e.size) > fileSize - e.position) {
-            SetWhy(why, fmt::format("{} {} of the index lies outside the file", what, i + 1));
-            return false;
-        }
+        if (e.size < 8 || e.position < headerEnd || e.position > fileSize || uint64_t(e.size) > fileSize - e.position)
+            return InvalidError(fmt::format("{} {} of the index lies outside the file", what, i + 1));
     }
-    return true;
+    return OkStatus();
 }
 
 }  // namespace
 
-bool RedFileIndex::Parse(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef, bool primary,
-                         uint64_t headerEnd, IndexStore* store, std::string* why) {
+Status RedFileIndex::Parse(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef,
+                           bool primary, uint64_t headerEnd, IndexStore* store) {
     const uint64_t fileSize = tk.Size();
     const uint32_t videoWanted = store->video.count;
     const uint32_t audioWanted = primary ? store->audio.count : 0;
     const uint32_t auxWanted = primary ? store->aux.count : 0;
-    if (!ParseTables(tk, footer, videoRef, primary, store, why)) return false;
-    return TableFits(store->video, videoWanted, headerEnd, fileSize, "frame", why) &&
-           TableFits(store->audio, audioWanted, headerEnd, fileSize, "audio block", why) &&
-           TableFits(store->aux, auxWanted, headerEnd, fileSize, "auxiliary block", why);
+    if (Status read = ParseTables(tk, footer, videoRef, primary, store); !read.ok()) return read;
+    if (Status fits = TableFits(store->video, videoWanted, headerEnd, fileSize, "frame"); !fits.ok()) return fits;
+    if (Status fits = TableFits(store->audio, audioWanted, headerEnd, fileSize, "audio block"); !fits.ok()) return fits;
+    return TableFits(store->aux, auxWanted, headerEnd, fileSize, "auxiliary block");
 }
 
-bool RedFileIndex::ParseTables(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef,
-                               bool primary, IndexStore* store, std::string* why) {
+Status RedFileIndex::ParseTables(RedFileTokenizer& tk, const RedFileFooter& footer, const TrackIndexRef& videoRef,
+                                 bool primary, IndexStore* store) {
     if (!footer.generation5) {
-        if (!ReadLegacyPair(tk, footer.videoOffsetsPosition, footer.videoSizesPosition, kTagRDVO, kTagRDVS,
-                            &store->video, why))
-            return false;
-        if (primary && store->audio.count > 0) {
-            if (footer.audioOffsetsPosition == 0 || footer.audioSizesPosition == 0) {
-                SetWhy(why, "the footer counts audio blocks but has no audio tables");
-                return false;
-            }
-            if (!ReadLegacyPair(tk, footer.audioOffsetsPosition, footer.audioSizesPosition, kTagRDAO, kTagRDAS,
-                                &store->audio, why))
-                return false;
-        }
-        return true;
+        if (Status read = ReadLegacyPair(tk, footer.videoOffsetsPosition, footer.videoSizesPosition, kTagRDVO, kTagRDVS,
+                                         &store->video);
+            !read.ok())
+            return read;
+        if (!primary || store->audio.count == 0) return OkStatus();
+        if (footer.audioOffsetsPosition == 0 || footer.audioSizesPosition == 0)
+            return InvalidError("the footer counts audio blocks but has no audio tables");
+        return ReadLegacyPair(tk, footer.audioOffsetsPosition, footer.audioSizesPosition, kTagRDAO, kTagRDAS,
+                              &store->audio);
     }
-    if (!ReadIndex2(tk, videoRef, kTagRII, false, &store->video, why)) return false;
-    if (!primary) return true;
-    if (store->audio.count > 0 && footer.audio.position == 0) {
-        SetWhy(why, "the footer counts audio blocks but has no audio index");
-        return false;
+    if (Status read = ReadIndex2(tk, videoRef, kTagRII, false, &store->video); !read.ok()) return read;
+    if (!primary) return OkStatus();
+    if (store->audio.count > 0 && footer.audio.position == 0)
+        return InvalidError("the footer counts audio blocks but has no audio index");
+    if (store->aux.count > 0 && footer.aux.position == 0)
+        return InvalidError("the footer counts auxiliary blocks but has no auxiliary index");
+    if (footer.audio.position != 0) {
+        if (Status read = ReadIndex2(tk, footer.audio, kTagRIA, true, &store->audio); !read.ok()) return read;
     }
-    if (store->aux.count > 0 && footer.aux.position == 0) {
-        SetWhy(why, "the footer counts auxiliary blocks but has no auxiliary index");
-        return false;
-    }
-    if (footer.audio.position != 0 && !ReadIndex2(tk, footer.audio, kTagRIA, true, &store->audio, why)) return false;
-    if (footer.aux.position != 0 && !ReadIndex2(tk, footer.aux, kTagRIX, true, &store->aux, why)) return false;
-    return true;
+    if (footer.aux.position == 0) return OkStatus();
+    return ReadIndex2(tk, footer.aux, kTagRIX, true, &store->aux);
 }
 
-bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why) {
+Status RedFileVideoFrame::Parse(const uint8_t* data, size_t size) {
     *this = RedFileVideoFrame{};
     Buffer b(data, size);
     const uint32_t w0 = b.ReadUint32();
     const uint32_t w1 = b.ReadUint32();
-    if (!b.ok()) {
-        SetWhy(why, "the frame record is too short");
-        return false;
-    }
+    if (!b.ok()) return InvalidError("the frame record is too short");
     uint32_t versionWord = 0;
     bool generation5 = false;
     if (w1 == kTagREDV) {
@@ -467,10 +396,7 @@ bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why
         generation5 = true;
         versionWord = b.ReadUint32();
         b.ReadUint32();
-        if ((versionWord >> 24) != 5) {
-            SetWhy(why, "the frame record's version is not 5");
-            return false;
-        }
+        if ((versionWord >> 24) != 5) return UnsupportedError("the frame record's version is not 5");
     } else {
         firstValue = w0;
         secondValue = w1;
@@ -492,25 +418,17 @@ bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why
         metadataSize = metaSize;
         // The metadata is padded to 32 bytes, so the image behind it starts on that boundary.
         b.SkipBytes(RoundUp(metaSize, 32));
-        if (!b.ok()) {
-            SetWhy(why, "the frame record is shorter than its header and metadata");
-            return false;
-        }
+        if (!b.ok()) return InvalidError("the frame record is shorter than its header and metadata");
         imageOffset = b.Position();
         imageSize = b.Remaining();
-        return true;
+        return OkStatus();
     }
     major = b.ReadUint8();
     minor = b.ReadUint8();
     b.ReadUint16();
-    if (!b.ok()) {
-        SetWhy(why, "the frame record is too short");
-        return false;
-    }
-    if (major != 3 && major != 4) {
-        SetWhy(why, fmt::format("a frame record of version {} is not known", major));
-        return false;
-    }
+    if (!b.ok()) return InvalidError("the frame record is too short");
+    if (major != 3 && major != 4)
+        return UnsupportedError(fmt::format("a frame record of version {} is not known", major));
     if (major == 4) {
         thirdValue = b.ReadUint32();
         width = b.ReadUint32();
@@ -519,13 +437,10 @@ bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why
         metadataOffset = b.Position();
         metadataSize = metaSize;
         b.SkipBytes(metaSize);
-        if (!b.ok()) {
-            SetWhy(why, "the frame record is shorter than its header and metadata");
-            return false;
-        }
+        if (!b.ok()) return InvalidError("the frame record is shorter than its header and metadata");
         imageOffset = b.Position();
         imageSize = b.Remaining();
-        return true;
+        return OkStatus();
     }
     MemoryTokenStream stream(data, size);
     BoxTokenizer boxes(stream, b.Position(), size);
@@ -540,10 +455,8 @@ bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why
             metadataSize = static_cast<size_t>(box.PayloadSize() - 16);
             haveMetadata = true;
         } else if (!haveImage && TokenIsAtLeast(box, kTagJP2C, kJp2cBoxMinPayload)) {
-            if (!(p[0] == 0xFF && p[1] == 0x4F && p[2] == 0xFF && p[3] == 0x51)) {
-                SetWhy(why, "the frame's codestream does not start with its markers");
-                return false;
-            }
+            if (!(p[0] == 0xFF && p[1] == 0x4F && p[2] == 0xFF && p[3] == 0x51))
+                return InvalidError("the frame's codestream does not start with its markers");
             width = LoadBE32(p + 8);
             height = LoadBE32(p + 12);
             imageOffset = static_cast<size_t>(box.PayloadPosition());
@@ -552,15 +465,12 @@ bool RedFileVideoFrame::Parse(const uint8_t* data, size_t size, std::string* why
             haveImage = true;
         }
     }
-    if (!haveImage) {
-        SetWhy(why, "the version 3 frame holds no codestream");
-        return false;
-    }
-    return true;
+    if (!haveImage) return InvalidError("the version 3 frame holds no codestream");
+    return OkStatus();
 }
 
-bool RedFileAudioFrame::Parse(const uint8_t* payload, size_t size, uint16_t versionWord, int clipChannels,
-                              uint32_t revision, std::string* why) {
+Status RedFileAudioFrame::Parse(const uint8_t* payload, size_t size, uint16_t versionWord, int clipChannels,
+                                uint32_t revision) {
     *this = RedFileAudioFrame{};
     Buffer b(payload, size);
     if (versionWord < kVersionWordGeneration5) {
@@ -574,26 +484,18 @@ bool RedFileAudioFrame::Parse(const uint8_t* payload, size_t size, uint16_t vers
         minor = b.ReadUint8();
         b.ReadUint16();
         b.ReadUint16();
-        if (b.ok() && major != 3 && major != 4) {
-            SetWhy(why, fmt::format("an audio block of version {} is not known", major));
-            return false;
-        }
+        if (b.ok() && major != 3 && major != 4)
+            return UnsupportedError(fmt::format("an audio block of version {} is not known", major));
         if (major == 4) b.ReadUint32();
-        if (!b.ok()) {
-            SetWhy(why, "the audio block is too short");
-            return false;
-        }
+        if (!b.ok()) return InvalidError("the audio block is too short");
         headerLength = major < 4 ? kAudioHeader3 : kAudioHeader4;
         channels = std::popcount(channelMask);
-        return true;
+        return OkStatus();
     }
     major = b.ReadUint8();
     minor = b.ReadUint8();
     const uint16_t id = b.ReadUint16();
-    if (b.ok() && (major != 5 || id != kIdentifierR2)) {
-        SetWhy(why, "the audio block is not of version 5");
-        return false;
-    }
+    if (b.ok() && (major != 5 || id != kIdentifierR2)) return UnsupportedError("the audio block is not of version 5");
     b.SkipBytes(52 + 4);
     firstValue = b.ReadUint32();
     b.SkipBytes(4);
@@ -607,10 +509,7 @@ bool RedFileAudioFrame::Parse(const uint8_t* payload, size_t size, uint16_t vers
     b.SkipBytes(26);
     const uint16_t metaSize = b.ReadUint16();
     b.SkipBytes(RoundUp(metaSize, 32));
-    if (!b.ok()) {
-        SetWhy(why, "the audio block is too short");
-        return false;
-    }
+    if (!b.ok()) return InvalidError("the audio block is too short");
     ChannelsOfNibbleMask(&nibbles, revision);
     channelMask = 0;
     for (int i = 0; i < 8; ++i)
@@ -618,7 +517,7 @@ bool RedFileAudioFrame::Parse(const uint8_t* payload, size_t size, uint16_t vers
     for (int i = 0; i < 8 && std::popcount(channelMask) < clipChannels; ++i) channelMask |= uint8_t(1u << i);
     channels = std::popcount(channelMask);
     headerLength = kAudioHeader5;
-    return true;
+    return OkStatus();
 }
 
 bool RedFileFrameMetadata::Parse(const uint8_t* data, size_t size, uint16_t versionWord) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Status.h"
 #include "r3d/Stores.h"
 #include "r3d/Tokenizers.h"
 
@@ -69,8 +70,8 @@ int ChannelsOfNibbleMask(uint32_t* mask, uint32_t revision);
 
 class RedFileHeader {
 public:
-    // Parses the payload of a header atom; false with a reason when the file is refused.
-    bool Parse(const uint8_t* payload, size_t size, std::string* why);
+    // Parses the payload of a header atom; fails with the reason when the file is refused.
+    Status Parse(const uint8_t* payload, size_t size);
 
     uint16_t VersionWord() const { return static_cast<uint16_t>(major * 256 + minor); }
     bool IsGeneration5() const { return VersionWord() >= 1280; }
@@ -120,7 +121,7 @@ struct TrackIndexRef {
 class RedFileFooter {
 public:
     // footerEnd: the file position where the footer atom ends.
-    bool Parse(const uint8_t* payload, size_t size, uint16_t versionWord, uint64_t footerEnd, std::string* why);
+    Status Parse(const uint8_t* payload, size_t size, uint16_t versionWord, uint64_t footerEnd);
 
     bool generation5 = false;
     // Versions below 5.
@@ -145,20 +146,20 @@ class RedFileIndex {
 public:
     // Reads the tables of one store: the video track given by ref (or the legacy tables) and, for
     // the primary store, audio and auxiliary data. Counts already in the store are kept as upper
-    // bounds. False with a reason on any miss.
+    // bounds. Fails with the reason on any miss.
     // Entries must lie between headerEnd and the end of the file.
-    static bool Parse(RedFileTokenizer& tokenizer, const RedFileFooter& footer, const TrackIndexRef& videoRef,
-                      bool primary, uint64_t headerEnd, IndexStore* store, std::string* why);
+    static Status Parse(RedFileTokenizer& tokenizer, const RedFileFooter& footer, const TrackIndexRef& videoRef,
+                        bool primary, uint64_t headerEnd, IndexStore* store);
 
 private:
-    static bool ParseTables(RedFileTokenizer& tokenizer, const RedFileFooter& footer, const TrackIndexRef& videoRef,
-                            bool primary, IndexStore* store, std::string* why);
+    static Status ParseTables(RedFileTokenizer& tokenizer, const RedFileFooter& footer, const TrackIndexRef& videoRef,
+                              bool primary, IndexStore* store);
 };
 
 class RedFileVideoFrame {
 public:
     // Parses a frame record: the bytes from the frame's position plus 8, size minus 8 long.
-    bool Parse(const uint8_t* data, size_t size, std::string* why);
+    Status Parse(const uint8_t* data, size_t size);
 
     uint8_t major = 0;
     uint8_t minor = 0;
@@ -179,8 +180,7 @@ public:
 class RedFileAudioFrame {
 public:
     // Parses the payload of an audio block (behind its atom head).
-    bool Parse(const uint8_t* payload, size_t size, uint16_t versionWord, int clipChannels, uint32_t revision,
-               std::string* why);
+    Status Parse(const uint8_t* payload, size_t size, uint16_t versionWord, int clipChannels, uint32_t revision);
 
     uint8_t major = 0;
     uint8_t minor = 0;

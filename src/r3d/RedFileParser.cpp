@@ -79,9 +79,8 @@ RedFileParser::State RedFileParser::FindHeader() {
         return State::Failed;
     }
     RedFileHeader header;
-    std::string why;
-    if (!header.Parse(payload.data(), payload.size(), &why)) {
-        LogError("R3D file {}: header refused: {}", path, why);
+    if (const Status parsed = header.Parse(payload.data(), payload.size()); !parsed.ok()) {
+        LogError("R3D file {}: header refused: {}", path, parsed.message());
         return State::Failed;
     }
     if (!header.damage.empty()) LogWarn("R3D file {}: the header is damaged: {}", path, header.damage);
@@ -101,8 +100,9 @@ RedFileParser::State RedFileParser::FindFooter() {
         tokenizer_.LastToken(distance, &t) && IsFooterToken(t, h.VersionWord())) {
         std::vector<uint8_t> payload;
         RedFileFooter footer;
+        Status parsed;
         if (tokenizer_.ReadPayload(t, &payload) &&
-            footer.Parse(payload.data(), payload.size(), h.VersionWord(), t.End(), &why)) {
+            (parsed = footer.Parse(payload.data(), payload.size(), h.VersionWord(), t.End())).ok()) {
             processor_.ProcessFooter(footer);
             if (footer.audioCount == 0 && h.audioChannels > 0)
                 LogWarn("R3D file {}: the footer counts no audio blocks, though the header names {} channels",
@@ -113,6 +113,7 @@ RedFileParser::State RedFileParser::FindFooter() {
             }
             return State::FindIndex;
         }
+        if (!parsed.ok()) why = parsed.message();
     }
     LogWarn("R3D file {}: {}; scanning the file for frames", processor_.path, why);
     return State::FindFrames;
@@ -144,11 +145,11 @@ RedFileParser::State RedFileParser::FindIndex() {
         std::swap(f.video[0], f.video[1]);
         std::swap(p.stores[0].video.count, p.stores[1].video.count);
     }
-    std::string why;
-    if (!RedFileIndex::Parse(tokenizer_, f, f.video[0], true, p.headerEnd, &p.stores[0], &why) ||
-        (f.generation5 && f.videoTrackCount > 1 && f.video[1].HasBoth() &&
-         !RedFileIndex::Parse(tokenizer_, f, f.video[1], false, p.headerEnd, &p.stores[1], &why))) {
-        LogWarn("R3D file {}: the index is unusable ({}); scanning the file for frames", p.path, why);
+    Status read = RedFileIndex::Parse(tokenizer_, f, f.video[0], true, p.headerEnd, &p.stores[0]);
+    if (read.ok() && f.generation5 && f.videoTrackCount > 1 && f.video[1].HasBoth())
+        read = RedFileIndex::Parse(tokenizer_, f, f.video[1], false, p.headerEnd, &p.stores[1]);
+    if (!read.ok()) {
+        LogWarn("R3D file {}: the index is unusable ({}); scanning the file for frames", p.path, read.message());
         return State::FindFrames;
     }
     for (auto& s : p.stores) {

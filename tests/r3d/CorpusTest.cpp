@@ -51,7 +51,7 @@ Contents ReadAll(ClipLoader& clip) {
         std::vector<uint8_t> record;
         RedFileVideoFrame frame;
         std::vector<uint16_t> picture;
-        if (clip.ReadVideoFrame(f, &record, &frame)) {
+        if (clip.ReadVideoFrame(f, &record, &frame).ok()) {
             ImagePayloadInfo info;
             const uint8_t* image = record.data() + frame.imageOffset;
             if (InspectImagePayload(image, frame.imageSize, &info) == ImagePayloadStatus::kOk &&

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             const int64_t n = store.GetVideoSize(i);
             if (at == 0 || n <= 8 || at + 8 > size || uint64_t(n) - 8 > size - at - 8) continue;
             RedFileVideoFrame frame;
-            if (!frame.Parse(data + at + 8, size_t(n) - 8, nullptr)) continue;
+            if (!frame.Parse(data + at + 8, size_t(n) - 8).ok()) continue;
             RedFileFrameMetadata meta;
             if (frame.metadataOffset + frame.metadataSize <= size_t(n) - 8)
                 meta.Parse(data + at + 8 + frame.metadataOffset, frame.metadataSize, versionWord);
@@ -58,8 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             const int64_t n = store.GetAudioSize(i);
             if (at == 0 || n <= 8 || at + 8 > size || uint64_t(n) - 8 > size - at - 8) continue;
             RedFileAudioFrame block;
-            block.Parse(data + at + 8, size_t(n) - 8, versionWord, processor.header.audioChannels,
-                        processor.header.firmwareRevision, nullptr);
+            (void)block.Parse(data + at + 8, size_t(n) - 8, versionWord, processor.header.audioChannels,
+                              processor.header.firmwareRevision);
         }
     }
     return 0;

@@ -145,11 +145,10 @@ TEST(R3DTokenizer, MetadataAndBoxTokensWithZeroAndBrokenSizes) {
 
 TEST(R3DHeader, SecondGenerationTracksTokensAndRefusals) {
     RedFileHeader h;
-    std::string why;
     R2Options o;
     o.tokens = {MetadataToken::String(kHeaderIdFileName, "")};
     auto p = R2Header(o);
-    ASSERT_TRUE(h.Parse(p.data(), p.size(), &why)) << why;
+    ASSERT_TRUE(h.Parse(p.data(), p.size()).ok());
     EXPECT_EQ(h.fileName, "n\\a") << "an empty name token";
     EXPECT_EQ(h.width, 4096u);
     EXPECT_NEAR(h.FrameRate(), 23.976f, 0.001f);
@@ -158,7 +157,7 @@ TEST(R3DHeader, SecondGenerationTracksTokensAndRefusals) {
     o.tokens = {MetadataToken::String(kHeaderIdFileName, std::string(300, 'n')),
                 MetadataToken::U16(kHeaderIdRevision, 7)};
     p = R2Header(o);
-    ASSERT_TRUE(h.Parse(p.data(), p.size(), &why));
+    ASSERT_TRUE(h.Parse(p.data(), p.size()).ok());
     EXPECT_EQ(h.fileName.size(), 255u);
     EXPECT_FALSE(h.revisionRead) << "a revision must be exactly 4 bytes";
 
@@ -173,7 +172,7 @@ TEST(R3DHeader, SecondGenerationTracksTokensAndRefusals) {
     for (uint8_t minor : {uint8_t(8), uint8_t(9)}) {
         o.minor = minor;
         p = R2Header(o);
-        ASSERT_TRUE(h.Parse(p.data(), p.size(), &why)) << why;
+        ASSERT_TRUE(h.Parse(p.data(), p.size()).ok());
         EXPECT_EQ(h.primaryTrack, minor <= 8 ? 0 : 1);
         EXPECT_TRUE(h.hdrTwoTrack);
         EXPECT_FALSE(h.hdrSingleTrack);
@@ -185,9 +184,9 @@ TEST(R3DHeader, SecondGenerationTracksTokensAndRefusals) {
 
     auto refused = [&](std::vector<uint8_t> bytes, const char* text) {
         RedFileHeader r;
-        std::string reason;
-        EXPECT_FALSE(r.Parse(bytes.data(), bytes.size(), &reason)) << text;
-        EXPECT_NE(reason.find(text), std::string::npos) << text << ": " << reason;
+        const Status parsed = r.Parse(bytes.data(), bytes.size());
+        EXPECT_FALSE(parsed.ok()) << text;
+        EXPECT_NE(parsed.message().find(text), std::string::npos) << text << ": " << parsed.message();
     };
     // An offset and the byte put there, or -1: the header cut at that offset.
     const std::vector<std::tuple<size_t, int, const char*>> damage = {{6, 11, "below 12"},
@@ -213,7 +212,7 @@ TEST(R3DHeader, FirstGenerationFieldsAndZeroRateDenominator) {
     p.Raw(name).U16(0);
     ASSERT_EQ(p.b.size(), kHeader1Payload);
     RedFileHeader h;
-    ASSERT_TRUE(h.Parse(p.b.data(), p.b.size(), nullptr));
+    ASSERT_TRUE(h.Parse(p.b.data(), p.b.size()).ok());
     EXPECT_EQ(h.rateDenominator, 1);
     EXPECT_FLOAT_EQ(h.FrameRate(), 25.0f);
     EXPECT_EQ(h.fileName, "A001.R3D");
@@ -231,28 +230,27 @@ TEST(R3DFooter, SecondGenerationRecordsAndTheDroppedAuxiliaryIndex) {
     f.Text("RIX1").U32(9).U32(100).U32(3).Zeros(8);
     f.U16(2).Zeros(2);
     RedFileFooter footer;
-    ASSERT_TRUE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096 + 300, nullptr));
+    ASSERT_TRUE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096 + 300).ok());
     EXPECT_EQ(footer.video[0].position, 5u * 4096);
     EXPECT_EQ(footer.videoCount[0], 9u);
     EXPECT_EQ(footer.videoCount[1], 7u);
     EXPECT_EQ(footer.audioCount, 12u);
     EXPECT_EQ(footer.auxCount, 3u);
-    ASSERT_TRUE(footer.Parse(f.b.data(), f.b.size(), 0x502, 9 * 4096 + 300, nullptr));
+    ASSERT_TRUE(footer.Parse(f.b.data(), f.b.size(), 0x502, 9 * 4096 + 300).ok());
     EXPECT_EQ(footer.auxCount, 0u) << "an auxiliary index in the footer's own block is dropped";
     EXPECT_EQ(footer.aux.position, 0u);
     f.b[68] = 0;
-    EXPECT_FALSE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096, nullptr));
+    EXPECT_FALSE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096).ok());
     f.b[68] = 2;
     f.b.resize(f.b.size() - 1);
-    EXPECT_FALSE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096, nullptr)) << "skipped bytes past the end";
+    EXPECT_FALSE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096).ok()) << "skipped bytes past the end";
 }
 
 TEST(R3DVideoFrame, RecordFormsWithTheAtomHeadInFrontAndRefusals) {
     RedFileVideoFrame f;
-    std::string why;
     Bytes v4;
     v4.U32(524).Text("REDV").U32(1).U32(2).U8(4).U8(0).U16(0).U32(3).U32(640).U32(360).U32(0).Text("IMG");
-    ASSERT_TRUE(f.Parse(v4.b.data(), v4.b.size(), &why)) << why;
+    ASSERT_TRUE(f.Parse(v4.b.data(), v4.b.size()).ok());
     EXPECT_EQ(f.firstValue, 1u);
     EXPECT_EQ(f.secondValue, 2u);
     EXPECT_EQ(f.thirdValue, 3u);
@@ -262,7 +260,7 @@ TEST(R3DVideoFrame, RecordFormsWithTheAtomHeadInFrontAndRefusals) {
     Bytes v5;
     v5.U32(0).Text("RDI\x01").U32(0x0503'5232).U32(0xFFFFFFFF).Zeros(48).U32(3).U32(1).Zeros(4).U32(2).Zeros(4);
     v5.U32(320).U32(180).Zeros(2).U16(5).Zeros(32).Text("IMG");
-    ASSERT_TRUE(f.Parse(v5.b.data(), v5.b.size(), &why)) << why;
+    ASSERT_TRUE(f.Parse(v5.b.data(), v5.b.size()).ok());
     EXPECT_EQ(f.major, 5);
     EXPECT_EQ(f.minor, 3);
     EXPECT_EQ(f.firstValue, 1u);
@@ -272,13 +270,12 @@ TEST(R3DVideoFrame, RecordFormsWithTheAtomHeadInFrontAndRefusals) {
 
     Bytes bad;
     bad.U32(1).U32(2).U8(6).Zeros(600);
-    EXPECT_FALSE(f.Parse(bad.b.data(), bad.b.size(), &why));
+    EXPECT_FALSE(f.Parse(bad.b.data(), bad.b.size()).ok());
     Bytes v3;
     v3.U32(1).U32(2).U8(3).U8(0).U16(0).U32(8 + 165).Text("jp2c").U8(0xFF).U8(0x4F).U8(0xFF).U8(0x52).Zeros(161);
-    EXPECT_FALSE(f.Parse(v3.b.data(), v3.b.size(), &why));
-    EXPECT_NE(why.find("markers"), std::string::npos);
+    EXPECT_NE(f.Parse(v3.b.data(), v3.b.size()).message().find("markers"), std::string::npos);
     v3.b[23] = 0x51;
-    ASSERT_TRUE(f.Parse(v3.b.data(), v3.b.size(), &why)) << why;
+    ASSERT_TRUE(f.Parse(v3.b.data(), v3.b.size()).ok());
     EXPECT_TRUE(f.jpeg2000);
 }
 

@@ -23,9 +23,8 @@ using ombrel::test::TempDir;
 std::vector<uint16_t> DecodeFrame(ClipLoader& clip, uint64_t frame, int track = 0) {
     std::vector<uint8_t> record;
     RedFileVideoFrame f;
-    std::string why;
-    if (!clip.ReadVideoFrame(frame, &record, &f, &why, track)) {
-        ADD_FAILURE() << "frame " << frame << ": " << why;
+    if (const Status read = clip.ReadVideoFrame(frame, &record, &f, track); !read.ok()) {
+        ADD_FAILURE() << "frame " << frame << ": " << read.message();
         return {};
     }
     ImagePayloadInfo info;
@@ -302,7 +301,7 @@ TEST(R3DRoundTrip, PrimaryTrackFlagLandsWhereAskedAlsoWhenTheRevisionFlipsIt) {
             std::vector<uint8_t> record;
             RedFileVideoFrame f;
             ASSERT_GT(c.GetVideoFrameData(1, &record), 0u);
-            ASSERT_TRUE(f.Parse(record.data(), record.size(), nullptr));
+            ASSERT_TRUE(f.Parse(record.data(), record.size()).ok());
             EXPECT_EQ(f.secondValue, 1u) << "the primary store holds the frames written on track 1";
             ClipLoader clip;
             ASSERT_TRUE(clip.OpenClip(paths[0]).ok());
@@ -327,7 +326,7 @@ TEST(R3DRoundTrip, DroppedFramesAreCountedAndGiveNoData) {
         EXPECT_EQ(clip.Metadata().ItemAsInt("dropped_frame_count"), 1);
         std::vector<uint8_t> record;
         RedFileVideoFrame f;
-        EXPECT_FALSE(clip.ReadVideoFrame(2, &record, &f) && f.imageSize > 0 &&
+        EXPECT_FALSE(clip.ReadVideoFrame(2, &record, &f).ok() && f.imageSize > 0 &&
                      InspectImagePayload(record.data() + f.imageOffset, f.imageSize, nullptr) ==
                          ImagePayloadStatus::kOk);
         EXPECT_EQ(DecodeFrame(clip, 3), Picture(24, 10, 3));

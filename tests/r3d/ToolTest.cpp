@@ -37,7 +37,7 @@ TEST(R3DMakeTool, WritesAClipTheReaderTakesWithExactAudioAndTimecode) {
     EXPECT_EQ(clip.AbsoluteTimecode().CalculateNewTC(29), "11:00:00:24");
     std::vector<uint8_t> image;
     RedFileVideoFrame frame;
-    ASSERT_TRUE(clip.ReadVideoImage(17, &image, &frame));
+    ASSERT_TRUE(clip.ReadVideoImage(17, &image, &frame).ok());
     EXPECT_EQ(InspectImagePayload(image.data(), image.size(), nullptr), ImagePayloadStatus::kOk);
 
     EXPECT_EQ(RunTool("'" + first + "' --size 64x36 --frames 2"), 1) << "an existing clip is kept";

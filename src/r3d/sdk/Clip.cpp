@@ -252,8 +252,7 @@ int Clip::DecodeVideoFrame(size_t frame, const VideoDecodeJob& job) const {
 
     try {
         r3d::RedFileVideoFrame record;
-        std::string why;
-        if (!loader_->ReadVideoFrame(frame, &tRecord, &record, &why)) return kDecodeCannotReadFromFile;
+        if (!loader_->ReadVideoFrame(frame, &tRecord, &record).ok()) return kDecodeCannotReadFromFile;
         const uint8_t* image = tRecord.data() + record.imageOffset;
         r3d::ImagePayloadInfo info;
         const r3d::ImagePayloadStatus inspected = r3d::InspectImagePayload(image, record.imageSize, &info);
