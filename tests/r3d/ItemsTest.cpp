@@ -143,140 +143,121 @@ TEST(R3DTokenizer, MetadataAndBoxTokensWithZeroAndBrokenSizes) {
     EXPECT_EQ(bt.NextToken(&box), TokenResult::kEnd);
 }
 
-TEST(R3DHeader, SecondGenerationTracksTokensAndRefusals) {
-    RedFileHeader h;
-    R2Options o;
-    o.tokens = {MetadataToken::String(kHeaderIdFileName, "")};
-    auto p = R2Header(o);
-    ASSERT_TRUE(h.Parse(p.data(), p.size()).ok());
-    EXPECT_EQ(h.fileName, "n\\a") << "an empty name token";
-    EXPECT_EQ(h.width, 4096u);
-    EXPECT_NEAR(h.FrameRate(), 23.976f, 0.001f);
-    EXPECT_EQ(h.firmwareRevision, kNoRevision);
+std::string Fields(const RedFileHeader& h) {
+    std::ostringstream o;
+    o << "version " << int(h.major) << "." << int(h.minor) << " camera " << h.cameraCode << " align "
+      << int(h.alignmentExponent) << " size " << h.width << "x" << h.height << " rate " << h.rateNumerator << "/"
+      << h.rateDenominator << " (" << h.FrameRate() << ") tracks " << int(h.videoTrackCount) << " primary "
+      << h.primaryTrack << " hdr " << h.hdrSingleTrack << h.hdrTwoTrack << " audio " << h.audioChannels << " mask "
+      << std::hex << h.audioChannelMask << std::dec << " le " << h.littleEndianAudio << " aux " << h.auxValue
+      << " revision " << h.firmwareRevision << " read " << h.revisionRead << " name '" << h.fileName << "'";
+    return o.str();
+}
 
-    o.tokens = {MetadataToken::String(kHeaderIdFileName, std::string(300, 'n')),
-                MetadataToken::U16(kHeaderIdRevision, 7)};
-    p = R2Header(o);
-    ASSERT_TRUE(h.Parse(p.data(), p.size()).ok());
-    EXPECT_EQ(h.fileName.size(), 255u);
-    EXPECT_FALSE(h.revisionRead) << "a revision must be exactly 4 bytes";
+std::string Fields(const RedFileFooter& f) {
+    std::ostringstream o;
+    o << "video at " << f.video[0].position << " counts " << f.videoCount[0] << " " << f.videoCount[1] << " audio "
+      << f.audioCount << " aux " << f.auxCount << " at " << f.aux.position;
+    return o.str();
+}
 
-    // Two tracks, primary flag on the second, high dynamic range two-track kind, a revision
-    // that flips the primary track for minor versions up to 8.
-    o.videoTracks = 2;
-    o.flags0 = 3;
-    o.flags1 = 0x10;
-    o.tokens = {MetadataToken::U32(kHeaderIdRevision, 40980)};
-    o.audioMask = 0x00000111;
-    o.auxValue = 42;
-    for (uint8_t minor : {uint8_t(8), uint8_t(9)}) {
-        o.minor = minor;
-        p = R2Header(o);
-        ASSERT_TRUE(h.Parse(p.data(), p.size()).ok());
-        EXPECT_EQ(h.primaryTrack, minor <= 8 ? 0 : 1);
-        EXPECT_TRUE(h.hdrTwoTrack);
-        EXPECT_FALSE(h.hdrSingleTrack);
-        EXPECT_EQ(h.audioChannels, 4) << "three channels and an even-audio revision";
-        EXPECT_EQ(h.audioChannelMask, 0x0000F111u);
-        EXPECT_TRUE(h.littleEndianAudio);
-        EXPECT_EQ(h.auxValue, 42u);
-    }
+std::string Fields(const RedFileVideoFrame& f) {
+    std::ostringstream o;
+    o << "version " << int(f.major) << "." << int(f.minor) << " values " << f.firstValue << " " << f.secondValue << " "
+      << f.thirdValue << " size " << f.width << "x" << f.height << " metadata " << f.metadataSize << " image "
+      << f.imageSize << " jpeg2000 " << f.jpeg2000;
+    return o.str();
+}
 
-    auto refused = [&](std::vector<uint8_t> bytes, const char* text) {
-        RedFileHeader r;
-        const Status parsed = r.Parse(bytes.data(), bytes.size());
-        EXPECT_FALSE(parsed.ok()) << text;
-        EXPECT_NE(parsed.message().find(text), std::string::npos) << text << ": " << parsed.message();
-    };
-    // An offset and the byte put there, or -1: the header cut at that offset.
-    const std::vector<std::tuple<size_t, int, const char*>> damage = {{6, 11, "below 12"},
-                                                                      {56, 0, "no video track"},
-                                                                      {0, 4, "version 4"},
-                                                                      {3, 0x33, "identifier"},
-                                                                      {70, -1, "track records"}};
-    for (const auto& [at, value, text] : damage) {
+// The parse of each record, or its refusal, one line a row in the reference file.
+TEST(R3DItems, HeadersFootersAndFrameRecords) {
+    R2Options twoTracks;  // primary flag on the second, two-track HDR, a revision that flips
+    twoTracks.minor = 8;
+    twoTracks.videoTracks = 2;
+    twoTracks.flags0 = 3;
+    twoTracks.flags1 = 0x10;
+    twoTracks.tokens = {MetadataToken::U32(kHeaderIdRevision, 40980)};
+    twoTracks.audioMask = 0x00000111;
+    twoTracks.auxValue = 42;
+    R2Options minor9 = twoTracks;
+    minor9.minor = 9;
+    R2Options emptyName, longName;
+    emptyName.tokens = {MetadataToken::String(kHeaderIdFileName, "")};
+    longName.tokens = {MetadataToken::String(kHeaderIdFileName, std::string(300, 'n')),
+                       MetadataToken::U16(kHeaderIdRevision, 7)};
+    const auto damaged = [](size_t at, int value) {  // value -1: cut there
         auto q = R2Header(R2Options{});
         value < 0 ? q.resize(at) : void(q[at] = uint8_t(value));
-        refused(q, text);
-    }
-    Bytes r1;
-    r1.U8(5).U8(0).U16(kIdentifierR1).Zeros(312);
-    refused(r1.b, "version 5");
-}
-
-TEST(R3DHeader, FirstGenerationFieldsAndZeroRateDenominator) {
-    Bytes p;
-    p.U8(3).U8(1).U16(kIdentifierR1).U32(11).U32(22).Zeros(32).U32(2048).U32(1152).U32(25).U16(0).U8(4);
+        return q;
+    };
+    Bytes r1;  // a zero rate denominator
+    r1.U8(3).U8(1).U16(kIdentifierR1).U32(11).U32(22).Zeros(32).U32(2048).U32(1152).U32(25).U16(0).U8(4);
     std::vector<uint8_t> name(255, 0);
     std::memcpy(name.data(), "A001.R3D", 8);
-    p.Raw(name).U16(0);
-    ASSERT_EQ(p.b.size(), kHeader1Payload);
-    RedFileHeader h;
-    ASSERT_TRUE(h.Parse(p.b.data(), p.b.size()).ok());
-    EXPECT_EQ(h.rateDenominator, 1);
-    EXPECT_FLOAT_EQ(h.FrameRate(), 25.0f);
-    EXPECT_EQ(h.fileName, "A001.R3D");
-    EXPECT_EQ(h.cameraCode, uint32_t(kIdentifierR1));
-    EXPECT_EQ(h.audioChannels, 4);
-    EXPECT_EQ(h.alignmentExponent, 0);
-}
+    r1.Raw(name).U16(0);
+    Bytes r1v5;
+    r1v5.U8(5).U8(0).U16(kIdentifierR1).Zeros(312);
 
-TEST(R3DFooter, SecondGenerationRecordsAndTheDroppedAuxiliaryIndex) {
-    Bytes f;
-    f.Zeros(68).U8(2).U8(1).U8(1).U8(0);
-    f.Text("RII1").U32(5).U32(100).U32(9).U32(0).U32(0);
-    f.Text("RII2").U32(6).U32(100).U32(7).U32(0).U32(0);
-    f.Text("RIA1").U32(7).U32(100).U32(12).Zeros(24);
-    f.Text("RIX1").U32(9).U32(100).U32(3).Zeros(8);
-    f.U16(2).Zeros(2);
-    RedFileFooter footer;
-    ASSERT_TRUE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096 + 300).ok());
-    EXPECT_EQ(footer.video[0].position, 5u * 4096);
-    EXPECT_EQ(footer.videoCount[0], 9u);
-    EXPECT_EQ(footer.videoCount[1], 7u);
-    EXPECT_EQ(footer.audioCount, 12u);
-    EXPECT_EQ(footer.auxCount, 3u);
-    ASSERT_TRUE(footer.Parse(f.b.data(), f.b.size(), 0x502, 9 * 4096 + 300).ok());
-    EXPECT_EQ(footer.auxCount, 0u) << "an auxiliary index in the footer's own block is dropped";
-    EXPECT_EQ(footer.aux.position, 0u);
-    f.b[68] = 0;
-    EXPECT_FALSE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096).ok());
-    f.b[68] = 2;
-    f.b.resize(f.b.size() - 1);
-    EXPECT_FALSE(footer.Parse(f.b.data(), f.b.size(), 0x502, 10 * 4096).ok()) << "skipped bytes past the end";
-}
+    Bytes footer;
+    footer.Zeros(68).U8(2).U8(1).U8(1).U8(0);
+    footer.Text("RII1").U32(5).U32(100).U32(9).U32(0).U32(0);
+    footer.Text("RII2").U32(6).U32(100).U32(7).U32(0).U32(0);
+    footer.Text("RIA1").U32(7).U32(100).U32(12).Zeros(24);
+    footer.Text("RIX1").U32(9).U32(100).U32(3).Zeros(8);
+    footer.U16(2).Zeros(2);
+    auto noVideo = footer.b, cutFooter = footer.b;
+    noVideo[68] = 0;
+    cutFooter.pop_back();
 
-TEST(R3DVideoFrame, RecordFormsWithTheAtomHeadInFrontAndRefusals) {
-    RedFileVideoFrame f;
-    Bytes v4;
+    Bytes v4, v5, v6, v3;
     v4.U32(524).Text("REDV").U32(1).U32(2).U8(4).U8(0).U16(0).U32(3).U32(640).U32(360).U32(0).Text("IMG");
-    ASSERT_TRUE(f.Parse(v4.b.data(), v4.b.size()).ok());
-    EXPECT_EQ(f.firstValue, 1u);
-    EXPECT_EQ(f.secondValue, 2u);
-    EXPECT_EQ(f.thirdValue, 3u);
-    EXPECT_EQ(f.width, 640u);
-    EXPECT_EQ(f.imageSize, 3u);
-
-    Bytes v5;
     v5.U32(0).Text("RDI\x01").U32(0x0503'5232).U32(0xFFFFFFFF).Zeros(48).U32(3).U32(1).Zeros(4).U32(2).Zeros(4);
     v5.U32(320).U32(180).Zeros(2).U16(5).Zeros(32).Text("IMG");
-    ASSERT_TRUE(f.Parse(v5.b.data(), v5.b.size()).ok());
-    EXPECT_EQ(f.major, 5);
-    EXPECT_EQ(f.minor, 3);
-    EXPECT_EQ(f.firstValue, 1u);
-    EXPECT_EQ(f.width, 320u);
-    EXPECT_EQ(f.metadataSize, 5u);
-    EXPECT_EQ(f.imageSize, 3u) << "metadata padded to 32";
-
-    Bytes bad;
-    bad.U32(1).U32(2).U8(6).Zeros(600);
-    EXPECT_FALSE(f.Parse(bad.b.data(), bad.b.size()).ok());
-    Bytes v3;
+    v6.U32(1).U32(2).U8(6).Zeros(600);
     v3.U32(1).U32(2).U8(3).U8(0).U16(0).U32(8 + 165).Text("jp2c").U8(0xFF).U8(0x4F).U8(0xFF).U8(0x52).Zeros(161);
-    EXPECT_NE(f.Parse(v3.b.data(), v3.b.size()).message().find("markers"), std::string::npos);
-    v3.b[23] = 0x51;
-    ASSERT_TRUE(f.Parse(v3.b.data(), v3.b.size()).ok());
-    EXPECT_TRUE(f.jpeg2000);
+    auto v3Marked = v3.b;
+    v3Marked[23] = 0x51;
+
+    const auto header = [](std::vector<uint8_t> b) {
+        RedFileHeader h;
+        const Status s = h.Parse(b.data(), b.size());
+        return s.ok() ? Fields(h) : "refused: " + s.message();
+    };
+    const auto footerAt = [](std::vector<uint8_t> b, uint64_t end) {
+        RedFileFooter f;
+        const Status s = f.Parse(b.data(), b.size(), 0x502, end);
+        return s.ok() ? Fields(f) : "refused: " + s.message();
+    };
+    const auto frame = [](std::vector<uint8_t> b) {
+        RedFileVideoFrame f;
+        const Status s = f.Parse(b.data(), b.size());
+        return s.ok() ? Fields(f) : "refused: " + s.message();
+    };
+    const std::pair<const char*, std::string> rows[] = {
+        {"header, empty name token", header(R2Header(emptyName))},
+        {"header, 300-byte name, 2-byte revision", header(R2Header(longName))},
+        {"header, two tracks, 5.8", header(R2Header(twoTracks))},
+        {"header, two tracks, 5.9", header(R2Header(minor9))},
+        {"header, first generation", header(r1.b)},
+        {"header, alignment 11", header(damaged(6, 11))},
+        {"header, no video track", header(damaged(56, 0))},
+        {"header, R2 version 4", header(damaged(0, 4))},
+        {"header, unknown identifier", header(damaged(3, 0x33))},
+        {"header, cut in the track records", header(damaged(70, -1))},
+        {"header, R1 version 5", header(r1v5.b)},
+        {"footer", footerAt(footer.b, 10 * 4096 + 300)},
+        {"footer, auxiliary index in its own block", footerAt(footer.b, 9 * 4096 + 300)},
+        {"footer, no video track", footerAt(noVideo, 10 * 4096)},
+        {"footer, skipped bytes past the end", footerAt(cutFooter, 10 * 4096)},
+        {"frame, version 4", frame(v4.b)},
+        {"frame, version 5 with its atom head", frame(v5.b)},
+        {"frame, version 6", frame(v6.b)},
+        {"frame, version 3 without codestream markers", frame(v3.b)},
+        {"frame, version 3", frame(v3Marked)},
+    };
+    std::string out;
+    for (const auto& [name, got] : rows) out += std::string(name) + ": " + got + "\n";
+    EXPECT_TRUE(ombrel::test::MatchesRef("r3d/items.txt", out));
 }
 
 TEST(R3DSequence, NumbersBeforeTheExtension) {
