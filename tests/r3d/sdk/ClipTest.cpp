@@ -82,42 +82,39 @@ TEST(SdkClip, MetadataByKeyAsIntFloatAndTextWithTheSampleRateFromTheAudioBlocks)
     EXPECT_EQ(clip.MetadataItemAsString("no_such_key"), "");
 }
 
+// Each clip's timecodes at its first, second and last frame and one past the end, in the
+// reference file.
 TEST(SdkClip, TimecodeFollowsThePreferenceAndEndsWithTheClip) {
     test::TempDir dir;
-    sdktest::SdkClip c = sdktest::BasicClip(16, 8, 30);
-    c.audioBlocks.clear();
-    Clip absolute(Written(dir, "abs_001.R3D", c));
-    EXPECT_EQ(absolute.AbsoluteTimecode(0), "11:22:33:12");
-    EXPECT_EQ(absolute.AbsoluteTimecode(29), "11:22:34:17");  // 23.976 counts in 24s
-    EXPECT_EQ(absolute.EdgeTimecode(0), "10:00:00:00");
-    EXPECT_EQ(absolute.EdgeTimecode(29), "10:00:01:05");
-    EXPECT_EQ(absolute.Timecode(29), absolute.AbsoluteTimecode(29));
-    EXPECT_EQ(absolute.Timecode(30), "");
-    EXPECT_EQ(absolute.EdgeTimecode(30), "");
-    EXPECT_FLOAT_EQ(absolute.TimecodeFramerate(), float(24000.0 / 1001.0));
-
-    c.spec.frameMetadata.erase(c.spec.frameMetadata.begin() + 4);  // no preference: absolute
-    EXPECT_EQ(Clip(Written(dir, "nopref_001.R3D", c)).Timecode(1), "11:22:33:13");
-    c.spec.frameMetadata.push_back(r3d::MetadataToken::U8(r3d::kIdUserTimecodePreference, 0));
-    EXPECT_EQ(Clip(Written(dir, "edge_001.R3D", c)).Timecode(1), "10:00:00:01");
-
-    c.spec.edgeTimecode.clear();
-    c.spec.absoluteTimecode.clear();
-    Clip without(Written(dir, "notc_001.R3D", c));
-    EXPECT_EQ(without.Timecode(0), "");
-    EXPECT_EQ(without.EdgeTimecode(0), "");
-
-    // Above 30 fps a step of the timecode covers two frames; "." marks the first of them.
-    sdktest::SdkClip fast = sdktest::BasicClip(16, 8, 5);
+    sdktest::SdkClip absolute = sdktest::BasicClip(16, 8, 30);
+    absolute.audioBlocks.clear();
+    sdktest::SdkClip noPreference = absolute, edge = absolute, without = absolute;
+    noPreference.spec.frameMetadata.erase(noPreference.spec.frameMetadata.begin() + 4);
+    edge.spec.frameMetadata = noPreference.spec.frameMetadata;
+    edge.spec.frameMetadata.push_back(r3d::MetadataToken::U8(r3d::kIdUserTimecodePreference, 0));
+    without.spec.edgeTimecode.clear();
+    without.spec.absoluteTimecode.clear();
+    sdktest::SdkClip fast = sdktest::BasicClip(16, 8, 5);  // above 30 fps a step covers two frames
     fast.audioBlocks.clear();
     fast.spec.rateNumerator = 48;
     fast.spec.rateDenominator = 1;
     fast.spec.absoluteTimecode = "01:00:00:00";
-    Clip high(Written(dir, "fast_001.R3D", fast));
-    EXPECT_EQ(high.AbsoluteTimecode(0), "01:00:00:00");
-    EXPECT_EQ(high.AbsoluteTimecode(1), "01.00.00.01");
-    EXPECT_EQ(high.AbsoluteTimecode(2), "01:00:00:01");
-    EXPECT_FLOAT_EQ(high.TimecodeFramerate(), 24.0f);
+    const std::pair<const char*, const sdktest::SdkClip*> rows[] = {{"absolute preferred", &absolute},
+                                                                    {"no preference", &noPreference},
+                                                                    {"edge preferred", &edge},
+                                                                    {"no timecodes", &without},
+                                                                    {"48 fps", &fast}};
+    std::string out;
+    for (const auto& [name, c] : rows) {
+        Clip clip(Written(dir, std::string(name) + "_001.R3D", *c));
+        out += std::string(name) + ": rate " + std::to_string(clip.TimecodeFramerate());
+        const size_t last = clip.VideoFrameCount() - 1;
+        for (size_t f : {size_t(0), size_t(1), size_t(2), last, last + 1})
+            out += " | " + std::to_string(f) + " " + clip.Timecode(f) + " " + clip.AbsoluteTimecode(f) + " " +
+                   clip.EdgeTimecode(f);
+        out += "\n";
+    }
+    EXPECT_TRUE(test::MatchesRef("r3d/sdk-timecode.txt", out));
 }
 
 TEST(SdkClip, DecodedFramesEqualTheWrittenPictureAtEveryResolutionAndLayout) {
