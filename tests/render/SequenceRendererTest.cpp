@@ -1,5 +1,6 @@
 // The frame-sequence renderer over each frame-file format of the build, through the render
-// queue on test pattern clips: naming, snippets, write failures, size refusals, overwriting.
+// queue on test pattern clips: naming, snippets, write failures, size refusals, overwriting,
+// and what a sequence holds when a frame cannot be written or the user cancels.
 #include "render/FrameSequenceRenderer.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include <memory>
 
 #include "core/Log.h"
+#include "render/FrameProcessor.h"
 #include "render/dpx/DpxFile.h"
 #include "render/tiff/TiffFile.h"
 #include "support/FrameFiles.h"
@@ -16,10 +18,19 @@
 namespace ombrel {
 namespace {
 
+namespace fs = std::filesystem;
 using test::HiddenFiles;
 using test::ReadWholeFile;
 using test::TestPatternConfig;
 using test::TestPatternSource;
+
+TestPatternConfig Pattern(uint32_t w, uint32_t h, int frames) {
+    TestPatternConfig c;
+    c.width = w;
+    c.height = h;
+    c.frames = frames;
+    return c;
+}
 
 struct Size {
     float w, h;
@@ -76,9 +87,19 @@ protected:
         SequenceRenderTest::SetUp();
         out_->setFormat(Traits::kFormat);
     }
+    void TearDown() override {
+        SetRenderHooks({});
+        SequenceRenderTest::TearDown();
+    }
     static std::string Name(const std::string& stem) { return stem + "." + Traits::kExt; }
     static std::string Ref(const std::string& what) {
         return std::string("render/sequence-") + Traits::kExt + "-" + what + ".txt";
+    }
+    // Frame f of the clip "A001_C001_0101AB_001.R3D" that starts at 01:00:00:00, 24 a second.
+    std::string FramePath(int frame) const {
+        char name[32];
+        std::snprintf(name, sizeof name, "A001_C001_0101AB.%06d", 86400 + frame);
+        return Out("A001_C001_0101AB/" + Name(name));
     }
 };
 
@@ -93,10 +114,7 @@ public:
 TYPED_TEST_SUITE(SequenceRendererTest, Formats, FormatNames);
 
 TYPED_TEST(SequenceRendererTest, CameraAndMovieClipsWriteNamedFramesThatReadBackExactly) {
-    TestPatternConfig config;
-    config.width = 16;
-    config.height = 8;
-    config.frames = 3;
+    TestPatternConfig config = Pattern(16, 8, 3);
     config.fps = 25.0f;
     config.startTimecode = {10, 0, 0, 0};
     config.audioChannels = 2;
@@ -140,11 +158,7 @@ TYPED_TEST(SequenceRendererTest, CameraAndMovieClipsWriteNamedFramesThatReadBack
 }
 
 TYPED_TEST(SequenceRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersNamedPerFile) {
-    TestPatternConfig config;
-    config.width = 24;
-    config.height = 16;
-    config.frames = 12;
-    test::ScopedTestPatternSources sources(config);
+    test::ScopedTestPatternSources sources(Pattern(24, 16, 12));
     this->out_->setEdlOptions(1);
     this->out_->setTimecode(1);
     auto clip = ClipSettings::Make();
@@ -159,7 +173,7 @@ TYPED_TEST(SequenceRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersNamedPerF
     for (int i = 0; i < 4; ++i) four.push_back(TestFixture::Name("A001_C001_0101AB.00000" + std::to_string(i)));
     EXPECT_EQ(this->FilesIn(folder + "/S0001"), four);
     EXPECT_EQ(this->FilesIn(folder + "/S0002"), four);
-    EXPECT_TRUE(std::filesystem::is_directory(folder + "/S0003"));
+    EXPECT_TRUE(fs::is_directory(folder + "/S0003"));
     EXPECT_TRUE(this->FilesIn(folder + "/S0003").empty());
     // Each snippet counts its files from its own first frame.
     for (int i = 0; i < 4; ++i) {
@@ -171,50 +185,43 @@ TYPED_TEST(SequenceRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersNamedPerF
 }
 
 TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheRunGoesOn) {
-    TestPatternConfig big;
-    big.width = 64;
-    big.height = 36;   // files above 4 KiB
-    big.frames = 200;  // long enough that a loaded machine cannot finish before the fault
+    TestPatternConfig big = Pattern(64, 36, 200);  // files above 4 KiB; too long to finish before the fault
     big.decodeLatency = std::chrono::milliseconds(10);
-    TestPatternConfig small;
-    small.width = 8;
-    small.height = 8;  // files below 4 KiB
-    small.frames = 5;
     std::vector<std::pair<std::string, TestPatternConfig>> perPath;
     for (const char* reel : {"A001", "B001", "C001"})
         perPath.push_back({this->ClipPath(std::string(reel) + "_C001_0101AB_001.R3D"), big});
-    test::ScopedTestPatternSources sources(perPath, small);
+    test::ScopedTestPatternSources sources(perPath, Pattern(8, 8, 5));  // files below 4 KiB
 
     struct Row {
         const char* name;
-        const char* reel;
+        std::string reel;
         const char* why;  // in the item's message
-        bool fromStart;   // the fault is there before the first frame
     } rows[] = {
-        {"disk fills after two frames", "A001", "File too large", false},
-        {"folder vanishes after two frames", "B001", "No such file or directory", false},
-        {"folder refuses from the start", "C001", "cannot create", true},
+        {"disk fills after two frames", "A001", "File too large"},
+        {"folder vanishes after two frames", "B001", "No such file or directory"},
+        {"folder refuses from the start", "C001", "cannot create"},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
         RenderManager::Instance().Reset();
-        const std::string folder = this->Out(std::string(r.reel) + "_C001_0101AB");
-        auto failing = this->Item(std::string(r.reel) + "_C001_0101AB_001.R3D", 200);
-        auto next = this->Item(std::string(r.reel) + "_C002_0101AB_001.R3D", 5);
+        const bool fromStart = r.reel == "C001";
+        const std::string folder = this->Out(r.reel + "_C001_0101AB");
+        auto failing = this->Item(r.reel + "_C001_0101AB_001.R3D", 200);
+        auto next = this->Item(r.reel + "_C002_0101AB_001.R3D", 5);
         std::unique_ptr<test::FileSizeLimit> full;
         std::unique_ptr<test::UnwritableFolder> locked;
-        if (r.fromStart) {
-            std::filesystem::create_directories(folder);
+        if (fromStart) {
+            fs::create_directories(folder);
             locked = std::make_unique<test::UnwritableFolder>(folder);
             if (!locked->works()) continue;  // this process can write into any folder
         }
         LogCapture log;
         this->Run({failing, next}, [&] {
-            if (r.fromStart || this->FilesIn(folder).size() < 2) return false;
-            if (r.reel == std::string("A001"))
+            if (fromStart || this->FilesIn(folder).size() < 2) return false;
+            if (r.reel == "A001")
                 full = std::make_unique<test::FileSizeLimit>(4096);
             else  // moved away in one step, so a file being written goes with it
-                std::filesystem::rename(folder, folder + ".gone");
+                fs::rename(folder, folder + ".gone");
             return true;
         });
         full.reset();
@@ -224,30 +231,23 @@ TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheR
         EXPECT_NE(failing->errorMessage().find(r.why), std::string::npos) << failing->errorMessage();
         EXPECT_NE(failing->errorMessage().find("was not written"), std::string::npos) << failing->errorMessage();
         EXPECT_TRUE(log.Contains("was not written")) << "the failure is in the log";
-        EXPECT_LT(failing->framesRendered(), 200) << "the clip stopped at the failure";
-        if (r.reel == std::string("A001")) {
+        EXPECT_LT(failing->framesRendered(), fromStart ? 1 : 200) << "the clip stopped at the failure";
+        if (r.reel == "A001") {
             const auto written = this->FilesIn(folder);
             ASSERT_GE(written.size(), 2u);
             EXPECT_EQ(failing->framesRendered(), static_cast<int>(written.size())) << "the failed frame does not count";
             for (size_t i = 0; i < written.size(); ++i)
                 TypeParam::ExpectFrame(folder + "/" + written[i], static_cast<int>(i), 64, 36);
         }
-        if (r.fromStart) {
-            EXPECT_EQ(failing->framesRendered(), 0);
-        }
         EXPECT_TRUE(HiddenFiles(folder).empty()) << "no half-written frame is left";
         EXPECT_FALSE(next->errorState()) << next->errorMessage();
-        EXPECT_EQ(this->FilesIn(this->Out(std::string(r.reel) + "_C002_0101AB")).size(), 5u);
+        EXPECT_EQ(this->FilesIn(this->Out(r.reel + "_C002_0101AB")).size(), 5u);
     }
 }
 
 TYPED_TEST(SequenceRendererTest, SizesTheFileCannotHoldAreRefusedWithAMessage) {
-    TestPatternConfig wide;
-    wide.width = 65536;  // too wide for TIFF's 16-bit entries, fine for DPX
-    wide.height = 2;
-    wide.frames = 1;
     auto log = std::make_shared<test::TestPatternLog>();
-    test::ScopedTestPatternSources sources(wide, log);
+    test::ScopedTestPatternSources sources(Pattern(65536, 2, 1), log);  // too wide for TIFF, fine for DPX
     auto item = this->Item("A001_C001_0101AB_001.R3D", 1);
     this->Run({item});
     EXPECT_EQ(item->errorState(), TypeParam::kRefusesWideSource) << item->errorMessage();
@@ -255,35 +255,31 @@ TYPED_TEST(SequenceRendererTest, SizesTheFileCannotHoldAreRefusedWithAMessage) {
         EXPECT_NE(item->errorMessage().find("65536 x 2"), std::string::npos) << item->errorMessage();
         EXPECT_TRUE(this->FilesIn(this->Out("A001_C001_0101AB")).empty());
     } else {
-        TypeParam::ExpectFrame(this->Out("A001_C001_0101AB/" + TestFixture::Name("A001_C001_0101AB.086400")), 0, 65536,
-                               2);
+        TypeParam::ExpectFrame(this->FramePath(0), 0, 65536, 2);
     }
 
     // An asked size is refused before the clip is opened at it.
     RenderManager::Instance().Reset();
     const int opensBefore = log->opens;
-    this->out_->setSize({TypeParam::kRefusedAsk.w, TypeParam::kRefusedAsk.h});
+    const Size ask = TypeParam::kRefusedAsk;
+    this->out_->setSize({ask.w, ask.h});
     auto asked = this->Item("A002_C001_0101AB_001.R3D", 1);
     this->Run({asked});
     EXPECT_TRUE(asked->errorState());
-    const std::string size = std::to_string(static_cast<int>(TypeParam::kRefusedAsk.w)) + " x " +
-                             std::to_string(static_cast<int>(TypeParam::kRefusedAsk.h));
-    EXPECT_NE(asked->errorMessage().find(size), std::string::npos) << asked->errorMessage();
-    EXPECT_NE(asked->errorMessage().find(TypeParam::kRefusedWhy), std::string::npos) << asked->errorMessage();
+    for (const std::string& part :
+         {std::to_string(static_cast<int>(ask.w)) + " x " + std::to_string(static_cast<int>(ask.h)),
+          std::string(TypeParam::kRefusedWhy)})
+        EXPECT_NE(asked->errorMessage().find(part), std::string::npos) << asked->errorMessage();
     EXPECT_EQ(log->opens, opensBefore);
 }
 
 // The check box "overwrite" stores 0 when ticked, and the renderer may replace only then.
 TYPED_TEST(SequenceRendererTest, OverwriteSettingDecidesEndToEndWhetherOutputIsReplaced) {
-    TestPatternConfig config;
-    config.width = 8;
-    config.height = 4;
-    config.frames = 3;
-    test::ScopedTestPatternSources sources(config);
+    test::ScopedTestPatternSources sources(Pattern(8, 4, 3));
     auto first = this->Item("A001_C001_0101AB_001.R3D", 3);
     this->Run({first});
     ASSERT_FALSE(first->errorState()) << first->errorMessage();
-    const std::string stale = this->Out("A001_C001_0101AB/" + TestFixture::Name("A001_C001_0101AB.086401"));
+    const std::string stale = this->FramePath(1);
     test::WriteWholeFile(stale, "stale");
     const auto before = test::Listing(this->dir_ / "out");
 
@@ -300,9 +296,7 @@ TYPED_TEST(SequenceRendererTest, OverwriteSettingDecidesEndToEndWhetherOutputIsR
         ASSERT_TRUE(renderer.LoadSettingsForRenderManagerItem(again)) << again->errorMessage();
         EXPECT_FALSE(renderer.overwrite());
         renderer.RenderFrameSequenceStartingEnding(0, 2);
-        const std::string line = "Part of sequence exists at " +
-                                 this->Out("A001_C001_0101AB/" + TestFixture::Name("A001_C001_0101AB.086400")) +
-                                 ".  Not rendering.";
+        const std::string line = "Part of sequence exists at " + this->FramePath(0) + ".  Not rendering.";
         EXPECT_TRUE(log.Contains(line)) << line;
         EXPECT_EQ(again->errorMessage(), line);
         EXPECT_EQ(again->framesRendered(), 0);
@@ -317,6 +311,96 @@ TYPED_TEST(SequenceRendererTest, OverwriteSettingDecidesEndToEndWhetherOutputIsR
     EXPECT_FALSE(replaced->errorState()) << replaced->errorMessage();
     TypeParam::ExpectFrame(stale, 1, 8, 4);
     EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty());
+}
+
+// ---- What a sequence holds when a frame cannot be written or the user cancels ------------
+
+// The identity look stage that cancels the run once it has drawn one chosen frame.
+class CancellingProcessor : public IdentityFrameProcessor {
+public:
+    explicit CancellingProcessor(int cancelAfterDrawOf) : cancelAt_(cancelAfterDrawOf) {}
+    void SetGrainFrame(uint64_t seed, int64_t frame) override {
+        IdentityFrameProcessor::SetGrainFrame(seed, frame);
+        frame_ = frame;
+    }
+    bool RenderUsingR3DRenderBuffer(const FrameDrawParams& params) override {
+        const bool drawn = IdentityFrameProcessor::RenderUsingR3DRenderBuffer(params);
+        if (frame_ == cancelAt_) RenderManager::Instance().CancelRender("Cancelling at user's request");
+        return drawn;
+    }
+
+private:
+    int64_t cancelAt_;
+    int64_t frame_ = -1;
+};
+
+template <typename Traits>
+class FrameWriteDecisions : public SequenceRendererTest<Traits> {};
+TYPED_TEST_SUITE(FrameWriteDecisions, Formats, FormatNames);
+
+TYPED_TEST(FrameWriteDecisions, KeepsFailingClipWhenFrameFileCannotBeCreated_NotSilentSkip) {
+    const TestPatternConfig config = Pattern(24, 16, 8);
+    test::ScopedTestPatternSources sources(config);
+    constexpr int kBlocked = 3;
+    // A folder stands where frame 3's file would go.
+    const std::string blocked = this->FramePath(kBlocked);
+    fs::create_directories(blocked);
+    auto item = this->Item("A001_C001_0101AB_001.R3D", config.frames);
+    this->Run({item});
+
+    ASSERT_TRUE(item->errorState()) << "the hole in the sequence went unreported";
+    const std::string message = item->errorMessage();
+    EXPECT_NE(message.find("Frame 3 "), std::string::npos) << message;
+    EXPECT_NE(message.find(blocked), std::string::npos) << "the message names the frame's file: " << message;
+    EXPECT_NE(message.find("Is a directory"), std::string::npos) << "and the reason: " << message;
+    // What was written before the failure stays, complete, and the counters say so.
+    for (int f = 0; f < kBlocked; ++f) TypeParam::ExpectFrame(this->FramePath(f), f, config.width, config.height);
+    for (int f = kBlocked + 1; f < config.frames; ++f)
+        EXPECT_FALSE(fs::exists(this->FramePath(f))) << "the clip went on past the hole: " << f;
+    EXPECT_TRUE(fs::is_directory(blocked)) << "the obstacle itself is left alone";
+    EXPECT_EQ(item->framesRendered(), kBlocked);
+    EXPECT_EQ(item->settings()->framesRendered(), static_cast<float>(kBlocked));
+    EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty()) << "no half-written frame is left";
+}
+
+TYPED_TEST(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhenCancelledBetweenDrawAndWrite) {
+    // Frames big enough that a write is still going when the next is drawn.
+    const TestPatternConfig config = Pattern(320, 180, 12);
+    struct Row {
+        const char* name;
+        int cancelAfterDrawOf;
+    };
+    for (const Row& row : {Row{"cancelled after drawing the first frame", 0}, Row{"... a frame in the middle", 5}}) {
+        SCOPED_TRACE(row.name);
+        RenderManager::Instance().Reset();
+        fs::remove_all(this->Out(""));
+        auto log = std::make_shared<test::TestPatternLog>();
+        test::ScopedTestPatternSources sources(config, log);
+        RenderHooks hooks;
+        hooks.makeFrameProcessor = [at = row.cancelAfterDrawOf] {
+            return std::unique_ptr<FrameProcessor>(std::make_unique<CancellingProcessor>(at));
+        };
+        SetRenderHooks(hooks);
+        auto later = this->Item("A001_C002_0101AB_001.R3D", config.frames);
+        auto item = this->Item("A001_C001_0101AB_001.R3D", config.frames);
+        this->Run({item, later});
+
+        // The frame drawn when the cancel came is dropped unwritten; every frame before it,
+        // the one in the writer's hands included, is on disk whole and counted.
+        const int done = row.cancelAfterDrawOf;
+        for (int f = 0; f < done; ++f) TypeParam::ExpectFrame(this->FramePath(f), f, config.width, config.height);
+        for (int f = done; f < config.frames; ++f)
+            EXPECT_FALSE(fs::exists(this->FramePath(f))) << "frame " << f << " after the cancel";
+        EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty()) << "no half-written frame is left";
+        EXPECT_EQ(item->framesRendered(), done);
+        EXPECT_EQ(item->settings()->framesRendered(), static_cast<float>(done));
+        EXPECT_EQ(item->errorMessage(), "") << "a cancel is not a failure";
+        EXPECT_EQ(later->framesRendered(), 0) << "the next clip never starts";
+        // Every thread and source the clip started has ended.
+        EXPECT_EQ(log->prefetchThreadsEntered, log->prefetchThreadsLeft);
+        EXPECT_EQ(log->sourcesDestroyed, log->sourcesMade);
+        EXPECT_LE(log->maxInFlight, log->bufferCount);
+    }
 }
 
 }  // namespace
