@@ -4,20 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
 #include <map>
 #include <mutex>
-#include <set>
 
 #include "core/Log.h"
-#include "core/MainQueue.h"
-#include "model/SettingsManager.h"
-#include "render/DefaultRenderers.h"
-#include "render/RenderManager.h"
-#include "sources/testing/TestPatternSource.h"
-#include "support/TempDir.h"
+#include "support/FrameFiles.h"
+#include "support/RenderQueueFixture.h"
 
 namespace ombrel {
 namespace {
@@ -27,10 +19,9 @@ using test::TestPatternConfig;
 using test::TestPatternSource;
 namespace fs = std::filesystem;
 
-uint64_t Fnv(const uint8_t* p, size_t n) {
-    uint64_t h = 1469598103934665603ull;
-    for (size_t i = 0; i < n; ++i) h = (h ^ p[i]) * 1099511628211ull;
-    return h;
+uint64_t Fnv(const void* p, size_t n) {
+    const std::string bytes(static_cast<const char*>(p), n);
+    return test::Fnv64(bytes, 0, n);
 }
 
 // What a RecordingRenderer saw, shared across the renderers of a run.
@@ -46,7 +37,6 @@ struct Recording {
     int begins = 0;
     std::vector<bool> ends;  // `completed` of each clip
     std::vector<SnippetJob> jobs;
-    bool touchFiles = false;
     bool rgba = false;
 
     std::vector<int> Frames() {
@@ -77,13 +67,10 @@ protected:
         if (targets.empty()) return;
         const auto& s = *renderSource();
         const uint64_t hash = Fnv(buffer, size_t{s.OutputWidth()} * s.OutputHeight() * (rec_->rgba ? 8 : 6));
-        {
-            std::lock_guard l(rec_->lock);
-            rec_->prepared.push_back(frame);
-            for (const auto& t : targets) rec_->writes.push_back({frame, t.path, hash});
-        }
+        std::lock_guard l(rec_->lock);
+        rec_->prepared.push_back(frame);
         for (const auto& t : targets) {
-            if (rec_->touchFiles) test::WriteWholeFile(t.path, "frame");
+            rec_->writes.push_back({frame, t.path, hash});
             if (t.job >= 0) ++setup.jobs[static_cast<size_t>(t.job)].framesWritten;
         }
     }
@@ -100,10 +87,10 @@ private:
 // Hash of the frame as an ungraded same-size render must deliver it.
 uint64_t ExpectedHash(int frame, uint32_t w, uint32_t h, bool rgba) {
     auto px = TestPatternSource::FramePixels(frame, w, h);
-    if (!rgba) return Fnv(reinterpret_cast<const uint8_t*>(px.data()), px.size() * 2);
+    if (!rgba) return Fnv(px.data(), px.size() * 2);
     std::vector<uint16_t> out;
     for (size_t i = 0; i < px.size(); i += 3) out.insert(out.end(), {px[i], px[i + 1], px[i + 2], 0xFFFF});
-    return Fnv(reinterpret_cast<const uint8_t*>(out.data()), out.size() * 2);
+    return Fnv(out.data(), out.size() * 2);
 }
 
 // Keeps what the look stage was told, beyond the stage's life.
@@ -128,71 +115,58 @@ struct GrainLog : RenderGrain {
     void SetGrainAmount(float a) override { amount = a; }
 };
 
-class RenderBaseTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        auto& q = MainQueue::Instance();
-        q.AdoptCurrentThread();
-        q.Reopen();
-        auto& rm = RenderManager::Instance();
-        rm.WaitUntilExit();
-        rm.Reset();
-        q.ServePending();
-        SettingsManager::Instance().ClearAll();
-        SetRenderHooks({});
-        out_ = OutputSettings::Make();
-        out_->setOutputDirectory(dir_.path() + "/out");
-        out_->setFormat(kFormatTiff);
-        out_->setDebayerQuality(1);
-    }
-    void TearDown() override {
-        auto& rm = RenderManager::Instance();
-        rm.CancelRender("test over");
-        rm.WaitUntilExit();
-        rm.setRendererFactory(nullptr);
-        rm.Reset();
-        SetRenderHooks({});
-        MainQueue::Instance().ServePending();
-    }
-
-    // An item whose settings are the clip's current record, as the shell makes them.
-    RenderManagerItemPtr Item(const std::string& name, int frames,
-                              const std::function<void(ClipSettings&)>& edit = nullptr) {
-        const std::string path = dir_.path() + "/" + name;
-        SettingsManager::Instance().PushSettingsForClip(*ClipSettings::Make(), path);
-        ClipSettingsPtr clip = SettingsManager::Instance().SettingsForClip(path);
-        clip->setTotalFrames(static_cast<float>(frames));
-        if (edit) edit(*clip);
-        return RenderManagerItem::Make(path, frames, clip, out_);
-    }
-
-    // Loads and renders one item on this thread, as the worker would.
-    std::unique_ptr<RecordingRenderer> RenderDirect(const RenderManagerItemPtr& item, int first, int last) {
-        auto r = std::make_unique<RecordingRenderer>(rec_);
-        EXPECT_TRUE(r->LoadSettingsForRenderManagerItem(item)) << item->errorMessage();
-        r->setRenderManager(&RenderManager::Instance());
-        r->RenderFrameSequenceStartingEnding(first, last);
-        return r;
-    }
-
-    test::TempDir dir_;
-    OutputSettingsPtr out_;
-    std::shared_ptr<Recording> rec_ = std::make_shared<Recording>();
-};
-
 std::vector<int> Range(int a, int b) {
     std::vector<int> v;
     for (int f = a; f <= b; ++f) v.push_back(f);
     return v;
 }
 
+class RenderBaseTest : public test::SequenceRenderTest {
+protected:
+    void SetUp() override {
+        SequenceRenderTest::SetUp();
+        SetRenderHooks({});
+        out_->setFormat(kFormatTiff);
+        out_->setDebayerQuality(1);
+    }
+    void TearDown() override {
+        SequenceRenderTest::TearDown();
+        SetRenderHooks({});
+    }
+
+    RenderManagerItemPtr Item(const std::string& name, int frames,
+                              const std::function<void(ClipSettings&)>& edit = nullptr) {
+        auto clip = ClipSettings::Make();
+        if (edit) edit(*clip);
+        return SequenceRenderTest::Item(name, frames, clip);
+    }
+
+    // Loads and renders one item on this thread, as the worker would, with a fresh recording.
+    std::unique_ptr<RecordingRenderer> RenderDirect(const RenderManagerItemPtr& item, int first, int last) {
+        rec_ = std::make_shared<Recording>();
+        rec_->rgba = rgba_;
+        auto r = std::make_unique<RecordingRenderer>(rec_);
+        EXPECT_TRUE(r->LoadSettingsForRenderManagerItem(item)) << item->errorMessage();
+        r->setRenderManager(&RenderManager::Instance());
+        r->RenderFrameSequenceStartingEnding(first, last);
+        return r;
+    }
+    void RecordThroughTheQueue() {
+        RenderManager::Instance().setRendererFactory([rec = rec_](int format) -> std::unique_ptr<Renderer> {
+            if (format != kFormatTiff) return nullptr;
+            return std::make_unique<RecordingRenderer>(rec);
+        });
+    }
+
+    std::shared_ptr<Recording> rec_ = std::make_shared<Recording>();
+    bool rgba_ = false;
+};
+
 TEST_F(RenderBaseTest, EveryFrameOfTheRangeReachesTheWriterOnceInOrderWithItsPixels) {
     TestPatternConfig c;
     c.decodeLatency = 1ms;
     for (const bool movie : {false, true}) {
         SCOPED_TRACE(movie ? "movie branch" : "raw-frame branch");
-        rec_ = std::make_shared<Recording>();
-        rec_->rgba = movie;  // the movie branch with alpha, the raw branch without
         test::ScopedTestPatternSources sources(c);
         auto lookLog = std::make_shared<LookLog>();
         RenderHooks hooks;
@@ -202,7 +176,7 @@ TEST_F(RenderBaseTest, EveryFrameOfTheRangeReachesTheWriterOnceInOrderWithItsPix
             s.setSaturation(0.25);
             s.setStockName("5219");
         });
-        LogCapture log;
+        rgba_ = movie;  // the movie branch with alpha, the raw branch without
         auto r = RenderDirect(item, 3, 40);
 
         EXPECT_EQ(rec_->Frames(), Range(3, 40));
@@ -220,14 +194,14 @@ TEST_F(RenderBaseTest, EveryFrameOfTheRangeReachesTheWriterOnceInOrderWithItsPix
         EXPECT_EQ(slog.prefetchThreadsEntered, 1);
         EXPECT_EQ(slog.prefetchThreadsLeft, 1);
         EXPECT_EQ(slog.originalSizeCalls, 1);
+        // 01:00:00:00 at 24 frames a second, frames named from the timecode.
+        const std::string base = movie ? "scene_001" : "A001_C001_0101AB";
+        EXPECT_EQ(rec_->writes.front().path, Out(base + "/" + base + ".086403.rec"));
         if (movie) {
             EXPECT_EQ(slog.diskRendererAlpha, std::optional<bool>(true));
             EXPECT_TRUE(lookLog->looks.empty());  // a movie source grades its own frames
-            // 01:00:00:00 at 24 frames a second, frames named from the timecode.
-            EXPECT_EQ(rec_->writes.front().path, dir_.path() + "/out/scene_001/scene_001.086403.rec");
         } else {
             EXPECT_EQ(slog.bufferCount, 4);  // full-resolution decode
-            EXPECT_EQ(rec_->writes.front().path, dir_.path() + "/out/A001_C001_0101AB/A001_C001_0101AB.086403.rec");
             ASSERT_EQ(lookLog->looks.size(), 1u);
             const LookValues& look = lookLog->looks[0];
             EXPECT_FLOAT_EQ(look.saturation, 0.25f);
@@ -247,13 +221,13 @@ TEST_F(RenderBaseTest, OpeningFollowsOutputSizeFitMetadataAndGrainRules) {
     c.height = 32;  // 2:1
     c.metadataKelvin = 4300;
     test::ScopedTestPatternSources sources(c);
+    const auto& log = *sources.log();
     auto grain = std::make_shared<GrainLog>();
     int colorFormat = 0;
     std::string grainAsked;
     RenderHooks hooks;
     hooks.grainMapWithNameSizeStockName = [&](const std::string& name, float w, float h, const std::string& stock) {
-        grainAsked =
-            name + " " + std::to_string(static_cast<int>(w)) + "x" + std::to_string(static_cast<int>(h)) + " " + stock;
+        grainAsked = name + " " + std::to_string(int(w)) + "x" + std::to_string(int(h)) + " " + stock;
         return grain;
     };
     hooks.currentColorFormat = [&] { return colorFormat; };
@@ -273,18 +247,16 @@ TEST_F(RenderBaseTest, OpeningFollowsOutputSizeFitMetadataAndGrainRules) {
     RecordingRenderer r(rec_);
     ASSERT_TRUE(r.LoadSettingsForRenderManagerItem(item));
     const RenderSource& s = *r.renderSource();
-    EXPECT_EQ(s.OutputWidth(), 32u);
-    EXPECT_EQ(s.AspectWidth(), 32u);
-    EXPECT_EQ(s.AspectHeight(), 16u);
+    EXPECT_EQ(std::vector({s.OutputWidth(), s.AspectWidth(), s.AspectHeight()}), std::vector({32u, 32u, 16u}));
     EXPECT_EQ(grainAsked, "CP35 64x32 5207");  // aspect size x grain scale
-    EXPECT_EQ(sources.log()->exposure, 0.0f);  // metadata white balance in use
-    EXPECT_EQ(sources.log()->kelvin, 4300.0f);
-    EXPECT_GE(sources.log()->decodeSetups, 1);
-    EXPECT_TRUE(sources.log()->planar);  // DPX
-    EXPECT_EQ(sources.log()->debayer, 2);
-    EXPECT_EQ(sources.log()->bufferCount, 8);
-    EXPECT_TRUE(sources.log()->useRocket);  // absent preference counts as true
-    EXPECT_TRUE(sources.log()->willBlur);
+    EXPECT_EQ(log.exposure, 0.0f);             // metadata white balance in use
+    EXPECT_EQ(log.kelvin, 4300.0f);
+    EXPECT_GE(log.decodeSetups, 1);
+    EXPECT_TRUE(log.planar);  // DPX
+    EXPECT_EQ(log.debayer, 2);
+    EXPECT_EQ(log.bufferCount, 8);
+    EXPECT_TRUE(log.useRocket);  // absent preference counts as true
+    EXPECT_TRUE(log.willBlur);
     EXPECT_EQ(r.currentRenderItem(), item);
 
     // Grain amount: the multiplier, scaled by 0.3 under colour format 2.
@@ -306,26 +278,39 @@ TEST_F(RenderBaseTest, OpeningFollowsOutputSizeFitMetadataAndGrainRules) {
     EXPECT_EQ(r2.renderSource()->OutputWidth(), 64u);
     EXPECT_FALSE(r2.renderSource()->needsResize());
     EXPECT_EQ(grainAsked, "CP35 128x64 5207");
-    EXPECT_EQ(sources.log()->exposure, 1.5f);
-    EXPECT_EQ(sources.log()->kelvin, 3200.0f);
-    EXPECT_FALSE(sources.log()->useRocket);
+    EXPECT_EQ(log.exposure, 1.5f);
+    EXPECT_EQ(log.kelvin, 3200.0f);
+    EXPECT_FALSE(log.useRocket);
 }
 
-TEST_F(RenderBaseTest, FrameFlagsSkipFramesAndOnlyTheClipCounterMovesOverThem) {
+TEST_F(RenderBaseTest, SnippetsAndTheEdlOptionDecideWhichFramesAreRendered) {
     test::ScopedTestPatternSources sources(TestPatternConfig{});
-    out_->setEdlOptions(0);
-    // Snippets 10-12 and 31-30 (reversed), with 5 frames of handle each side.
-    auto item = Item("A001_C003_0101AB_001.R3D", 48, [](ClipSettings& s) {
-        s.SetSnippets(std::vector<int>{10, 12, 31, 30});
-    });
-    RenderDirect(item, 0, 47);
-    std::vector<int> expected = Range(5, 17);
-    for (int f : Range(25, 36)) expected.push_back(f);
-    EXPECT_EQ(rec_->Frames(), expected);
-    EXPECT_EQ(sources.log()->prefetched, expected);
-    EXPECT_EQ(item->framesRendered(), 37);  // the last rendered frame + 1
-    EXPECT_EQ(item->settings()->framesRendered(), 48.0f);
-    for (const auto& w : rec_->writes) EXPECT_EQ(w.path.find("/S0"), std::string::npos);
+    std::vector<int> handled = Range(5, 17);  // 10-12 and 31-30 (reversed) with 5 frames of handle
+    for (int f : Range(25, 36)) handled.push_back(f);
+    struct Row {
+        const char* name;
+        int edl;
+        std::optional<std::vector<int>> snippets;
+        std::vector<int> frames;
+        int itemFrames;  // the last rendered frame + 1
+    } rows[] = {
+        {"option 0 skips outside the handles", 0, std::vector<int>{10, 12, 31, 30}, handled, 37},
+        {"option 1 without snippets", 1, std::nullopt, Range(0, 47), 48},
+        {"option 2 ignores snippets", 2, std::vector<int>{2, 3}, Range(0, 47), 48},
+        {"an empty list", 0, std::vector<int>{}, Range(0, 47), 48},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        out_->setEdlOptions(row.edl);
+        auto item = Item("A001_C003_0101AB_001.R3D", 48, [&](ClipSettings& s) { s.SetSnippets(row.snippets); });
+        sources.log()->prefetched.clear();
+        RenderDirect(item, 0, 47);
+        EXPECT_EQ(rec_->Frames(), row.frames);
+        EXPECT_EQ(sources.log()->prefetched, row.frames);
+        EXPECT_EQ(item->framesRendered(), row.itemFrames);
+        EXPECT_EQ(item->settings()->framesRendered(), 48.0f) << "the clip counter moves over skipped frames";
+        for (const auto& w : rec_->writes) EXPECT_EQ(w.path.find("/S0"), std::string::npos);
+    }
 }
 
 TEST_F(RenderBaseTest, EdlOption1WritesEachSnippetToItsFolderAndOverlapsToBoth) {
@@ -336,19 +321,21 @@ TEST_F(RenderBaseTest, EdlOption1WritesEachSnippetToItsFolderAndOverlapsToBoth) 
         s.SetSnippets(std::vector<int>{10, 14, 16, 12, 20, 20});
     });
     RenderDirect(item, 0, 47);
-    const std::string dest = dir_.path() + "/out/A001_C004_0101AB/";
+    const std::string dest = Out("A001_C004_0101AB/");
     std::map<int, std::vector<std::string>> byFrame;
     for (const auto& w : rec_->writes) byFrame[w.frame].push_back(w.path.substr(dest.size()));
-    EXPECT_EQ(byFrame[10], std::vector<std::string>{"S0001/A001_C004_0101AB.000000.rec"});
-    EXPECT_EQ(byFrame[13],
-              (std::vector<std::string>{"S0001/A001_C004_0101AB.000003.rec", "S0002/A001_C004_0101AB.000001.rec"}));
-    EXPECT_EQ(byFrame[16], std::vector<std::string>{"S0002/A001_C004_0101AB.000004.rec"});
-    std::set<int> written;
-    for (const auto& [f, paths] : byFrame) written.insert(f);
-    EXPECT_EQ(written, (std::set<int>{10, 11, 12, 13, 14, 15, 16}));
+    EXPECT_EQ(byFrame, (std::map<int, std::vector<std::string>>{
+                           {10, {"S0001/A001_C004_0101AB.000000.rec"}},
+                           {11, {"S0001/A001_C004_0101AB.000001.rec"}},
+                           {12, {"S0001/A001_C004_0101AB.000002.rec", "S0002/A001_C004_0101AB.000000.rec"}},
+                           {13, {"S0001/A001_C004_0101AB.000003.rec", "S0002/A001_C004_0101AB.000001.rec"}},
+                           {14, {"S0001/A001_C004_0101AB.000004.rec", "S0002/A001_C004_0101AB.000002.rec"}},
+                           {15, {"S0002/A001_C004_0101AB.000003.rec"}},
+                           {16, {"S0002/A001_C004_0101AB.000004.rec"}},
+                       }));
     // Handles are decoded and counted, but no job holds them; frames 12-14 are converted once.
     EXPECT_EQ(sources.log()->prefetched, Range(5, 25));
-    EXPECT_EQ(std::count(rec_->prepared.begin(), rec_->prepared.end(), 13), 1);
+    EXPECT_EQ(rec_->prepared, Range(10, 16));
     ASSERT_EQ(rec_->jobs.size(), 3u);
     EXPECT_EQ(rec_->jobs[0].framesWritten, 5);
     EXPECT_EQ(rec_->jobs[1].framesWritten, 5);
@@ -357,43 +344,24 @@ TEST_F(RenderBaseTest, EdlOption1WritesEachSnippetToItsFolderAndOverlapsToBoth) 
     EXPECT_EQ(item->framesRendered(), 26);
 }
 
-TEST_F(RenderBaseTest, WithoutSnippetsOrWithOption2TheWholeRangeIsRendered) {
-    test::ScopedTestPatternSources sources(TestPatternConfig{});
-    out_->setEdlOptions(1);
-    RenderDirect(Item("plain.mov", 12), 0, 11);  // option 1 but no snippets
-    EXPECT_EQ(rec_->Frames(), Range(0, 11));
-    rec_ = std::make_shared<Recording>();
-    out_->setEdlOptions(2);
-    RenderDirect(Item("cut.mov", 12, [](ClipSettings& s) { s.SetSnippets(std::vector<int>{2, 3}); }), 0, 11);
-    EXPECT_EQ(rec_->Frames(), Range(0, 11));
-    rec_ = std::make_shared<Recording>();
-    out_->setEdlOptions(0);
-    RenderDirect(Item("empty.mov", 12, [](ClipSettings& s) { s.SetSnippets(std::vector<int>{}); }), 0, 11);
-    EXPECT_EQ(rec_->Frames(), Range(0, 11));
-}
-
 TEST_F(RenderBaseTest, FrameBaseAndTimecodeBaseNameTheFiles) {
-    EXPECT_EQ(RenderBase::FrameBaseForRate(29.97f), 30);
-    EXPECT_EQ(RenderBase::FrameBaseForRate(24.005f), 24);  // not above 24.01
-    EXPECT_EQ(RenderBase::FrameBaseForRate(23.976f), 24);
-    EXPECT_EQ(RenderBase::FrameBaseForRate(24.0f), 24);
-    EXPECT_EQ(RenderBase::FrameBaseForRate(59.94f), 60);
-    EXPECT_EQ(RenderBase::FrameBaseForRate(0.0f), 0);
-
-    struct Case {
+    for (auto [rate, base] :
+         {std::pair{29.97f, 30}, {24.005f, 24}, {23.976f, 24}, {24.0f, 24}, {59.94f, 60}, {0.0f, 0}})
+        EXPECT_EQ(RenderBase::FrameBaseForRate(rate), base) << rate;  // 24 up to 24.01
+    struct Row {
         float fps;
         TimecodeValues tc;
         int timecodeSetting;
         int filenames;
         std::string name;
-    } cases[] = {
+    } rows[] = {
         {29.97f, {1, 0, 0, 0}, 0, 0, "tc.108002.rec"},  // 3600 x 30 + 2
         {24.005f, {1, 0, 0, 0}, 0, 0, "tc.086402.rec"},
         {25.0f, {0, 1, 2, 3}, 0, 1, "001555.rec"},      // (62 x 25 + 3) + 2, no prefix
         {25.0f, {10, 0, 0, 0}, 1, 0, "tc.000002.rec"},  // frame numbers, not timecode
         {24.0f, {0, 0, 0, 0}, 0, 0, "tc.000002.rec"},
     };
-    for (const auto& k : cases) {
+    for (const auto& k : rows) {
         SCOPED_TRACE(k.name);
         TestPatternConfig c;
         c.fps = k.fps;
@@ -401,10 +369,9 @@ TEST_F(RenderBaseTest, FrameBaseAndTimecodeBaseNameTheFiles) {
         test::ScopedTestPatternSources sources(c);
         out_->setTimecode(k.timecodeSetting);
         out_->setFilenames(k.filenames);
-        rec_ = std::make_shared<Recording>();
         RenderDirect(Item("tc.mov", 5), 2, 2);
         ASSERT_EQ(rec_->writes.size(), 1u);
-        EXPECT_EQ(rec_->writes[0].path, dir_.path() + "/out/tc/" + k.name);
+        EXPECT_EQ(rec_->writes[0].path, Out("tc/" + k.name));
     }
 }
 
@@ -412,12 +379,12 @@ TEST_F(RenderBaseTest, DestinationFoldersOfRawAndMovieClips) {
     TestPatternConfig c;
     c.audioChannels = 1;
     test::ScopedTestPatternSources sources(c);
-    const std::string out = dir_.path() + "/out";
-    struct Case {
+    const std::string out = dir_ / "out";
+    struct Row {
         std::string clip;
         int folders;
         std::string dest, base;
-    } cases[] = {
+    } rows[] = {
         {"A001_C001_0101AB_001.R3D", 0, out + "/A001_C001_0101AB", "A001_C001_0101AB"},
         {"A001_C001_0101AB_001.R3D", 1, out + "/A001_C001", "A001_C001_0101AB"},
         {"A001_C001_0101AB_001.R3D", 2, out + "/A001/C001", "A001_C001_0101AB"},
@@ -426,7 +393,7 @@ TEST_F(RenderBaseTest, DestinationFoldersOfRawAndMovieClips) {
         {"take_001.mov", 0, out + "/take_001", "take_001"},  // "_001" stays on movies
         {"take_001.mov", 2, out, "take_001"},
     };
-    for (const auto& k : cases) {
+    for (const auto& k : rows) {
         SCOPED_TRACE(k.clip + " folders " + std::to_string(k.folders));
         out_->setFolders(k.folders);
         RecordingRenderer r(rec_);
@@ -442,59 +409,59 @@ TEST_F(RenderBaseTest, DestinationFoldersOfRawAndMovieClips) {
     }
 }
 
-TEST_F(RenderBaseTest, ExistingOutputIsRefusedBeforeAnyFrameAndNothingIsReplaced) {
+TEST_F(RenderBaseTest, KeptOutputRefusesARangeThatMeetsAFileOfItBeforeAnyFrame) {
     test::ScopedTestPatternSources sources(TestPatternConfig{});
     out_->setOverwrite(1);  // keep existing output
-    const std::string dest = dir_.path() + "/out/A001_C005_0101AB";
-    fs::create_directories(dest);
-    const std::string existing = dest + "/A001_C005_0101AB.086430.rec";  // frame 30
-    test::WriteWholeFile(existing, "old");
-    test::WriteWholeFile(dest + "/A001_C005_0101AB.au", "old sound");
-    auto item = Item("A001_C005_0101AB_001.R3D", 48);
-    LogCapture log;
-    RenderDirect(item, 0, 47);
-    EXPECT_TRUE(log.Contains("Part of sequence exists at " + existing + ".  Not rendering."));
-    EXPECT_EQ(item->errorMessage(), "Part of sequence exists at " + existing + ".  Not rendering.");
-    EXPECT_TRUE(rec_->writes.empty());
-    EXPECT_EQ(rec_->begins, 0);
-    EXPECT_TRUE(sources.log()->prefetched.empty());
-    EXPECT_EQ(test::ReadWholeFile(existing), "old");
-    EXPECT_EQ(test::ReadWholeFile(dest + "/A001_C005_0101AB.au"), "old sound");
-
-    // A range that misses the existing frame renders.
-    auto later = Item("A001_C005_0101AB_001.R3D", 48);
-    RenderDirect(later, 31, 33);
-    EXPECT_EQ(rec_->Frames(), Range(31, 33));
-
-    // Per snippet: a file in the second job's folder refuses the clip too.
-    rec_ = std::make_shared<Recording>();
-    out_->setEdlOptions(1);
     out_->setTimecode(1);
-    const std::string snippetDest = dir_.path() + "/out/A001_C006_0101AB";
-    fs::create_directories(snippetDest + "/S0002");
-    test::WriteWholeFile(snippetDest + "/S0002/A001_C006_0101AB.000001.rec", "old");
-    auto snipped = Item("A001_C006_0101AB_001.R3D", 48, [](ClipSettings& s) {
-        s.SetSnippets(std::vector<int>{10, 14, 12, 16});
-    });
-    RenderDirect(snipped, 0, 47);
-    EXPECT_TRUE(rec_->writes.empty());
-    EXPECT_NE(snipped->errorMessage().find("S0002/A001_C006_0101AB.000001.rec"), std::string::npos);
-
-    // Replacing is the default.
-    out_->setOverwrite(0);
-    out_->setEdlOptions(0);
-    out_->setTimecode(0);
-    rec_ = std::make_shared<Recording>();
-    rec_->touchFiles = true;
-    RenderDirect(Item("A001_C005_0101AB_001.R3D", 48), 29, 31);
-    EXPECT_EQ(rec_->Frames(), Range(29, 31));
-    EXPECT_EQ(test::ReadWholeFile(existing), "frame");
+    struct Row {
+        const char* name;
+        std::optional<std::vector<int>> snippets;  // with EDL option 1
+        std::string existing;                      // in the clip's folder
+        int first, last;
+        bool refused;
+    } rows[] = {
+        {"a frame of the range", std::nullopt, "A001_C005_0101AB.000030.rec", 0, 47, true},
+        {"a range that misses it", std::nullopt, "A001_C005_0101AB.000030.rec", 31, 33, false},
+        {"a file of the second snippet", std::vector<int>{10, 14, 12, 16}, "S0002/A001_C005_0101AB.000001.rec", 0, 47,
+         true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        fs::remove_all(Out(""));
+        const std::string existing = Out("A001_C005_0101AB/" + row.existing);
+        fs::create_directories(fs::path(existing).parent_path());
+        test::WriteWholeFile(existing, "old");
+        out_->setEdlOptions(row.snippets ? 1 : 0);
+        auto item = Item("A001_C005_0101AB_001.R3D", 48, [&](ClipSettings& s) { s.SetSnippets(row.snippets); });
+        sources.log()->prefetched.clear();
+        RenderDirect(item, row.first, row.last);
+        EXPECT_EQ(test::ReadWholeFile(existing), "old");
+        if (!row.refused) {
+            EXPECT_EQ(rec_->Frames(), Range(row.first, row.last));
+            continue;
+        }
+        EXPECT_EQ(item->errorMessage(), "Part of sequence exists at " + existing + ".  Not rendering.");
+        EXPECT_TRUE(rec_->writes.empty());
+        EXPECT_EQ(rec_->begins, 0);
+        EXPECT_TRUE(sources.log()->prefetched.empty());
+    }
 }
 
-TEST_F(RenderBaseTest, AnOutputFolderThatCannotBeMadeEndsTheClipWithAMessage) {
-    test::ScopedTestPatternSources sources(TestPatternConfig{});
-    test::WriteWholeFile(dir_.path() + "/blocked", "a file where the folder should be");
-    out_->setOutputDirectory(dir_.path() + "/blocked");
+TEST_F(RenderBaseTest, AFolderThatCannotBeMadeOrAFrameThatNeverDecodesEndsTheClipWithAMessage) {
+    TestPatternConfig c;
+    c.failFrame = 7;
+    test::ScopedTestPatternSources sources(c);
+    for (const char* name : {"A001_C008_0101AB_001.R3D", "broken.mov"}) {
+        SCOPED_TRACE(name);
+        auto item = Item(name, 20);
+        auto r = RenderDirect(item, 0, 19);
+        EXPECT_EQ(rec_->Frames(), Range(0, 6));
+        EXPECT_NE(item->errorMessage().find("Frame 7 of"), std::string::npos) << item->errorMessage();
+        EXPECT_EQ(rec_->ends, std::vector<bool>{false});
+        EXPECT_FALSE(r->pfdata()->active.load());
+    }
+    test::WriteWholeFile(dir_ / "blocked", "a file where the folder should be");
+    out_->setOutputDirectory(dir_ / "blocked");
     auto item = Item("A001_C007_0101AB_001.R3D", 10);
     RenderDirect(item, 0, 9);
     EXPECT_TRUE(rec_->writes.empty());
@@ -502,27 +469,11 @@ TEST_F(RenderBaseTest, AnOutputFolderThatCannotBeMadeEndsTheClipWithAMessage) {
     EXPECT_NE(item->errorMessage().find("could not be made"), std::string::npos) << item->errorMessage();
 }
 
-TEST_F(RenderBaseTest, AFrameThatNeverDecodesEndsTheClipWithAMessageAndNoHang) {
-    TestPatternConfig c;
-    c.failFrame = 7;
-    test::ScopedTestPatternSources sources(c);
-    for (const char* name : {"A001_C008_0101AB_001.R3D", "broken.mov"}) {
-        rec_ = std::make_shared<Recording>();
-        auto item = Item(name, 20);
-        auto r = RenderDirect(item, 0, 19);
-        EXPECT_EQ(rec_->Frames(), Range(0, 6)) << name;
-        EXPECT_NE(item->errorMessage().find("Frame 7 of"), std::string::npos) << item->errorMessage();
-        EXPECT_EQ(rec_->ends, std::vector<bool>{false});
-        EXPECT_FALSE(r->pfdata()->active.load());
-    }
-}
-
 TEST_F(RenderBaseTest, ThePlainBaseRendersNothingAndServesThePreview) {
     TestPatternConfig c;
     test::ScopedTestPatternSources sources(c);
-    auto item = Item("A001_C009_0101AB_001.R3D", 10);
     RenderBase base;
-    ASSERT_TRUE(base.LoadSettingsForRenderManagerItem(item));
+    ASSERT_TRUE(base.LoadSettingsForRenderManagerItem(Item("A001_C009_0101AB_001.R3D", 10)));
     LogCapture log;
     base.RenderFrameSequenceStartingEnding(0, 9);
     EXPECT_TRUE(log.Contains("Error: RenderFrameSequenceStarting for RenderBase not implemented."));
@@ -531,7 +482,7 @@ TEST_F(RenderBaseTest, ThePlainBaseRendersNothingAndServesThePreview) {
     // Preview: decode on request, nothing while aborted.
     RenderBase preview;
     auto source = std::make_shared<TestPatternSource>(c, sources.log());
-    ASSERT_TRUE(source->OpenFileForOutputSize(dir_.path() + "/p.R3D", true));
+    ASSERT_TRUE(source->OpenFileForOutputSize(dir_ / "p.R3D", true));
     preview.setRenderSource(source);
     preview.SetExposureKelvin(0.5f, 6500.0f);
     EXPECT_EQ(sources.log()->kelvin, 6500.0f);
@@ -556,36 +507,14 @@ TEST_F(RenderBaseTest, MovieBufferConversionsSwapBytesAndMoveAlphaToTheFront) {
     EXPECT_EQ(px, (std::vector<uint16_t>{0x0807, 0x0201, 0x0403, 0x0605, 0x1817, 0x1211, 0x1413, 0x1615}));
 }
 
-// ---- Runs through the render queue --------------------------------------------------
-
-class RenderBaseRunTest : public RenderBaseTest {
-protected:
-    void StartWithRecorder() {
-        RenderManager::Instance().setRendererFactory([rec = rec_](int format) -> std::unique_ptr<Renderer> {
-            if (format != kFormatTiff) return nullptr;
-            return std::make_unique<RecordingRenderer>(rec);
-        });
-    }
-    // Serves the main thread until the run ends; false when it does not end in time.
-    static bool ServeUntilDone(std::chrono::seconds limit) {
-        const auto until = std::chrono::steady_clock::now() + limit;
-        MainQueue::Instance().ServeUntil(
-            [&] { return RenderManager::Instance().activeThreads() == 0 || std::chrono::steady_clock::now() > until; });
-        return RenderManager::Instance().activeThreads() == 0;
-    }
-};
-
-TEST_F(RenderBaseRunTest, AClipThatCannotOpenOrHasNoAspectEndsAloneAndTheRunGoesOn) {
-    TestPatternConfig good;
-    TestPatternConfig refuses;
+TEST_F(RenderBaseTest, AClipThatCannotOpenOrHasNoAspectEndsAloneAndTheRunGoesOn) {
+    TestPatternConfig refuses, flat;
     refuses.failOpen = true;
-    TestPatternConfig flat;
     flat.zeroAspectWidth = true;
-    const std::string d = dir_.path() + "/";
     test::ScopedTestPatternSources sources(
-        {{d + "B001_C001_0101AB_001.R3D", refuses}, {d + "B001_C002_0101AB_001.R3D", flat}}, good);
-    StartWithRecorder();
-    auto& rm = RenderManager::Instance();
+        {{ClipPath("B001_C001_0101AB_001.R3D"), refuses}, {ClipPath("B001_C002_0101AB_001.R3D"), flat}},
+        TestPatternConfig{});
+    RecordThroughTheQueue();
     auto first = Item("B001_C000_0101AB_001.R3D", 12);
     auto cannotOpen = Item("B001_C001_0101AB_001.R3D", 12);
     auto noAspect = Item("B001_C002_0101AB_001.R3D", 12);
@@ -593,81 +522,37 @@ TEST_F(RenderBaseRunTest, AClipThatCannotOpenOrHasNoAspectEndsAloneAndTheRunGoes
         s.setUserFrameIn(10);
         s.setUserFrameOut(20);
     });
-    for (auto& i : {first, cannotOpen, noAspect, inOut}) ASSERT_TRUE(rm.AddItem(i));
-    rm.StartRender(nullptr);
-    ASSERT_TRUE(ServeUntilDone(30s));
+    Run({first, cannotOpen, noAspect, inOut});
 
     EXPECT_FALSE(first->errorState());
     EXPECT_EQ(first->framesRendered(), 12);
-    EXPECT_TRUE(cannotOpen->errorState());
     EXPECT_NE(cannotOpen->errorMessage().find("refuses to open"), std::string::npos) << cannotOpen->errorMessage();
-    EXPECT_TRUE(noAspect->errorState());
     EXPECT_EQ(noAspect->errorMessage(), "Render source aspect width was 0");
     EXPECT_FALSE(inOut->errorState());
     EXPECT_EQ(inOut->framesRendered(), 21);
     std::map<std::string, std::vector<int>> framesByClip;
     for (const auto& w : rec_->writes) framesByClip[fs::path(w.path).parent_path().filename()].push_back(w.frame);
-    EXPECT_EQ(framesByClip["B001_C000_0101AB"], Range(0, 11));
-    EXPECT_EQ(framesByClip["B001_C003_0101AB"], Range(10, 20));
-    EXPECT_EQ(framesByClip.size(), 2u);
-    EXPECT_EQ(rm.framesRendered(), 12u + 11u);  // in/out points count from the in point
+    EXPECT_EQ(framesByClip, (std::map<std::string, std::vector<int>>{{"B001_C000_0101AB", Range(0, 11)},
+                                                                     {"B001_C003_0101AB", Range(10, 20)}}));
+    EXPECT_EQ(RenderManager::Instance().framesRendered(), 12u + 11u);  // in/out points count from the in point
     // The size question went to the main thread while the worker waited.
     EXPECT_EQ(sources.log()->originalSizeCalls, 4);
     EXPECT_EQ(sources.log()->originalSizeCallsOffMainThread, 0);
     EXPECT_EQ(sources.log()->sourcesDestroyed, sources.log()->sourcesMade);
 }
 
-TEST_F(RenderBaseRunTest, CancelMidClipEndsEveryThreadSoonAndLeavesNoFrameHalfDelivered) {
-    TestPatternConfig c;
-    c.decodeLatency = 15ms;  // the loop waits on the decoder most of the time
-    c.frames = 400;
-    test::ScopedTestPatternSources sources(c);
-    StartWithRecorder();
-    auto& rm = RenderManager::Instance();
-    auto a = Item("C001_C001_0101AB_001.R3D", 400);
-    auto b = Item("C001_C002_0101AB_001.R3D", 400);
-    ASSERT_TRUE(rm.AddItem(a));
-    ASSERT_TRUE(rm.AddItem(b));
-    rm.StartRender(nullptr);
-    MainQueue::Instance().ServeUntil([&] { return a->framesRendered() >= 5 || rm.activeThreads() == 0; });
-    const auto cancelled = std::chrono::steady_clock::now();
-    rm.CancelRender("Cancelling at user's request");
-    ASSERT_TRUE(ServeUntilDone(10s));
-    EXPECT_LT(std::chrono::steady_clock::now() - cancelled, 1s);
-
-    const auto frames = rec_->Frames();
-    ASSERT_GE(frames.size(), 5u);
-    EXPECT_LT(frames.size(), 400u);
-    EXPECT_EQ(frames, Range(0, static_cast<int>(frames.size()) - 1));
-    EXPECT_EQ(a->framesRendered(), static_cast<int>(frames.size()));
-    for (const auto& w : rec_->writes) ASSERT_EQ(w.hash, ExpectedHash(w.frame, c.width, c.height, false));
-    EXPECT_EQ(b->framesRendered(), 0);
-    EXPECT_EQ(rec_->ends, std::vector<bool>{false});
-    const auto& log = *sources.log();
-    EXPECT_EQ(log.prefetchThreadsEntered, 1);
-    EXPECT_EQ(log.prefetchThreadsLeft, 1);
-    EXPECT_EQ(log.sourcesDestroyed, log.sourcesMade);
-    EXPECT_LE(log.maxInFlight, 4);
-}
-
-TEST_F(RenderBaseRunTest, TheRegistryMakesRenderersOnlyForRegisteredFormats) {
+TEST_F(RenderBaseTest, TheRegistryMakesRenderersOnlyForRegisteredFormats) {
     // Format codes of our own, so that the renderers of the build stay as they are.
     constexpr int kRecorded = 901, kMissing = 902;
-    RegisterDefaultRenderers();
     RegisterRendererMaker(kRecorded, [rec = rec_] { return std::make_unique<RecordingRenderer>(rec); });
     test::ScopedTestPatternSources sources(TestPatternConfig{});
-    auto& rm = RenderManager::Instance();
     out_->setFormat(kRecorded);
     auto recorded = Item("D001_C001_0101AB_001.R3D", 3);
     auto missingOut = OutputSettings::Make();
     missingOut->setFormat(kMissing);
-    missingOut->setOutputDirectory(dir_.path() + "/out");
-    auto missing =
-        RenderManagerItem::Make(dir_.path() + "/D001_C002_0101AB_001.R3D", 3, ClipSettings::Make(), missingOut);
-    ASSERT_TRUE(rm.AddItem(recorded));
-    ASSERT_TRUE(rm.AddItem(missing));
-    rm.StartRender(nullptr);
-    ASSERT_TRUE(ServeUntilDone(30s));
+    missingOut->setOutputDirectory(Out(""));
+    auto missing = RenderManagerItem::Make(ClipPath("D001_C002_0101AB_001.R3D"), 3, ClipSettings::Make(), missingOut);
+    Run({recorded, missing});
     EXPECT_EQ(rec_->Frames(), Range(0, 2));
     EXPECT_NE(missing->errorMessage().find("No renderer"), std::string::npos) << missing->errorMessage();
     RegisterRendererMaker(kRecorded, nullptr);
