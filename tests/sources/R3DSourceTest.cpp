@@ -6,8 +6,10 @@
 #include <filesystem>
 
 #include "r3d/sdk/SdkClips.h"
+#include "sources/AuFile.h"
 #include "sources/R3DSource.h"
 #include "sources/SourceFactory.h"
+#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -98,9 +100,6 @@ TEST(R3DSource, TheDecodeResolutionIsTheSmallestThatCoversTheOutput) {
         EXPECT_EQ(s->Width(), 64u / uint32_t(k.divisor));
         EXPECT_EQ(s->Height(), 32u / uint32_t(k.divisor));
     }
-    R3DFile zero(1);
-    ASSERT_TRUE(zero.LoadR3DClip(path, 0, 0, false, false));
-    EXPECT_EQ(zero.Resolution(), 16);
     // At fit 0 the clip is asked for the aspect size: 32 x 17 keeps the width, 32 x 16.
     auto kept = std::make_unique<R3DSource>();
     kept->SetFilePath(path);
@@ -108,20 +107,27 @@ TEST(R3DSource, TheDecodeResolutionIsTheSmallestThatCoversTheOutput) {
     ASSERT_TRUE(kept->OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(path, true, 8, false, false));
     EXPECT_EQ(kept->r3dFile()->Resolution(), 2);
 
-    // A clip wider than 4096 that will blur is decoded at half size.
-    sdktest::SdkClip wide = sdktest::BasicClip(4097, 2, 1);
-    wide.audioBlocks.clear();
-    const std::string widePath = Written(dir, "A002_C001_0101AB_001.R3D", wide);
-    R3DFile blurred(1), sharp(1);
-    ASSERT_TRUE(blurred.LoadR3DClip(widePath, 4097, 2, false, true));
-    ASSERT_TRUE(sharp.LoadR3DClip(widePath, 4097, 2, false, false));
-    EXPECT_EQ(blurred.Resolution(), 2);
-    EXPECT_EQ(sharp.Resolution(), 1);
-    sdktest::SdkClip k4 = sdktest::BasicClip(4096, 2, 1);
-    k4.audioBlocks.clear();
-    R3DFile fourK(1);
-    ASSERT_TRUE(fourK.LoadR3DClip(Written(dir, "A003_C001_0101AB_001.R3D", k4), 4096, 2, false, true));
-    EXPECT_EQ(fourK.Resolution(), 1);
+    // Only a clip wider than 4096 that will blur is decoded at half size.
+    const struct {
+        const char* name;
+        uint32_t clipWidth, clipHeight;
+        int32_t askWidth;
+        bool blur;
+        int divisor;
+    } loads[] = {{"no size asked", 64, 32, 0, false, 16},
+                 {"wider than 4096, blurred", 4097, 2, 4097, true, 2},
+                 {"wider than 4096, sharp", 4097, 2, 4097, false, 1},
+                 {"4096, blurred", 4096, 2, 4096, true, 1}};
+    int n = 1;
+    for (const auto& l : loads) {
+        sdktest::SdkClip c = sdktest::BasicClip(l.clipWidth, l.clipHeight, 1);
+        c.audioBlocks.clear();
+        R3DFile file(1);
+        ASSERT_TRUE(file.LoadR3DClip(Written(dir, "A00" + std::to_string(++n) + "_C001_0101AB_001.R3D", c), l.askWidth,
+                                     l.askWidth ? 2 : 0, false, l.blur))
+            << l.name;
+        EXPECT_EQ(file.Resolution(), l.divisor) << l.name;
+    }
 
     // Sizes before the open come from the clip at the source's own divisor.
     R3DSource probe;
@@ -234,21 +240,16 @@ TEST(R3DSource, ExtractedAudioMatchesTheWrittenSamples) {
     std::filesystem::create_directories(dir / "out");
     ASSERT_TRUE(s->ExtractAudio(au));
     const std::string bytes = test::ReadWholeFile(au);
-    auto be32 = [&](size_t at) {
-        return uint32_t(uint8_t(bytes[at])) << 24 | uint32_t(uint8_t(bytes[at + 1])) << 16 |
-               uint32_t(uint8_t(bytes[at + 2])) << 8 | uint8_t(bytes[at + 3]);
-    };
-    ASSERT_GE(bytes.size(), 28u);
-    // Magic, data offset, unknown size, 32-bit linear, rate, channels.
-    EXPECT_EQ((std::vector{be32(0), be32(4), be32(8), be32(12), be32(16), be32(20)}),
-              (std::vector<uint32_t>{0x2E736E64, 28, 0xFFFFFFFF, 5, 44100, 3}));
+    const auto header = AuHeader(44100, 3);
+    EXPECT_EQ(bytes.substr(0, 28), std::string(header.begin(), header.end()));
     std::vector<int32_t> all;
     for (size_t b = 0; b < 3; ++b) {
         const auto block = sdktest::Samples(b, c.audioBlocks[b], 3);
         all.insert(all.end(), block.begin(), block.end());
     }
     ASSERT_EQ(bytes.size(), 28 + all.size() * 4);
-    for (size_t i = 0; i < all.size(); ++i) ASSERT_EQ(be32(28 + i * 4), uint32_t(all[i])) << "sample " << i;
+    for (size_t i = 0; i < all.size(); ++i)
+        ASSERT_EQ(test::BigEndian32(bytes, 28 + i * 4), uint32_t(all[i])) << "sample " << i;
 
     // No audio: true and no file; a folder that is not there: false and nothing left behind.
     sdktest::SdkClip silent = sdktest::BasicClip(16, 8, 1);
