@@ -86,45 +86,32 @@ TEST_F(RenderAppStateTest, RawClipWithoutATableForItsCameraFallsBackToTheRawChai
     struct Row {
         const char* name;
         int stateBefore;  // what the application worked on before the render
+        bool movieAfter;  // a movie clip follows the raw one in the queue
+        int stateAfter;
     };
-    for (const Row& row : {Row{"after a movie (the state at start)", 1}, Row{"after a raw clip", 0}}) {
+    for (const Row& row : {Row{"after a movie (the state at start)", 1, false, 0}, Row{"after a raw clip", 0, false, 0},
+                           Row{"a movie after it puts the state back to movies", 1, true, 1}}) {
         SCOPED_TRACE(row.name);
         RenderManager::Instance().Reset();
         loads_->firstEntry.clear();
         loads_->state.clear();
         AppState::Instance().setState(row.stateBefore);
-        TestPatternConfig config;
-        config.sourceType = "RedOne";  // a camera whose profile is not installed
-        config.frames = 2;
-        test::ScopedTestPatternSources sources(config);
+        TestPatternConfig raw, movie;
+        raw.sourceType = "RedOne";  // a camera whose profile is not installed
+        raw.frames = movie.frames = 2;
+        test::ScopedTestPatternSources sources({{ClipPath("A001_C001_0101AB_001.R3D"), raw}}, movie);
         auto clip = ClipSettings::Make();
         clip->setStockName("5213");
-        out_->setOutputDirectory(dir_ / ("out-" + std::to_string(row.stateBefore)));
-        auto item = Item("A001_C001_0101AB_001.R3D", 2, clip);
-        Run({item});
-        EXPECT_FALSE(item->errorState()) << item->errorMessage();
-        ASSERT_EQ(loads_->firstEntry.size(), 1u);
+        out_->setOutputDirectory(dir_ / ("out-" + std::string(row.name)));
+        std::vector<RenderManagerItemPtr> items = {Item("A001_C001_0101AB_001.R3D", 2, clip)};
+        if (row.movieAfter) items.push_back(Item("holiday.mov", 2));  // a ".mov" takes the movie source type
+        Run(items);
+        for (const auto& item : items) EXPECT_FALSE(item->errorState()) << item->errorMessage();
+        ASSERT_EQ(loads_->firstEntry.size(), 1u) << "only the raw clip draws through the render's look stage";
         EXPECT_FLOAT_EQ(loads_->firstEntry[0], kRawFallback) << "the movie chain's table was loaded";
         EXPECT_EQ(loads_->state[0], 0);
-        EXPECT_EQ(AppState::Instance().State(), 0);
+        EXPECT_EQ(AppState::Instance().State(), row.stateAfter);
     }
-}
-
-TEST_F(RenderAppStateTest, MovieClipAfterARawClipPutsTheStateBackToMovies) {
-    TestPatternConfig raw;
-    raw.sourceType = "RedOne";
-    raw.frames = 2;
-    TestPatternConfig movie;
-    movie.frames = 2;  // a ".mov" takes the movie source type
-    test::ScopedTestPatternSources sources({{ClipPath("B001_C001_0101AB_001.R3D"), raw}}, movie);
-    auto rawItem = Item("B001_C001_0101AB_001.R3D", 2);
-    auto movieItem = Item("holiday.mov", 2);
-    Run({rawItem, movieItem});
-    EXPECT_FALSE(rawItem->errorState()) << rawItem->errorMessage();
-    EXPECT_FALSE(movieItem->errorState()) << movieItem->errorMessage();
-    ASSERT_EQ(loads_->state.size(), 1u) << "only the raw clip draws through the render's look stage";
-    EXPECT_EQ(loads_->state[0], 0);
-    EXPECT_EQ(AppState::Instance().State(), 1);
 }
 
 }  // namespace

@@ -8,15 +8,13 @@
 #include "r3d/sdk/SdkClips.h"
 #include "sources/AuFile.h"
 #include "sources/R3DSource.h"
+#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
 
-uint32_t Be32(const std::string& bytes, size_t at) {
-    return uint32_t(uint8_t(bytes[at])) << 24 | uint32_t(uint8_t(bytes[at + 1])) << 16 |
-           uint32_t(uint8_t(bytes[at + 2])) << 8 | uint8_t(bytes[at + 3]);
-}
+using test::BigEndian32;
 
 std::unique_ptr<R3DSource> Open(const std::string& path, const sdktest::SdkClip& c) {
     EXPECT_EQ(sdktest::WriteSdkClip(path, c), "") << path;
@@ -38,8 +36,8 @@ TEST(AuExtractDecisions, KeepsWholeRateAndChannelWordsInTheHeader_NotOnlyLow16Bi
         SCOPED_TRACE(row.name);
         const auto h = AuHeader(row.rate, row.channels);
         const std::string bytes(h.begin(), h.end());
-        EXPECT_EQ(Be32(bytes, 16), row.rate);
-        EXPECT_EQ(Be32(bytes, 20), row.channels);
+        EXPECT_EQ(BigEndian32(bytes, 16), row.rate);
+        EXPECT_EQ(BigEndian32(bytes, 20), row.channels);
     }
     // And so in a file extracted from a 96 kHz clip, which a cut word would play at 30,464 Hz.
     test::TempDir dir;
@@ -49,8 +47,8 @@ TEST(AuExtractDecisions, KeepsWholeRateAndChannelWordsInTheHeader_NotOnlyLow16Bi
     ASSERT_TRUE(s->ExtractAudio(dir / "a.au"));
     const std::string au = test::ReadWholeFile(dir / "a.au");
     ASSERT_GE(au.size(), kAuHeaderBytes);
-    EXPECT_EQ(Be32(au, 16), 96000u);
-    EXPECT_EQ(Be32(au, 20), 2u);
+    EXPECT_EQ(BigEndian32(au, 16), 96000u);
+    EXPECT_EQ(BigEndian32(au, 20), 2u);
 }
 
 TEST(AuExtractDecisions, WritesNoAuWhenABlockCannotBeRead_NotWhateverSizeTheBlockReturned) {
@@ -73,8 +71,7 @@ TEST(AuExtractDecisions, WritesNoAuWhenABlockCannotBeRead_NotWhateverSizeTheBloc
     EXPECT_EQ(test::ReadWholeFile(au), "an earlier extract") << "the file on disk was replaced by a broken one";
     EXPECT_TRUE(log.Contains("Audio block 1 ")) << "the message names the block";
     EXPECT_TRUE(log.Contains(au)) << "and the file not written";
-    for (const auto& e : std::filesystem::directory_iterator(dir.path()))
-        EXPECT_EQ(e.path().filename().string().rfind(".", 0), std::string::npos) << "left behind: " << e.path();
+    EXPECT_TRUE(test::HiddenFiles(dir.path()).empty()) << "a temporary file was left behind";
 }
 
 }  // namespace
