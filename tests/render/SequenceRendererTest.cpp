@@ -215,7 +215,6 @@ TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheR
             locked = std::make_unique<test::UnwritableFolder>(folder);
             if (!locked->works()) continue;  // this process can write into any folder
         }
-        LogCapture log;
         this->Run({failing, next}, [&] {
             if (fromStart || this->FilesIn(folder).size() < 2) return false;
             if (r.reel == "A001")
@@ -230,7 +229,6 @@ TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheR
         ASSERT_TRUE(failing->errorState());
         EXPECT_NE(failing->errorMessage().find(r.why), std::string::npos) << failing->errorMessage();
         EXPECT_NE(failing->errorMessage().find("was not written"), std::string::npos) << failing->errorMessage();
-        EXPECT_TRUE(log.Contains("was not written")) << "the failure is in the log";
         EXPECT_LT(failing->framesRendered(), fromStart ? 1 : 200) << "the clip stopped at the failure";
         if (r.reel == "A001") {
             const auto written = this->FilesIn(folder);
