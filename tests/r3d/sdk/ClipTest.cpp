@@ -27,6 +27,14 @@ Aligned Allocate(size_t bytes, size_t alignment = 16) {
     return Aligned(static_cast<uint8_t*>(std::aligned_alloc(alignment, rounded)));
 }
 
+// A job that decodes into `buffer`, `bytes` long.
+VideoDecodeJob JobFor(const Aligned& buffer, size_t bytes) {
+    VideoDecodeJob job;
+    job.outputBuffer = buffer.get();
+    job.outputBufferSize = bytes;
+    return job;
+}
+
 std::string Written(const test::TempDir& dir, const std::string& name, const sdktest::SdkClip& c) {
     const std::string path = dir / name;
     const std::string error = sdktest::WriteSdkClip(path, c);
@@ -43,13 +51,14 @@ TEST(SdkClip, OpensClipsAndRefusesWhatIsNone) {
     EXPECT_EQ(none.Timecode(0), "");
     EXPECT_EQ(none.MetadataItemAsString("reel_id"), "");
 
-    EXPECT_EQ(Clip("").Status(), kClipNoPath);
-    EXPECT_EQ(Clip(dir / "absent_001.R3D").Status(), kClipCannotOpen);
     test::WriteWholeFile(dir / "text_001.R3D", std::string(5000, 'x'));
-    EXPECT_EQ(Clip(dir / "text_001.R3D").Status(), kClipNotAClip);
-    // A folder cannot be opened as a file; it was once taken for a lack of memory.
     std::filesystem::create_directory(dir / "folder_001.R3D");
-    EXPECT_EQ(Clip(dir / "folder_001.R3D").Status(), kClipCannotOpen);
+    // A folder cannot be opened as a file; it was once taken for a lack of memory.
+    for (const auto& [path, status] : {std::pair{std::string(), kClipNoPath},
+                                       {dir / "absent_001.R3D", kClipCannotOpen},
+                                       {dir / "text_001.R3D", kClipNotAClip},
+                                       {dir / "folder_001.R3D", kClipCannotOpen}})
+        EXPECT_EQ(Clip(path).Status(), status) << path;
 
     const std::string path = Written(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(40, 20, 4));
     Clip clip(path);
@@ -140,10 +149,8 @@ TEST(SdkClip, DecodedFramesEqualTheWrittenPictureAtEveryResolutionAndLayout) {
             const size_t row = size_t(w) * 6 + 10;
             auto buffer = Allocate(row * h);
             std::memset(buffer.get(), 0xAB, row * h);
-            VideoDecodeJob job;
+            VideoDecodeJob job = JobFor(buffer, row * h);
             job.mode = m.mode;
-            job.outputBuffer = buffer.get();
-            job.outputBufferSize = row * h;
             job.bytesPerRow = row;
             ASSERT_EQ(clip.DecodeVideoFrame(size_t(frame), job), kDecodeOk);
             for (uint32_t y = 0; y < h; ++y) {
@@ -154,11 +161,9 @@ TEST(SdkClip, DecodedFramesEqualTheWrittenPictureAtEveryResolutionAndLayout) {
 
             // Planar: three planes of the same samples.
             auto planes = Allocate(size_t(w) * h * 6);
-            VideoDecodeJob planar = job;
+            VideoDecodeJob planar = JobFor(planes, size_t(w) * h * 6);
+            planar.mode = m.mode;
             planar.pixelType = kPixelRGB16Planar;
-            planar.outputBuffer = planes.get();
-            planar.outputBufferSize = size_t(w) * h * 6;
-            planar.bytesPerRow = 0;
             ASSERT_EQ(clip.DecodeVideoFrame(size_t(frame), planar), kDecodeOk);
             const auto* p = reinterpret_cast<const uint16_t*>(planes.get());
             for (size_t i = 0; i < size_t(w) * h; ++i)
@@ -172,9 +177,7 @@ TEST(SdkClip, DecodeJobsThatCannotBeServedGetTheirStatus) {
     test::TempDir dir;
     Clip clip(Written(dir, "A007_C003_0101AB_001.R3D", sdktest::BasicClip(32, 16, 2)));
     auto buffer = Allocate(32 * 16 * 6 + 16);
-    VideoDecodeJob job;
-    job.outputBuffer = buffer.get();
-    job.outputBufferSize = 32 * 16 * 6;
+    VideoDecodeJob job = JobFor(buffer, 32 * 16 * 6);
     EXPECT_EQ(clip.DecodeVideoFrame(0, job), kDecodeOk);
     EXPECT_EQ(clip.DecodeVideoFrame(2, job), kDecodeInvalidParameter);
     EXPECT_EQ(Clip().DecodeVideoFrame(0, job), kDecodeClipNotOpen);
@@ -208,9 +211,7 @@ TEST(SdkClip, TheMakersImageDataGetsItsOwnStatusWhileMetadataTimecodeAndAudioSti
     ASSERT_EQ(clip.Status(), kClipLoaded);
     auto buffer = Allocate(32 * 16 * 6);
     std::memset(buffer.get(), 0x5A, 32 * 16 * 6);
-    VideoDecodeJob job;
-    job.outputBuffer = buffer.get();
-    job.outputBufferSize = 32 * 16 * 6;
+    VideoDecodeJob job = JobFor(buffer, 32 * 16 * 6);
     EXPECT_EQ(clip.DecodeVideoFrame(1, job), kDecodeNeedsMakersDecoder);
     EXPECT_STREQ(DecodeStatusText(kDecodeNeedsMakersDecoder),
                  "this frame's image data needs the camera maker's decoder");
@@ -243,9 +244,7 @@ TEST(SdkClip, DamagedPayloadIsNoPicture) {
     Clip clip(path);
     ASSERT_EQ(clip.Status(), kClipLoaded);
     auto buffer = Allocate(32 * 16 * 6);
-    VideoDecodeJob job;
-    job.outputBuffer = buffer.get();
-    job.outputBufferSize = 32 * 16 * 6;
+    VideoDecodeJob job = JobFor(buffer, 32 * 16 * 6);
     EXPECT_EQ(clip.DecodeVideoFrame(0, job), kDecodeDamagedImageData);
 }
 
@@ -256,9 +255,7 @@ TEST(SdkClip, DevelopmentFollowsExposureIsoWhiteBalanceAndTheExtractCurves) {
     const auto decode = [&](const ImageProcessingSettings& s) {
         std::vector<uint16_t> out(32 * 16 * 3);
         auto buffer = Allocate(out.size() * 2);
-        VideoDecodeJob job;
-        job.outputBuffer = buffer.get();
-        job.outputBufferSize = out.size() * 2;
+        VideoDecodeJob job = JobFor(buffer, out.size() * 2);
         job.imageProcessingSettings = &s;
         EXPECT_EQ(clip.DecodeVideoFrame(0, job), kDecodeOk);
         std::memcpy(out.data(), buffer.get(), out.size() * 2);
