@@ -81,13 +81,11 @@ Contents ReadAll(ClipLoader& clip) {
 }
 
 struct Corpus {
-    std::string dir;
     std::string name;      // the file that gets damaged
     std::string openPath;  // the file the clip is opened from
     std::vector<uint8_t> original;
     Contents good;
     int alignment = 0;
-    size_t files = 0;
     size_t checked = 0;
 
     // Writes the damaged bytes in place of the good file, opens the clip and judges it.
@@ -111,7 +109,6 @@ struct Corpus {
 
 Corpus Prepare(const std::string& dir, const std::string& tag, const ClipPlan& plan, size_t damagedFile) {
     Corpus c;
-    c.dir = dir;
     const auto paths = WriteClip(dir + "/" + tag + "_001.R3D", plan);
     EXPECT_GT(paths.size(), damagedFile);
     c.name = paths.at(damagedFile);
