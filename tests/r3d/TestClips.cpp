@@ -2,10 +2,9 @@
 
 #include "r3d/MetadataMapper.h"
 
-#include <gtest/gtest.h>
+#include "support/TempDir.h"
 
-#include <fstream>
-#include <iterator>
+#include <gtest/gtest.h>
 
 namespace ombrel::r3d::test {
 
@@ -61,13 +60,12 @@ std::string DumpStore(const MetadataStore& store) {
 }
 
 std::vector<uint8_t> ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+    const std::string bytes = ombrel::test::ReadWholeFile(path);
+    return {bytes.begin(), bytes.end()};
 }
 
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    ombrel::test::WriteWholeFile(path, std::string(bytes.begin(), bytes.end()));
 }
 
 }  // namespace ombrel::r3d::test
