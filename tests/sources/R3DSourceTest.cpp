@@ -193,18 +193,17 @@ TEST(R3DSource, PlanarAndInterleavedLayoutsDescribeTheProcessedBuffer) {
     planar.SetPlanar(true);
     planar.setDebayer(1);
     ASSERT_TRUE(planar.OpenFileForOutputSize(path, false));
-    EXPECT_EQ(planar.bytesPerPlane(), 32 * 16 * 2);
-    EXPECT_EQ(planar.bytesPerRow(), 64);
+    // Full resolution keeps four slots of 12 bytes a pixel; the decoder writes rows of 6.
+    const R3DFile& file = *planar.r3dFile();
+    EXPECT_EQ(std::tuple(planar.bytesPerPlane(), planar.bytesPerRow(), file.bufferCount(), file.slotBytes(),
+                         file.decodeJob().bytesPerRow),
+              std::tuple(32 * 16 * 2, 64, 4, size_t(32) * 16 * 12, size_t(32) * 6));
     EXPECT_EQ(planar.altPlanes()[1], planar.ProcessedBuffer() + 32 * 16 * 2);
     EXPECT_EQ(planar.altPlanes()[3], nullptr);
-    EXPECT_EQ(planar.r3dFile()->bufferCount(), 4);  // full resolution keeps four slots
-    EXPECT_EQ(planar.r3dFile()->slotBytes(), size_t(32) * 16 * 12);
-    EXPECT_EQ(planar.r3dFile()->decodeJob().bytesPerRow, size_t(32) * 6);
     R3DSource interleaved;
     interleaved.setDebayer(2);
     ASSERT_TRUE(interleaved.OpenFileForOutputSize(path, false));
-    EXPECT_EQ(interleaved.Width(), 16u);
-    EXPECT_EQ(interleaved.bytesPerRow(), 16 * 6);
+    EXPECT_EQ(std::tuple(interleaved.Width(), interleaved.bytesPerRow()), std::tuple(16u, 16 * 6));
     EXPECT_EQ(interleaved.altPlanes()[0], interleaved.ProcessedBuffer());
     EXPECT_EQ(interleaved.altPlanes()[1], nullptr);
     ASSERT_NE(interleaved.ImageRep(), nullptr);
@@ -278,12 +277,9 @@ TEST(R3DSource, TimecodeAndEdgeCodeOfTheFirstAndLastFrame) {
     EXPECT_EQ(s->MetadataKelvin(), 3200u);
 
     R3DSource none;
-    EXPECT_EQ(none.Timecode(0), TimecodeValues{});
-    EXPECT_EQ(none.TimecodeString(), "");
-    EXPECT_EQ(none.EdgecodeString(0), "");
-    EXPECT_EQ(none.MetadataKelvin(), 5600u);
-    EXPECT_EQ(none.FramesPerSecond(), 0.0f);
-    EXPECT_EQ(none.FramesInClip(), 0u);
+    EXPECT_EQ(std::tuple(none.Timecode(0), none.TimecodeString() + none.EdgecodeString(0), none.MetadataKelvin(),
+                         none.FramesPerSecond(), none.FramesInClip()),
+              std::tuple(TimecodeValues{}, "", 5600u, 0.0f, 0u));
 
     // Above 30 fps the "." frame is the first of its step: frames count in the clip's own rate.
     sdktest::SdkClip fast = sdktest::BasicClip(16, 8, 4);
