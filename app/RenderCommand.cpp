@@ -328,12 +328,13 @@ int RunRender(const RenderOptions& o) {
 
     ClipSettings look;
     if (o.settingsFile) {
-        std::string error;
-        PlistValue dict = PlistValue::ReadFromFile(*o.settingsFile, &error);
-        if (!dict.isDict()) {
+        PlistValue dict;
+        const Status read = PlistValue::ReadFromFile(*o.settingsFile, &dict);
+        if (!read.ok() || !dict.isDict()) {
             static const char* const kTypeNames[] = {"nothing", "a boolean", "an integer", "a real number", "a string",
                                                      "data",    "a date",    "an array",   "a dictionary"};
-            if (!dict.isNull())
+            std::string error = read.message();
+            if (read.ok())
                 error = *o.settingsFile + ": its top level is " + kTypeNames[static_cast<int>(dict.type())] +
                         ", not a dictionary of clip settings";
             std::fprintf(stderr, "ombrel render: cannot read settings %s\n", error.c_str());

@@ -410,45 +410,30 @@ std::string PlistValue::ToXml() const {
     return out;
 }
 
-PlistValue PlistValue::FromXml(std::string_view text, std::string* error) {
+Status PlistValue::FromXml(std::string_view text, PlistValue* out) {
     const bool binary = text.substr(0, 6) == "bplist";
     // The XML reader takes any depth without recursing; the binary one recurses.
-    if (const std::string shape = binary ? BinaryShapeFault(text) : ""; !shape.empty()) {
-        if (error) *error = shape;
-        return {};
-    }
+    if (const std::string shape = binary ? BinaryShapeFault(text) : ""; !shape.empty()) return InvalidError(shape);
     plist_t raw = nullptr;
     if (!text.empty()) plist_from_memory(text.data(), static_cast<uint32_t>(text.size()), &raw);
     PlistPtr node(raw);
-    if (!node) {
-        if (error) *error = "not a property list";
-        return {};
-    }
+    if (!node) return InvalidError("not a property list");
     bool tooDeep = false;
     PlistValue value = FromNode(node.get(), 1, &tooDeep);
-    if (tooDeep) {
-        if (error) *error = "nested deeper than " + std::to_string(kMaxPlistDepth) + " levels";
-        return {};
-    }
-    return value;
+    if (tooDeep) return InvalidError("nested deeper than " + std::to_string(kMaxPlistDepth) + " levels");
+    // A top level of a kind we do not keep (a UID, a null node) reads as nothing.
+    if (value.isNull()) return InvalidError("not a property list");
+    if (out) *out = std::move(value);
+    return OkStatus();
 }
 
-bool PlistValue::WriteToFile(const std::string& path, std::string* error) const {
-    const Status written = WriteFileAtomically(path, ToXml());
-    if (!written.ok() && error) *error = written.message();
-    return written.ok();
-}
+Status PlistValue::WriteToFile(const std::string& path) const { return WriteFileAtomically(path, ToXml()); }
 
-PlistValue PlistValue::ReadFromFile(const std::string& path, std::string* error) {
+Status PlistValue::ReadFromFile(const std::string& path, PlistValue* out) {
     std::string text;
-    if (const Status read = ReadRegularFile(path, &text); !read.ok()) {
-        if (error) *error = read.message();
-        return {};
-    }
-    std::string inner;
-    PlistValue v = FromXml(text, &inner);
-    if (v.isNull() && error) *error = path + ": " + inner;
-    return v;
+    if (Status read = ReadRegularFile(path, &text); !read.ok()) return read;
+    if (Status parsed = FromXml(text, out); !parsed.ok()) return {parsed.code(), path + ": " + parsed.message()};
+    return OkStatus();
 }
 
 std::string PlistValue::Description(int indent) const {

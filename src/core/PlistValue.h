@@ -9,6 +9,8 @@
 #include <variant>
 #include <vector>
 
+#include "core/Status.h"
+
 namespace ombrel {
 
 // A property-list value: the persistent form of every record in Ombrel.
@@ -82,13 +84,13 @@ public:
     // XML property-list text, through libplist. A null value cannot be written
     // and is left out of containers.
     std::string ToXml() const;
-    // Parses XML (or binary) property-list text. On failure returns null and sets *error.
-    static PlistValue FromXml(std::string_view text, std::string* error = nullptr);
+    // Parses XML (or binary) property-list text into *out; *out is set only on success.
+    static Status FromXml(std::string_view text, PlistValue* out);
 
     // File helpers. Writing goes to a temporary file in the same folder, then renames,
     // so a crash or a full disk never leaves a truncated file behind.
-    bool WriteToFile(const std::string& path, std::string* error = nullptr) const;
-    static PlistValue ReadFromFile(const std::string& path, std::string* error = nullptr);
+    Status WriteToFile(const std::string& path) const;
+    static Status ReadFromFile(const std::string& path, PlistValue* out);
 
     // The standard text form, as a property list prints in a log or a usage report.
     std::string Description(int indent = 0) const;

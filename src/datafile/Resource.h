@@ -6,14 +6,16 @@
 
 #include <string>
 
+#include "core/Status.h"
+
 namespace ombrel {
 
 // Where the resource would be, whether or not it is there.
 std::string ResourcePath(const std::string& name);
 
-// The resource's path when it is a readable regular file; otherwise "" and, when asked,
+// The resource's path in *path when it is a readable regular file; otherwise kNotFound with
 // the same text RequireResource logs before it stops the program.
-std::string FindResource(const std::string& name, std::string* whyMissing = nullptr);
+Status FindResource(const std::string& name, std::string* path);
 
 // The resource's path. A missing resource means a broken installation: the path searched
 // is logged and the program aborts.

@@ -168,8 +168,8 @@ Status ProjectFile::ReadPropertyList(const std::string& path, PlistValue* out) {
     if (!binary) {
         if (std::string fault = LocateFault(text); !fault.empty()) return InvalidError(path + ", " + fault);
     }
-    PlistValue value = PlistValue::FromXml(text);
-    if (value.isNull())
+    PlistValue value;
+    if (!PlistValue::FromXml(text, &value).ok())
         return InvalidError(path + (binary ? ": not a readable binary property list" : ": not a property list"));
     if (out) *out = std::move(value);
     return OkStatus();
@@ -260,10 +260,9 @@ std::string ProjectFile::AutosavePath() {
     fs::create_directories(folder, ec);
     const std::string path = AppendingPathComponent(folder, std::string(kAutosaveName) + "." + kExtension);
     if (fs::exists(path, ec)) return path;
-    std::string why;
-    const std::string resource = FindResource(kAutosaveResource, &why);
-    if (resource.empty()) {
-        LogWarn("{}", why);
+    std::string resource;
+    if (const Status found = FindResource(kAutosaveResource, &resource); !found.ok()) {
+        LogWarn("{}", found.message());
         return path;
     }
     std::ifstream in(resource, std::ios::binary);

@@ -55,8 +55,8 @@ bool MoveFile(const std::string& from, const std::string& to) {
 
 PlistValue ReadListFile(const std::string& path) {
     if (!FileExists(path)) return {};
-    PlistValue list = PlistValue::ReadFromFile(path);
-    return list.isDict() ? list : PlistValue{};
+    PlistValue list;
+    return PlistValue::ReadFromFile(path, &list).ok() && list.isDict() ? list : PlistValue{};
 }
 
 // A stored grain scale that is not above 0 would stop the program at the next copy;
@@ -321,12 +321,12 @@ bool SettingsManager::CreateLibraryShell(const std::string& name) {
     if (ec) LogWarn("Cannot make the preset library {}: {}", folder, ec.message());
     const std::string listPath = PresetLibraryPlistPathForName(name);
     if (FileExists(listPath)) return true;
-    std::string why;
-    const std::string templatePath = FindResource(kPresetTemplateResource, &why);
-    PlistValue list = templatePath.empty() ? PlistValue{} : PlistValue::ReadFromFile(templatePath);
-    if (!list.isDict()) {
+    std::string templatePath;
+    const Status found = FindResource(kPresetTemplateResource, &templatePath);
+    PlistValue list;
+    if (!found.ok() || !PlistValue::ReadFromFile(templatePath, &list).ok() || !list.isDict()) {
         // A library is still usable without the shipped template: it only holds "Presets".
-        LogWarn("{}", templatePath.empty() ? why : "Cannot read " + templatePath);
+        LogWarn("{}", found.ok() ? "Cannot read " + templatePath : found.message());
         list = PlistValue::MakeDict();
     }
     if (!list["Presets"].isDict()) list.set("Presets", PlistValue::MakeDict());
@@ -609,7 +609,8 @@ void SettingsManager::LoadCustomCodecList() {
     customCodecs_.clear();
     const std::string path = CustomCodecListPath();
     if (!FileExists(path)) return;
-    PlistValue list = PlistValue::ReadFromFile(path);
+    PlistValue list;
+    if (!PlistValue::ReadFromFile(path, &list).ok()) return;
     for (const auto& entry : list["codecList"].asArray()) {
         CustomCodec codec;
         codec.LoadFromDictionary(entry);

@@ -39,7 +39,7 @@ struct Scratch {
         test::WriteWholeFile(dir / "notes_001.R3D", "these are notes, not pictures");
         PlistValue empty = PlistValue::MakeDict();
         empty.set("Paths", PlistValue::MakeArray());
-        EXPECT_TRUE(empty.WriteToFile(dir / "empty.xml"));
+        EXPECT_TRUE(empty.WriteToFile(dir / "empty.xml").ok());
         std::filesystem::create_directories(dir / "folder_001.R3D");
         MakeFifo(dir / "pipe.xml");
         MakeFifo(dir / "pipe_001.R3D");

@@ -57,7 +57,7 @@ struct Project {
         dict.set("SnippetList", snippets);
         Save();
     }
-    void Save() const { EXPECT_TRUE(dict.WriteToFile(path)); }
+    void Save() const { EXPECT_TRUE(dict.WriteToFile(path).ok()); }
 };
 
 TEST(ProjectCli, ShowListsTheClipsInShotListOrderWithTheirKeySettings) {
@@ -125,7 +125,7 @@ struct SmallProject {
     PlistValue dict = Dict({{"Paths", Array({clip})}});
     test::ShellResult Render(const PlistValue& output, const std::string& more = "") {
         dict.set("outputSettings", output);
-        EXPECT_TRUE(dict.WriteToFile(path));
+        EXPECT_TRUE(dict.WriteToFile(path).ok());
         return Ombrel("render --cpu --project " + path + more);
     }
 };

@@ -56,14 +56,14 @@ class PlistDepth : public ::testing::TestWithParam<DepthRow> {};
 
 TEST_P(PlistDepth, DeepListsAreRefusedWithTheBound) {
     const DepthRow& row = GetParam();
-    std::string error;
-    const PlistValue v = PlistValue::FromXml(row.text, &error);
+    PlistValue v;
+    const Status read = PlistValue::FromXml(row.text, &v);
     if (row.readable) {
-        EXPECT_FALSE(v.isNull()) << error;
-        EXPECT_TRUE(error.empty()) << error;
+        EXPECT_TRUE(read.ok()) << read.message();
+        EXPECT_FALSE(v.isNull());
     } else {
         EXPECT_TRUE(v.isNull());
-        EXPECT_NE(error.find(std::to_string(kMaxPlistDepth)), std::string::npos) << error;
+        EXPECT_NE(read.message().find(std::to_string(kMaxPlistDepth)), std::string::npos) << read.message();
     }
 }
 
@@ -82,11 +82,13 @@ INSTANTIATE_TEST_SUITE_P(Lists, PlistDepth,
 
 TEST(PlistDepth, ABinaryListThatSharesOneObjectManyTimesOverIsRefused) {
     // 40 levels of two references each: 2^40 values once copied out.
-    std::string error;
-    EXPECT_TRUE(PlistValue::FromXml(BinaryChain(40, 2), &error).isNull());
-    EXPECT_NE(error.find("values once shared objects are copied"), std::string::npos) << error;
+    PlistValue v;
+    const Status read = PlistValue::FromXml(BinaryChain(40, 2), &v);
+    EXPECT_TRUE(v.isNull());
+    EXPECT_NE(read.message().find("values once shared objects are copied"), std::string::npos) << read.message();
     // A small one of the same shape reads.
-    EXPECT_EQ(PlistValue::FromXml(BinaryChain(4, 2), &error).size(), 2u) << error;
+    EXPECT_TRUE(PlistValue::FromXml(BinaryChain(4, 2), &v).ok());
+    EXPECT_EQ(v.size(), 2u);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "support/Plists.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -40,9 +41,8 @@ TEST(PlistValue, EveryTypeSurvivesXmlRoundTrip) {
     PlistValue d = EveryType();
     std::string xml = d.ToXml();
     ASSERT_NE(xml.find("<plist"), std::string::npos);
-    std::string error;
-    PlistValue back = PlistValue::FromXml(xml, &error);
-    ASSERT_TRUE(back.isDict()) << error;
+    PlistValue back = test::ParsePlist(xml);
+    ASSERT_TRUE(back.isDict());
     EXPECT_EQ(back, d);
     EXPECT_EQ(back["negative"].asInt(), -7);
     EXPECT_EQ(back["min"].asInt(), std::numeric_limits<int64_t>::min());
@@ -99,7 +99,7 @@ TEST(PlistValue, HandWrittenXmlWithUnusualFormsParses) {
 </dict>
 </plist>
 )";
-    PlistValue v = PlistValue::FromXml(xml);
+    PlistValue v = test::ParsePlist(xml);
     ASSERT_TRUE(v.isDict());
     EXPECT_EQ(v["kelvin"].asReal(), 5600.0);
     EXPECT_EQ(v["count"].asInt(), -12);
@@ -109,30 +109,33 @@ TEST(PlistValue, HandWrittenXmlWithUnusualFormsParses) {
 }
 
 TEST(PlistValue, BrokenTextIsRefusedWithAMessage) {
-    std::string error;
-    EXPECT_TRUE(PlistValue::FromXml("<plist><dict><key>a</key>", &error).isNull());
-    EXPECT_FALSE(error.empty());
-    error.clear();
-    EXPECT_TRUE(PlistValue::FromXml("", &error).isNull());
-    EXPECT_FALSE(error.empty());
+    PlistValue v;
+    const Status broken = PlistValue::FromXml("<plist><dict><key>a</key>", &v);
+    EXPECT_EQ(broken.code(), Status::Code::kInvalid);
+    EXPECT_FALSE(broken.message().empty());
+    EXPECT_TRUE(v.isNull());
+    EXPECT_FALSE(PlistValue::FromXml("", &v).message().empty());
 }
 
 TEST(PlistValue, FileWriteReplacesWholeAndReadReportsMissingFile) {
     test::TempDir dir;
     std::string path = dir / "settings.plist";
     PlistValue d = EveryType();
-    std::string error;
-    ASSERT_TRUE(d.WriteToFile(path, &error)) << error;
-    EXPECT_EQ(PlistValue::ReadFromFile(path), d);
+    ASSERT_TRUE(d.WriteToFile(path).ok());
+    EXPECT_EQ(test::ReadPlist(path), d);
     PlistValue small = PlistValue::MakeDict();
     small.set("a", 1);
-    ASSERT_TRUE(small.WriteToFile(path));
-    EXPECT_EQ(PlistValue::ReadFromFile(path), small);
+    ASSERT_TRUE(small.WriteToFile(path).ok());
+    EXPECT_EQ(test::ReadPlist(path), small);
 
-    EXPECT_TRUE(PlistValue::ReadFromFile(dir / "absent.plist", &error).isNull());
-    EXPECT_NE(error.find("absent.plist"), std::string::npos);
-    EXPECT_FALSE(small.WriteToFile(dir / "no/such/folder/x.plist", &error));
-    EXPECT_NE(error.find("x.plist"), std::string::npos);
+    PlistValue absent;
+    const Status missing = PlistValue::ReadFromFile(dir / "absent.plist", &absent);
+    EXPECT_EQ(missing.code(), Status::Code::kNotFound);
+    EXPECT_NE(missing.message().find("absent.plist"), std::string::npos);
+    EXPECT_TRUE(absent.isNull());
+    const Status unwritable = small.WriteToFile(dir / "no/such/folder/x.plist");
+    EXPECT_FALSE(unwritable.ok());
+    EXPECT_NE(unwritable.message().find("x.plist"), std::string::npos);
 }
 
 TEST(PlistValue, DescriptionIsTheStandardTextForm) {

@@ -53,13 +53,13 @@ struct Inputs {
         output.set("format", 20);  // DPX
         project.set("outputSettings", output);
         const std::string path = dir / "project.xml";
-        EXPECT_TRUE(project.WriteToFile(path));
+        EXPECT_TRUE(project.WriteToFile(path).ok());
         return path;
     }
 
     std::string Settings(const PlistValue& look) const {
         const std::string path = dir / "look.plist";
-        EXPECT_TRUE(look.WriteToFile(path));
+        EXPECT_TRUE(look.WriteToFile(path).ok());
         return path;
     }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "core/Log.h"
+#include "support/Plists.h"
 #include "support/RefFile.h"
 
 namespace ombrel {
@@ -70,7 +71,7 @@ TEST(ClipSettings, PropertyListRoundTripThroughXmlKeepsEveryStoredField) {
     const PlistValue dict = original->propertyList();
     // Stored types: floats and doubles as reals, counters as integers, flags as booleans.
     EXPECT_TRUE(test::MatchesRef("model/clip-settings.plist", dict.ToXml()));
-    const PlistValue parsed = PlistValue::FromXml(dict.ToXml());
+    const PlistValue parsed = test::ParsePlist(dict.ToXml());
     ClipSettings loaded;
     loaded.LoadFromDictionary(parsed);
     EXPECT_TRUE(loaded.IsTheSameAs(*original));
@@ -88,14 +89,14 @@ TEST(ClipSettings, SaturationKeepsOnlyFloatPrecisionThroughADictionary) {
     auto s = Unusual();
     s->setSaturation(1.0 / 3.0);
     ClipSettings loaded;
-    loaded.LoadFromDictionary(PlistValue::FromXml(s->propertyList().ToXml()));
+    loaded.LoadFromDictionary(test::ParsePlist(s->propertyList().ToXml()));
     EXPECT_NE(loaded.saturation(), 1.0 / 3.0);
     EXPECT_EQ(loaded.saturation(), static_cast<double>(1.0f / 3.0f));
 }
 
 TEST(ClipSettings, HandWrittenDictionaryWithKeysMissing) {
     LogCapture log;
-    PlistValue d = PlistValue::FromXml(R"(<?xml version="1.0" encoding="UTF-8"?>
+    PlistValue d = test::ParsePlist(R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict>
   <key>kelvin</key><real>4300</real>
   <key>stockName</key><string>5205</string>

@@ -4,6 +4,7 @@
 
 #include "core/Paths.h"
 #include "model/SettingsManager.h"
+#include "support/Plists.h"
 #include "support/RefFile.h"
 #include "support/TempDir.h"
 
@@ -36,7 +37,7 @@ TEST(OutputSettings, RoundTripThroughXmlAndStoredTypes) {
 
     const std::string xml = o.propertyList().ToXml();
     EXPECT_TRUE(test::MatchesRef("model/output-settings.plist", xml)) << "stored keys, types and values";
-    const PlistValue d = PlistValue::FromXml(xml);
+    const PlistValue d = test::ParsePlist(xml);
     OutputSettings back;
     back.setCodec(7);
     back.setOptionsPreset(9);

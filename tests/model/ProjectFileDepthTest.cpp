@@ -63,7 +63,7 @@ TEST(ProjectFileClipFaults, AClipWhoseSettingsARenderMustNotTakeIsNamedWithWhy) 
     PlistValue project = PlistValue::MakeDict();
     project.set("clips", clips);
     const std::string path = dir / "p.xml";
-    ASSERT_TRUE(project.WriteToFile(path));
+    ASSERT_TRUE(project.WriteToFile(path).ok());
     ProjectState state;
     ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state, SettingsManager::Migration::kReadOnly).ok());
     ASSERT_EQ(state.clipFaults.size(), 1u);

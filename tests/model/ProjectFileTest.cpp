@@ -15,6 +15,7 @@
 #include "core/Paths.h"
 #include "datafile/Resource.h"
 #include "support/FileFaults.h"
+#include "support/Plists.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -117,7 +118,7 @@ TEST_F(ProjectFiles, ASavedProjectLoadsToEqualRecords) {
     EXPECT_EQ(sm.GetStackForClip(clips[0]).size(), 1u);  // the undo history is not saved
     // A frame format stores codec 0, which loads as 5; the rest comes back as it was.
     PlistValue expectedOutput = state.outputSettings.propertyList();
-    EXPECT_EQ(PlistValue::ReadFromFile(path)["outputSettings"], expectedOutput);
+    EXPECT_EQ(test::ReadPlist(path)["outputSettings"], expectedOutput);
     expectedOutput.set("qtCodec", 5);
     EXPECT_EQ(loaded.outputSettings.propertyList(), expectedOutput);
     EXPECT_EQ(loaded.currentOpenFile, clips[1]);
@@ -203,21 +204,21 @@ TEST_F(ProjectFiles, AnOldProjectMovesItsPresetsIntoALibraryOnce) {
     fs::create_directories(fs::path(old.warm->IconPathLegacy()).parent_path());
     ASSERT_TRUE(WriteImageAsTiff(Image(4, 4), old.warm->IconPathLegacy()).ok());
     const std::string path = dir / "Wedding.xml";
-    ASSERT_TRUE(old.dict.WriteToFile(path));
+    ASSERT_TRUE(old.dict.WriteToFile(path).ok());
     const std::string original = test::ReadWholeFile(path);
 
     ProjectState state;
     ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state).ok());
     EXPECT_EQ(state.libraryName, "Wedding");
     // The library holds both presets and the thumbnail that stood at the legacy path.
-    const PlistValue library = PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("Wedding"));
+    const PlistValue library = test::ReadPlist(SettingsManager::PresetLibraryPlistPathForName("Wedding"));
     EXPECT_EQ(library["Presets"].size(), 2u);
     EXPECT_EQ(library["Presets"][old.warm->presetID()]["presetName"].asString(), "Warm");
     EXPECT_TRUE(fs::exists(old.warm->IconPathLibrary("Wedding")));
     EXPECT_FALSE(fs::exists(old.warm->IconPathLegacy()));
     // A copy of the original beside it, and the file itself without "Presets".
     EXPECT_EQ(test::ReadWholeFile(path + ".backup"), original);
-    const PlistValue rewritten = PlistValue::ReadFromFile(path);
+    const PlistValue rewritten = test::ReadPlist(path);
     EXPECT_FALSE(rewritten.contains("Presets"));
     EXPECT_TRUE(rewritten.contains("presetMap"));
     EXPECT_EQ(rewritten["clips"], old.dict["clips"]);
@@ -250,13 +251,12 @@ TEST_F(ProjectFiles, AnOldProjectMovesItsPresetsIntoALibraryOnce) {
 TEST_F(ProjectFiles, AnOldAutosaveFillsMyPresetsAndAReaderLeavesFilesAlone) {
     OldProject old;
     const std::string autosave = dir / "temp_save.xml";
-    ASSERT_TRUE(old.dict.WriteToFile(autosave));
+    ASSERT_TRUE(old.dict.WriteToFile(autosave).ok());
     ProjectState state;
     ASSERT_TRUE(ProjectFile::LoadProjectAtPath(autosave, &state).ok());
     EXPECT_EQ(state.libraryName, "My Presets");
-    EXPECT_TRUE(
-        PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("My Presets"))["Presets"].contains(
-            old.cold->presetID()));
+    EXPECT_TRUE(test::ReadPlist(SettingsManager::PresetLibraryPlistPathForName("My Presets"))["Presets"].contains(
+        old.cold->presetID()));
     ASSERT_EQ(sm.presetList().count(), 2u);  // the library in use: the project's bar shows them
     EXPECT_EQ(sm.presetList().presetList()[0]->presetName(), "Warm");
     EXPECT_TRUE(fs::exists(autosave + ".backup"));
@@ -264,7 +264,7 @@ TEST_F(ProjectFiles, AnOldAutosaveFillsMyPresetsAndAReaderLeavesFilesAlone) {
     // A read-only load (the command line) maps presets but writes nothing anywhere.
     Reset();
     const std::string path = dir / "Shared.xml";
-    ASSERT_TRUE(old.dict.WriteToFile(path));
+    ASSERT_TRUE(old.dict.WriteToFile(path).ok());
     const std::string bytes = test::ReadWholeFile(path);
     ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state, SettingsManager::Migration::kReadOnly).ok());
     EXPECT_EQ(test::ReadWholeFile(path), bytes);
@@ -286,7 +286,7 @@ TEST_F(ProjectFiles, AProjectWithoutPathsKeepsTheClipsInMemory) {
     clips.set("/new.mov", incoming.propertyList());
     dict.set("clips", clips);
     const std::string path = dir / "nopaths.xml";
-    ASSERT_TRUE(dict.WriteToFile(path));
+    ASSERT_TRUE(dict.WriteToFile(path).ok());
     ProjectState state;
     ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, &state).ok());
     EXPECT_FALSE(state.hasPaths);
@@ -317,7 +317,7 @@ TEST_F(ProjectFiles, StoredGrainScalesThatAreNotAboveZeroAreMendedNotFatal) {
     dict.set("Presets", presets);
     dict.set("presetMap", map);
     const std::string path = dir / "scales.xml";
-    ASSERT_TRUE(dict.WriteToFile(path));
+    ASSERT_TRUE(dict.WriteToFile(path).ok());
     LogCapture log;
     ASSERT_TRUE(ProjectFile::LoadProjectAtPath(path, nullptr).ok());
     EXPECT_EQ(sm.SettingsForClip("/neg.mov")->grainScale(), 1.0f);
@@ -347,7 +347,7 @@ TEST_F(ProjectFiles, MovedFootageIsFollowedInTheStacksAndTheSnippetList) {
     ASSERT_TRUE(ProjectFile::SaveProjectToPath(path, state).ok());
     const std::string text = test::ReadWholeFile(path);
     EXPECT_EQ(text.find("Volumes"), std::string::npos) << text;
-    const PlistValue saved = PlistValue::ReadFromFile(path);
+    const PlistValue saved = test::ReadPlist(path);
     EXPECT_EQ(saved["clips"][newPath]["stockName"].asString(), "5219");
     EXPECT_EQ(saved["Paths"].at(1).asString(), newPath);
     EXPECT_EQ(saved["SnippetList"]["A001"]["name"].asString(), "A001_C001_0101AB_001.R3D");
@@ -381,7 +381,7 @@ TEST_F(ProjectFiles, AWriteThatRunsOutOfSpaceLeavesThePreviousProject) {
     EXPECT_NE(s.message().find(path), std::string::npos) << s.message();
     EXPECT_TRUE(log.Contains("Error writing to " + path));
     EXPECT_EQ(test::ReadWholeFile(path), before);
-    EXPECT_TRUE(PlistValue::ReadFromFile(path).isDict());
+    EXPECT_TRUE(test::ReadPlist(path).isDict());
     size_t files = 0;
     for ([[maybe_unused]] const auto& entry : fs::directory_iterator(dir.path())) ++files;
     EXPECT_EQ(files, 1u);  // no partial file left beside it
@@ -393,7 +393,7 @@ TEST_F(ProjectFiles, AWriteThatRunsOutOfSpaceLeavesThePreviousProject) {
     // And with room again, the bigger project is written whole.
     s = ProjectFile::SaveProjectToPath(path, state);
     ASSERT_TRUE(s.ok()) << s.message();
-    EXPECT_EQ(PlistValue::ReadFromFile(path)["Paths"].size(), 41u);
+    EXPECT_EQ(test::ReadPlist(path)["Paths"].size(), 41u);
 }
 
 TEST_F(ProjectFiles, AFileThatCannotBeParsedIsRefusedByLineAndChangesNothing) {
@@ -438,7 +438,7 @@ TEST_F(ProjectFiles, AFileThatCannotBeParsedIsRefusedByLineAndChangesNothing) {
     PlistValue array = PlistValue::MakeArray();
     array.append("/a.mov");
     const std::string path = dir / "array.xml";
-    ASSERT_TRUE(array.WriteToFile(path));
+    ASSERT_TRUE(array.WriteToFile(path).ok());
     Status refused = ProjectFile::LoadProjectAtPath(path, nullptr);
     EXPECT_EQ(refused.code(), Status::Code::kInvalid);
     EXPECT_NE(refused.message().find("not a project file"), std::string::npos) << refused.message();
@@ -451,10 +451,11 @@ TEST_F(ProjectFiles, AFileThatCannotBeParsedIsRefusedByLineAndChangesNothing) {
 }
 
 TEST_F(ProjectFiles, TheAutosaveStartsFromTheResourceAndCountsAsMyPresets) {
-    ASSERT_FALSE(FindResource("Resources/temp_save.xml").empty()) << "the build's data root lacks temp_save.xml";
+    std::string shipped;
+    ASSERT_TRUE(FindResource("Resources/temp_save.xml", &shipped).ok()) << "the build's data root lacks temp_save.xml";
     const std::string path = ProjectFile::AutosavePath();
     EXPECT_EQ(path, HomeFolder() + "/Documents/Ombrel/Autosave/temp_save.xml");
-    EXPECT_EQ(test::ReadWholeFile(path), test::ReadWholeFile(FindResource("Resources/temp_save.xml")));
+    EXPECT_EQ(test::ReadWholeFile(path), test::ReadWholeFile(shipped));
     EXPECT_EQ(ProjectFile::LibraryNameForProjectPath(path), "My Presets");
     sm.RegisterPath("/x.mov");
     ProjectState state;
@@ -464,7 +465,7 @@ TEST_F(ProjectFiles, TheAutosaveStartsFromTheResourceAndCountsAsMyPresets) {
     sm.RegisterPath("/saved.mov");
     ASSERT_TRUE(ProjectFile::SaveProjectToPath(ProjectFile::AutosavePath(), state).ok());
     EXPECT_EQ(ProjectFile::AutosavePath(), path);  // an existing autosave is kept
-    EXPECT_EQ(PlistValue::ReadFromFile(path)["Paths"].at(0).asString(), "/saved.mov");
+    EXPECT_EQ(test::ReadPlist(path)["Paths"].at(0).asString(), "/saved.mov");
 
     EXPECT_EQ(ProjectFile::PathWithProjectExtension("/p/Reel 2"), "/p/Reel 2.xml");
     EXPECT_EQ(ProjectFile::PathWithProjectExtension("/p/Reel 2.plist"), "/p/Reel 2.plist");

@@ -8,6 +8,7 @@
 #include "ModelTestSupport.h"
 #include "core/Paths.h"
 #include "model/SettingsManager.h"
+#include "support/Plists.h"
 #include "support/Shell.h"
 #include "support/TempDir.h"
 
@@ -46,7 +47,7 @@ TEST(RenderPreset, DictionaryRoundTripAndCopyWithNewID) {
     p->setIsFactory(true);
     p->setIsTicked(true);
 
-    const PlistValue d = PlistValue::FromXml(p->PropertyList().ToXml());
+    const PlistValue d = test::ParsePlist(p->PropertyList().ToXml());
     EXPECT_EQ(d["presetNumber"].asInt(), 7);
     EXPECT_EQ(d["theSettings"]["stockName"].asString(), "5219");
     RenderPreset back;

@@ -12,6 +12,7 @@
 #include "ModelTestSupport.h"
 #include "core/Paths.h"
 #include "datafile/Resource.h"
+#include "support/Plists.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -168,17 +169,18 @@ TEST_F(SettingsStore, LibrariesAreListedWithMyPresetsFirstAndWithoutTrash) {
 
     const std::string list = SettingsManager::PresetLibraryPlistPathForName("Alpha");
     EXPECT_EQ(list, HomeFolder() + "/Documents/Ombrel/Data/.presets/Alpha/Alpha.plist");
-    const std::string templ = FindResource("Resources/PresetTemplate.plist");
+    std::string templ;
+    ASSERT_TRUE(FindResource("Resources/PresetTemplate.plist", &templ).ok());
     ASSERT_FALSE(templ.empty()) << "the build's data root lacks the preset template";
-    EXPECT_EQ(PlistValue::ReadFromFile(list), PlistValue::ReadFromFile(templ));
+    EXPECT_EQ(test::ReadPlist(list), test::ReadPlist(templ));
     // An existing list file is left alone.
-    PlistValue kept = PlistValue::ReadFromFile(list);
+    PlistValue kept = test::ReadPlist(list);
     PlistValue presets = kept["Presets"];
     presets.set("X", PlistValue::MakeDict());
     kept.set("Presets", presets);
-    ASSERT_TRUE(kept.WriteToFile(list));
+    ASSERT_TRUE(kept.WriteToFile(list).ok());
     EXPECT_TRUE(sm.CreateLibraryShell("Alpha"));
-    EXPECT_TRUE(PlistValue::ReadFromFile(list)["Presets"].contains("X"));
+    EXPECT_TRUE(test::ReadPlist(list)["Presets"].contains("X"));
 }
 
 TEST_F(SettingsStore, PresetsAreAddedToTheCurrentLibraryAndDeletedWithTheirThumbnails) {
@@ -197,7 +199,7 @@ TEST_F(SettingsStore, PresetsAreAddedToTheCurrentLibraryAndDeletedWithTheirThumb
     EXPECT_EQ(first->presetNumber(), 1u);
     EXPECT_EQ(second->presetNumber(), 2u);
     EXPECT_EQ(sm.presetCounter(), 3u);
-    const PlistValue onDisk = PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("Looks"));
+    const PlistValue onDisk = test::ReadPlist(SettingsManager::PresetLibraryPlistPathForName("Looks"));
     EXPECT_EQ(onDisk["Presets"].size(), 2u);
     EXPECT_EQ(onDisk["Presets"][second->presetID()]["theSettings"]["stockName"].asString(), "5219");
     EXPECT_EQ(sm.GetFactoryPresetWithGuid(first->presetID()), first);
@@ -216,7 +218,7 @@ TEST_F(SettingsStore, PresetsAreAddedToTheCurrentLibraryAndDeletedWithTheirThumb
     bar.Delete({0, 7});  // the window's delete: the selection, then the lookup is reformed
     EXPECT_EQ(bar.count(), 1u);
     EXPECT_EQ(sm.GetFactoryPresetWithGuid(first->presetID()), nullptr);
-    const PlistValue after = PlistValue::ReadFromFile(SettingsManager::PresetLibraryPlistPathForName("Looks"));
+    const PlistValue after = test::ReadPlist(SettingsManager::PresetLibraryPlistPathForName("Looks"));
     EXPECT_FALSE(after["Presets"].contains(first->presetID()));
     EXPECT_TRUE(after["Presets"].contains(second->presetID()));
     EXPECT_FALSE(Exists(first->IconPathLegacy()));
@@ -231,7 +233,7 @@ TEST_F(SettingsStore, PresetsAreAddedToTheCurrentLibraryAndDeletedWithTheirThumb
 TEST_F(SettingsStore, LoadingALibraryCountsOnAndFindsThumbnailsAtBothPaths) {
     ASSERT_TRUE(sm.CreateLibraryShell("My Presets"));
     const std::string listPath = SettingsManager::PresetLibraryPlistPathForName("My Presets");
-    PlistValue list = PlistValue::ReadFromFile(listPath);
+    PlistValue list = test::ReadPlist(listPath);
     PlistValue presets = list["Presets"];
     std::vector<RenderPresetPtr> made;
     for (uint32_t number : {7u, 1u, 2u}) {
@@ -242,7 +244,7 @@ TEST_F(SettingsStore, LoadingALibraryCountsOnAndFindsThumbnailsAtBothPaths) {
         made.push_back(p);
     }
     list.set("Presets", presets);
-    ASSERT_TRUE(list.WriteToFile(listPath));
+    ASSERT_TRUE(list.WriteToFile(listPath).ok());
     // Number 7 has its thumbnail in the library, number 1 only at the legacy path.
     ASSERT_TRUE(WriteImageAsTiff(*Swatch(77), made[0]->IconPathLibrary("My Presets")).ok());
     fs::create_directories(fs::path(made[1]->IconPathLegacy()).parent_path());
@@ -357,7 +359,7 @@ TEST_F(SettingsStore, ANinthCustomCodecTakesTheSlotOfTheOldest) {
         EXPECT_EQ(c.path(), DataFolder() + "/Codecs/cust_" + std::to_string(i) + ".dat");
     }
     // Give them distinct ages, slot 5 the oldest, and read them back from the list file.
-    PlistValue file = PlistValue::ReadFromFile(SettingsManager::CustomCodecListPath());
+    PlistValue file = test::ReadPlist(SettingsManager::CustomCodecListPath());
     ASSERT_EQ(file["codecList"].size(), 8u);
     PlistValue aged = PlistValue::MakeArray();
     for (const auto& entry : file["codecList"].asArray()) {
@@ -367,7 +369,7 @@ TEST_F(SettingsStore, ANinthCustomCodecTakesTheSlotOfTheOldest) {
         aged.append(e);
     }
     file.set("codecList", aged);
-    ASSERT_TRUE(file.WriteToFile(SettingsManager::CustomCodecListPath()));
+    ASSERT_TRUE(file.WriteToFile(SettingsManager::CustomCodecListPath()).ok());
     sm.LoadCustomCodecList();
     auto codecs = sm.customCodecs();
     ASSERT_EQ(codecs.size(), 8u);

@@ -524,8 +524,8 @@ TEST(FilmDataGrain, ScansTileAcrossBothEdges) {
 
 TEST(FilmDataGrain, TheBuildsScansArePlainTiffsThatTileAndCentreOnHalf) {
     for (const char* name : kGrainNames) {
-        const std::string path = FindResource(std::string("Resources/") + name + ".bin");
-        ASSERT_FALSE(path.empty()) << name;
+        std::string path;
+        ASSERT_TRUE(FindResource(std::string("Resources/") + name + ".bin", &path).ok()) << name;
         // An independent reader agrees on what the file is.
         const Result info = Shell("tiffinfo " + Q(path));
         EXPECT_EQ(info.status, 0) << info.output;

@@ -16,8 +16,8 @@ std::string CurveResource(const std::string& stockName) { return "Resources/" + 
 }  // namespace
 
 std::shared_ptr<const GrainLookup> GrainLookup::InitWithName(const std::string& stockName) {
-    std::string path = FindResource(CurveResource(stockName));
-    if (path.empty()) path = ResourcePath(CurveResource(kFallbackStock));
+    std::string path;
+    if (!FindResource(CurveResource(stockName), &path).ok()) path = ResourcePath(CurveResource(kFallbackStock));
     auto curve = std::make_shared<GrainLookup>();
     if (const auto bytes = GetUnscrambledData(path)) {
         // The container's tail follows the payload; only the payload holds floats, so a short

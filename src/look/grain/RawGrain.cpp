@@ -6,10 +6,11 @@
 namespace ombrel {
 
 std::shared_ptr<const RawGrain> RawGrain::InitWithName(const std::string& name) {
-    std::string why;
-    const std::string path = FindResource("Resources/" + name + ".bin", &why);
+    std::string path;
+    const Status found = FindResource("Resources/" + name + ".bin", &path);
+    std::string why = found.message();
     BitmapRepPtr rep;
-    if (!path.empty()) {
+    if (found.ok()) {
         if (const Status decoded = DecodeBitmapFile(path, &rep); !decoded.ok()) why = decoded.message();
     }
     if (!rep || rep->empty()) {
