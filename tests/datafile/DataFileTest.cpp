@@ -1,0 +1,358 @@
+// The scrambled container, the gzip helpers and the plain file readers and writers.
+#include "datafile/DataFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/Log.h"
+#include "support/FileFaults.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+using test::ReadWholeFile;
+using test::TempDir;
+using test::WriteWholeFile;
+using Buffer = std::unique_ptr<uint8_t[]>;
+
+std::string Bytes(const Buffer& p, size_t n) { return std::string(reinterpret_cast<const char*>(p.get()), n); }
+
+std::string Random(std::mt19937& rng, size_t n) {
+    std::string s(n, '\0');
+    for (auto& c : s) c = static_cast<char>(rng() & 0xFF);
+    return s;
+}
+
+std::string ShaderText() {
+    std::string text = "uniform sampler3D stock;\n";
+    for (int i = 0; i < 200; ++i)
+        text += "vec3 step" + std::to_string(i) + "(vec3 c) { return c * " + std::to_string(i % 7) + ".0; }\n";
+    return text;
+}
+
+std::string Zip(const std::string& text) {
+    Buffer out;
+    size_t length = 0;
+    EXPECT_EQ(ZipBytesToArray(text.data(), text.size(), out, length, nullptr), 0);
+    return Bytes(out, length);
+}
+
+// The code of an unzip and, on success, its text, whose NUL behind it is checked.
+int Unzip(const std::string& in, std::string* text = nullptr) {
+    Buffer out;
+    size_t length = 0;
+    char message[kMessageBufferSize] = {};
+    const int rc = UnzipByteArray(in.data(), in.size(), out, length, message);
+    if (rc != 0) { EXPECT_EQ(std::string(message).rfind("Failed to", 0), 0u) << message; }
+    if (rc == 0) { EXPECT_EQ(out[length], 0); }
+    if (rc == 0 && text) *text = Bytes(out, length);
+    return rc;
+}
+
+// A container read back, whose NUL behind the data is checked; the same bytes come through
+// GetUnscrambledData.
+std::string Unscramble(const std::string& path) {
+    char message[kMessageBufferSize] = {};
+    Buffer bytes;
+    size_t length = 0;
+    EXPECT_EQ(UnscrambleDataFromFile(path, bytes, length, message), 0) << message;
+    if (!bytes) return "(unread)";
+    EXPECT_EQ(bytes[length], 0);
+    const auto data = GetUnscrambledData(path);
+    EXPECT_TRUE(data && std::string(data->begin(), data->end()) == Bytes(bytes, length)) << path;
+    return Bytes(bytes, length);
+}
+
+TEST(Container, PayloadsReadBackWithTheTailAndEachWriteDrawsItsOwnTable) {
+    TempDir dir;
+    std::mt19937 rng(11);
+    std::string everyByte;
+    for (int v = 0; v < 3 * 256; ++v) everyByte.push_back(static_cast<char>(v));
+    const struct {
+        const char* name;
+        std::string payload;
+    } rows[] = {{"empty: a tail-only file", ""},
+                {"every byte value", everyByte},
+                {"random with NULs", Random(rng, 5000) + std::string("\0\0\xff", 3)}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
+        const size_t n = r.payload.size();
+        std::string first;
+        for (const char* name : {"a", "b"}) {
+            char message[kMessageBufferSize] = {};
+            ASSERT_EQ(ScrambleDataToFile(dir / name, r.payload.data(), n, message), 0) << message;
+            const std::string stored = ReadWholeFile(dir / name);
+            ASSERT_EQ(stored.size(), n + kContainerTailSize);
+            EXPECT_EQ(Unscramble(dir / name), r.payload + stored.substr(n));
+            std::vector<int> seen(256, 0);
+            for (size_t k = 0; k < 256; ++k) ++seen[static_cast<uint8_t>(stored[n + k])];
+            EXPECT_EQ(seen, std::vector<int>(256, 1)) << "the inverse table is no permutation";
+            for (size_t k = n + 256; k < stored.size(); ++k) EXPECT_LE(static_cast<uint8_t>(stored[k]), 172);
+            EXPECT_NE(stored, first);
+            first = stored;
+        }
+    }
+}
+
+TEST(Container, HandMadeContainerReadsBack) {
+    // Written without our writer: an odd multiplier makes a bijection on bytes.
+    TempDir dir;
+    std::mt19937 rng(5);
+    const std::string payload = "stock table \x01\x02\x00\xfe body" + Random(rng, 300);
+    uint8_t forward[256];
+    std::string inverse(256, '\0');
+    for (int k = 0; k < 256; ++k) forward[k] = static_cast<uint8_t>(k * 167 + 29);
+    for (int k = 0; k < 256; ++k) inverse[forward[k]] = static_cast<char>(k);
+    std::string file;
+    for (char c : payload) file.push_back(static_cast<char>(forward[static_cast<uint8_t>(c)]));
+    file += inverse;
+    for (int k = 0; k < 173; ++k) file.push_back(static_cast<char>((k * 31) % 173));
+    WriteWholeFile(dir / "hand.tin", file);
+    EXPECT_EQ(Unscramble(dir / "hand.tin"), payload + file.substr(payload.size()));
+}
+
+// Files of 429 bytes or fewer pass through; one byte more is one payload byte looked up in the
+// table right behind it. Random bytes never unzip.
+TEST(CorruptInput, ShortFilesPassThroughAndLongerOnesYieldSomePayload) {
+    TempDir dir;
+    std::mt19937 rng(17);
+    for (size_t size = 0; size <= 430; ++size) {
+        SCOPED_TRACE(size);
+        const std::string content = Random(rng, size);
+        WriteWholeFile(dir / "c", content);
+        const std::string got = Unscramble(dir / "c");
+        std::string expected = content;
+        if (size == 430) expected[0] = content[1 + static_cast<uint8_t>(content[0])];
+        EXPECT_EQ(got, expected);
+        EXPECT_LT(Unzip(got), 0);
+    }
+}
+
+TEST(CorruptInput, TruncatedContainersAndStreamsNeverUnzip) {
+    TempDir dir;
+    const std::string gz = Zip(ShaderText());
+    char message[kMessageBufferSize] = {};
+    ASSERT_EQ(ScrambleDataToFile(dir / "full", gz.data(), gz.size(), message), 0) << message;
+    const std::string container = ReadWholeFile(dir / "full");
+    for (size_t cut = 0; cut < container.size(); cut += (cut < 40 ? 1 : 7)) {
+        WriteWholeFile(dir / "cut", container.substr(0, cut));
+        EXPECT_LT(Unzip(Unscramble(dir / "cut")), 0) << "container cut at " << cut;
+    }
+    for (size_t cut = 0; cut < gz.size(); ++cut) EXPECT_LT(Unzip(gz.substr(0, cut)), 0) << "stream cut at " << cut;
+}
+
+TEST(CorruptInput, BrokenChecksOrFlippedBitsFailOrStillGiveTheText) {
+    const std::string text = ShaderText();
+    const std::string gz = Zip(text);
+    ASSERT_GE(gz.size(), 18u);
+    std::string badCrc = gz, badSize = gz;
+    badCrc[gz.size() - 8] ^= 0x01;
+    badSize[gz.size() - 4] ^= 0x10;
+    EXPECT_EQ(Unzip(badCrc), -2);
+    EXPECT_EQ(Unzip(badSize), -2);
+    EXPECT_EQ(Unzip(badCrc + std::string(429, 'x')), -2);
+    // Flags, time and system fields may change without harm; anything else must be caught.
+    for (size_t at = 0; at < gz.size(); ++at) {
+        for (int bit : {0, 3, 7}) {
+            std::string flipped = gz, got;
+            flipped[at] = static_cast<char>(flipped[at] ^ (1 << bit));
+            const int rc = Unzip(flipped + std::string(429, '\x5a'), &got);
+            EXPECT_TRUE(rc == 0 ? got == text : rc == -2 || rc == -3) << "byte " << at << " bit " << bit << ": " << rc;
+        }
+    }
+    std::mt19937 rng(23);
+    for (int round = 0; round < 200; ++round) {
+        const size_t size = 1 + rng() % 20000;
+        EXPECT_LT(Unzip(std::string("\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10) + Random(rng, size)), 0) << round;
+        EXPECT_LT(Unzip(Random(rng, size)), 0) << round;
+    }
+}
+
+TEST(Gzip, OursAndSystemGzipReadEachOther) {
+    TempDir dir;
+    const std::string text = ShaderText();
+    const std::string gz = Zip(text);
+    EXPECT_EQ(gz.substr(0, 3), std::string("\x1f\x8b\x08", 3));
+    EXPECT_LT(gz.size(), text.size() / 4) << "deflate should shrink repetitive text";
+    WriteWholeFile(dir / "array.fs.gz", gz);
+    char message[kMessageBufferSize] = {};
+    ASSERT_EQ(ZipBytesToFile(dir / "file.fs.gz", text.data(), text.size(), message), 0) << message;
+    WriteWholeFile(dir / "core.fs", text);
+    WriteWholeFile(dir / "other.txt", "a second member");
+    const auto shell = test::RunShell("cd " + test::Quoted(dir.path()) +
+                                      " && gzip -t array.fs.gz && gzip -d array.fs.gz && gzip -dc file.fs.gz > file.fs"
+                                      " && gzip -6 -k core.fs && gzip -6 other.txt");
+    ASSERT_EQ(shell.status, 0) << shell.output;
+    EXPECT_EQ(ReadWholeFile(dir / "array.fs"), text);
+    EXPECT_EQ(ReadWholeFile(dir / "file.fs"), text);
+
+    // The container's tail behind the stream is ignored, and so is a second member.
+    const std::string theirs = ReadWholeFile(dir / "core.fs.gz");
+    std::mt19937 rng(1);
+    for (const std::string& tail :
+         {std::string(), Random(rng, 429), std::string(429, '\0'), ReadWholeFile(dir / "other.txt.gz")}) {
+        std::string got;
+        EXPECT_EQ(Unzip(theirs + tail, &got), 0) << tail.size();
+        EXPECT_EQ(got, text);
+    }
+}
+
+TEST(Gzip, ShaderSourceRoadThroughTheContainerLeavesNoTailInTheText) {
+    TempDir dir;
+    for (const std::string& text : {ShaderText(), std::string(), std::string("a\0b", 3)}) {
+        const std::string gz = Zip(text);
+        char message[kMessageBufferSize] = {};
+        ASSERT_EQ(ScrambleDataToFile(dir / "core.fs", gz.data(), gz.size(), message), 0) << message;
+        std::string got;
+        EXPECT_EQ(Unzip(Unscramble(dir / "core.fs"), &got), 0);
+        EXPECT_EQ(got, text);
+    }
+}
+
+// Every helper's failure: its code and exact text (the path put in at @), outputs left alone,
+// the same code without a message buffer, and no temporary file left behind.
+TEST(DataFile, FailuresGiveTheirCodesAndTextsAndLeaveOutputsAlone) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "folder");
+    const std::string plain = "void main() {}\n";
+    using Call = std::function<int(const std::string&, Buffer&, size_t&, char*)>;
+    const Call unscramble = [](const std::string& p, Buffer& b, size_t& n, char* m) {
+        return UnscrambleDataFromFile(p, b, n, m);
+    };
+    const Call readBytes = [](const std::string& p, Buffer& b, size_t& n, char* m) {
+        return ReadBytesFromFile(p, b, n, m);
+    };
+    const Call unzip = [&](const std::string&, Buffer& b, size_t& n, char* m) {
+        return UnzipByteArray(plain.data(), plain.size(), b, n, m);
+    };
+    const std::string noFile = "@\n[" + std::to_string(ENOENT) + "]";
+    const struct {
+        const char* name;
+        const char* target;
+        Call call;
+        int code;
+        std::string message;
+    } rows[] = {
+        {"unscramble absent", "absent", unscramble, -1, "Could not open file @\n"},
+        {"unscramble folder", "folder", unscramble, -2, "Truncated read from file @"},
+        {"read bytes absent", "absent", readBytes, -1, "Could not open file " + noFile},
+        {"read bytes folder", "folder", readBytes, -2, "Did not read complete file @\n"},
+        {"read text absent", "absent",
+         [](const std::string& p, Buffer&, size_t&, char* m) {
+             std::string text = "kept";
+             const int rc = ReadFile(p, text, m);
+             EXPECT_EQ(text, "kept");
+             return rc;
+         },
+         -1, "Could not open file " + noFile},
+        {"write into a missing folder", "no/such/x",
+         [](const std::string& p, Buffer&, size_t&, char* m) { return WriteDataToFile(p, "a", 1, m); }, -1,
+         "Could not open file " + noFile},
+        {"scramble over a folder", "folder",
+         [](const std::string& p, Buffer&, size_t&, char* m) { return ScrambleDataToFile(p, "abc", 3, m); }, -1,
+         "Could not open file @\n[" + std::to_string(EISDIR) + "]"},
+        {"zip into a missing folder", "missing/x.gz",
+         [](const std::string& p, Buffer&, size_t&, char* m) { return ZipBytesToFile(p, "abc", 3, m); }, -3,
+         "Could not open file " + noFile},
+        {"unzip what is no gzip", "", unzip, -2, "Failed to load zipped data\n"},
+        {"unzip nothing", "",
+         [](const std::string&, Buffer& b, size_t& n, char* m) { return UnzipByteArray(nullptr, 0, b, n, m); }, -2,
+         "Failed to load zipped data\n"},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
+        const std::string path = dir / r.target;
+        char message[kMessageBufferSize] = {};
+        Buffer bytes(new uint8_t[1]{42});
+        size_t length = 99;
+        EXPECT_EQ(r.call(path, bytes, length, message), r.code);
+        std::string expected = r.message;
+        if (const size_t at = expected.find('@'); at != std::string::npos) expected.replace(at, 1, path);
+        EXPECT_EQ(std::string(message), expected);
+        EXPECT_EQ(length, 99u);
+        EXPECT_EQ(bytes[0], 42);
+        EXPECT_EQ(r.call(path, bytes, length, nullptr), r.code);
+    }
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "folder"));
+    EXPECT_EQ(test::Listing(dir.path()).size(), 1u) << "only folder/ should be left";
+
+    // A long path does not run past the message buffer.
+    char message[kMessageBufferSize] = {};
+    Buffer bytes;
+    size_t length = 0;
+    EXPECT_EQ(ReadBytesFromFile(dir / std::string(3000, 'x'), bytes, length, message), -1);
+    EXPECT_LT(std::strlen(message), kMessageBufferSize);
+}
+
+TEST(DataFile, PlainReadsKeepNulsTextStopsAtTheFirstAndWritesReplace) {
+    TempDir dir;
+    char message[kMessageBufferSize] = {};
+    for (const std::string& content : {std::string("head\0middle\0tail", 16), std::string()}) {
+        WriteWholeFile(dir / "nul.bin", content);
+        Buffer bytes;
+        size_t length = 7;
+        ASSERT_EQ(ReadBytesFromFile(dir / "nul.bin", bytes, length, message), 0) << message;
+        EXPECT_EQ(Bytes(bytes, length), content);
+        EXPECT_EQ(bytes[length], 0);
+        std::string text = "unchanged";
+        ASSERT_EQ(ReadFile(dir / "nul.bin", text, message), 0);
+        EXPECT_EQ(text, content.substr(0, 4));
+    }
+    ASSERT_EQ(WriteDataToFile(dir / "res.dat", "first", 5, message), 0) << message;
+    ASSERT_EQ(WriteDataToFile(dir / "res.dat", "second!", 7, message), 0) << message;
+    EXPECT_EQ(ReadWholeFile(dir / "res.dat"), "second!");
+    EXPECT_TRUE(FileExists(dir / "res.dat"));
+    EXPECT_FALSE(FileExists(dir / "absent"));
+    EXPECT_FALSE(FileExists(""));
+}
+
+TEST(WriteDataDeathTest, AFullDiskGivesAFlushOrWriteCodeAndKeepsTheOldFile) {
+    // Run in a child so the size cap stays there; the cap also cuts what the child may write
+    // to stderr, so it reports in a few bytes.
+    TempDir dir;
+    const std::string target = dir / "res.dat";
+    WriteWholeFile(target, "old contents");
+    const struct {
+        const char* name;
+        size_t size;
+        int code;
+        std::string text;
+    } rows[] = {{"fits the stream buffer: the flush fails", 1000, -2,
+                 "Could not flush file " + target + "\n[" + std::to_string(EFBIG) + "]"},
+                {"bypasses the buffer: the write comes up short", 1 << 20, -4, "Failed to write zip file " + target}};
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
+        auto attempt = [&] {
+            test::FileSizeLimit limit(64);
+            const std::string big(r.size, 'z');
+            char message[kMessageBufferSize] = {};
+            const int rc = WriteDataToFile(target, big.data(), big.size(), message);
+            const bool kept = ReadWholeFile(target) == "old contents";
+            const bool said = std::string(message).rfind(r.text, 0) == 0;
+            std::fprintf(stderr, "rc=%d kept=%d said=%d\n", rc, kept ? 1 : 0, said ? 1 : 0);
+            std::_Exit(rc == r.code && kept && said ? 0 : 1);
+        };
+        EXPECT_EXIT(attempt(), ::testing::ExitedWithCode(0), "kept=1 said=1");
+    }
+}
+
+TEST(GetUnscrambledDataDeathTest, MissingIsLoggedAndNullUnreadableIsFatal) {
+    TempDir dir;
+    {
+        LogCapture log;
+        EXPECT_FALSE(GetUnscrambledData(dir / "gone.tin").has_value());
+        EXPECT_TRUE(log.Contains("Error: File doesn't exist at " + (dir / "gone.tin")));
+    }
+    std::filesystem::create_directory(dir / "Profiles");
+    EXPECT_DEATH(GetUnscrambledData(dir / "Profiles"), "Failed to get unscramble at .*Profiles");
+}
+
+}  // namespace
+}  // namespace ombrel
