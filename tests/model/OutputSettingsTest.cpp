@@ -11,69 +11,44 @@
 namespace ombrel {
 namespace {
 
-// Every stored field away from its default and from the others, so that a field stored under
-// another's key or loaded into another shows up in the reference or in the round trip.
+// The reference holds every stored field away from its default and from the others, so that a
+// field stored under another's key or loaded into another shows up against it.
 TEST(OutputSettings, RoundTripThroughXmlAndStoredTypes) {
     OutputSettings o;
-    o.setFrameRate(23.976);
-    o.setFrameInterval(1.0 / 23.976);
-    o.setResize(true);
-    o.setSize({1920.0f, 1080.0f});
-    o.setOutputSizeTag(4);
-    o.setFormat(kFormatDpx);
-    o.setFitMethod(2);
-    o.setFilenames(1);
-    o.setFolders(3);
-    o.setOverwrite(4);
-    o.setTimecode(5);
-    o.setQtCodec(6);
-    o.setDebayerQuality(7);
-    o.setEdlOptions(8);
-    o.setColorFormat(9);
-    o.setOutputDirectory("/renders/day 1");
-    o.setThreadCount(10);
-    o.setCodec(0x61766331);
-    o.setOptionsPreset(20);
-
-    const std::string xml = o.propertyList().ToXml();
-    EXPECT_TRUE(test::MatchesRef("model/output-settings.plist", xml)) << "stored keys, types and values";
-    const PlistValue d = test::ParsePlist(xml);
+    o.LoadFromDictionary(test::ReadPlist(test::RefPath("model/output-settings.plist")));
+    EXPECT_EQ(o.frameRate(), static_cast<double>(23.976f));  // stored as a float
+    EXPECT_EQ(o.outputDirectory(), "/renders/day 1");
+    EXPECT_TRUE(test::MatchesRef("model/output-settings.plist", o.propertyList().ToXml()))
+        << "stored keys, types and values";
+    // Not stored: left as they were.
     OutputSettings back;
     back.setCodec(7);
     back.setOptionsPreset(9);
-    back.LoadFromDictionary(d);
-    EXPECT_EQ(back.propertyList(), d);
-    EXPECT_EQ(back.frameRate(), static_cast<double>(23.976f));  // stored as a float
-    // Not stored: left as they were.
-    EXPECT_EQ(back.codec(), 7u);
-    EXPECT_EQ(back.optionsPreset(), 9);
+    back.LoadFromDictionary(test::ParsePlist(o.propertyList().ToXml()));
+    EXPECT_EQ(back.propertyList(), o.propertyList());
+    EXPECT_EQ(std::pair(back.codec(), back.optionsPreset()), std::pair(7u, 9));
 }
 
 TEST(OutputSettings, FrameFormatStoresCodecZeroAndLoadsWithFive) {
     OutputSettings o;
     EXPECT_EQ(o.qtCodec(), 5);
     o.SelectFormatMenuTag(kFormatTiff);
-    EXPECT_EQ(o.format(), kFormatTiff);
-    EXPECT_EQ(o.qtCodec(), 0);
+    EXPECT_EQ(std::pair(o.format(), o.qtCodec()), (std::pair<int, int>(kFormatTiff, 0)));
     EXPECT_EQ(o.propertyList()["qtCodec"].asInt(), 0);
     OutputSettings back;
     back.LoadFromDictionary(o.propertyList());
     EXPECT_EQ(back.qtCodec(), 5);
     back.SelectFormatMenuTag(2);
-    EXPECT_EQ(back.format(), kFormatMovie);
-    EXPECT_EQ(back.qtCodec(), 2);
+    EXPECT_EQ(std::pair(back.format(), back.qtCodec()), (std::pair<int, int>(kFormatMovie, 2)));
 }
 
 TEST(OutputSettings, MissingKeysReadAsZeroAndAMissingDirectoryClearsIt) {
     OutputSettings o;
     o.setOutputDirectory("/somewhere");
     o.setFormat(kFormatTiff);
-    PlistValue d = PlistValue::MakeDict();
-    d.set("timecode", 1.9);  // truncated
-    o.LoadFromDictionary(d);
+    o.LoadFromDictionary(PlistValue::DictT{{"timecode", 1.9}});  // truncated
     EXPECT_FALSE(o.outputDirectory().has_value());
-    EXPECT_EQ(o.format(), kFormatMovie);
-    EXPECT_EQ(o.timecode(), 1);
+    EXPECT_EQ(std::pair(o.format(), o.timecode()), (std::pair<int, int>(kFormatMovie, 1)));
     EXPECT_EQ(o.qtCodec(), 5);
     EXPECT_EQ(o.size(), OutputSize{});
     EXPECT_FALSE(o.propertyList().contains("outputDirectory"));
@@ -83,24 +58,18 @@ TEST(OutputSettings, ReadableListAndPresetPaths) {
     OutputSettings o;
     o.setSize({2048.0f, 1152.0f});
     o.setOverwrite(1);  // keeps existing output, yet prints YES
-    o.setFormat(kFormatDpx);
     o.setQtCodec(50);
-    PlistValue r = o.ReadableList();
-    EXPECT_EQ(r["size"].asString(), "2048 x 1152");
-    EXPECT_EQ(r["overwrite"].asString(), "YES");
-    EXPECT_EQ(r["resize"].asString(), "NO");
-    EXPECT_EQ(r["file format"].asString(), "DPX");
-    EXPECT_FALSE(r.contains("qtCodec"));
-    o.setFormat(kFormatTiff);
-    EXPECT_EQ(o.ReadableList()["file format"].asString(), "Tiff");
-    o.setFormat(kFormatMovie);
-    EXPECT_EQ(o.ReadableList()["file format"].asString(), "QT");
-
-    EXPECT_EQ(OutputSettings::PresetResourceNameForTag(5), "1cva");
-    EXPECT_EQ(OutputSettings::PresetResourceNameForTag(8), "012v");
-    EXPECT_EQ(OutputSettings::PresetResourceNameForTag(9), "ap4h");
-    EXPECT_EQ(OutputSettings::PresetResourceNameForTag(104), "cust_4");
-    EXPECT_FALSE(OutputSettings::PresetResourceNameForTag(50).has_value());
+    const std::pair<int, const char*> formats[] = {{kFormatDpx, "DPX"}, {kFormatTiff, "Tiff"}, {kFormatMovie, "QT"}};
+    for (const auto& [format, name] : formats) {
+        o.setFormat(format);
+        const PlistValue r = o.ReadableList();
+        EXPECT_EQ(r["size"].asString() + " " + r["overwrite"].asString() + " " + r["resize"].asString(),
+                  "2048 x 1152 YES NO");
+        EXPECT_EQ(r["file format"].asString(), name);
+        EXPECT_FALSE(r.contains("qtCodec"));
+    }
+    const std::pair<int, const char*> names[] = {{5, "1cva"}, {8, "012v"}, {9, "ap4h"}, {104, "cust_4"}, {50, ""}};
+    for (const auto& [tag, name] : names) EXPECT_EQ(OutputSettings::PresetResourceNameForTag(tag).value_or(""), name);
     EXPECT_FALSE(OutputSettings::PathForPresetID(50).has_value());
 
     // A preset present on disk is named by its file in the report.
@@ -116,11 +85,8 @@ TEST(OutputSettings, ReadableListAndPresetPaths) {
 TEST(SettingsManager, SizeTagsBothWaysWithTheCustomSize) {
     auto& sm = SettingsManager::Instance();
     sm.setCustomOutputSize({});
-    EXPECT_EQ(SettingsManager::SizeForTag(4), (OutputSize{1920, 1080}));
-    EXPECT_EQ(SettingsManager::SizeForTag(7), (OutputSize{4096, 2034}));
-    EXPECT_EQ(SettingsManager::SizeForTag(0), OutputSize{});
-    EXPECT_EQ(SettingsManager::SizeForTag(101), OutputSize{});
-    EXPECT_EQ(SettingsManager::SizeForTag(99), OutputSize{});
+    const std::pair<int, OutputSize> tags[] = {{4, {1920, 1080}}, {7, {4096, 2034}}, {0, {}}, {101, {}}, {99, {}}};
+    for (const auto& [tag, size] : tags) EXPECT_EQ(SettingsManager::SizeForTag(tag), size) << tag;
     EXPECT_EQ(SettingsManager::TagForSize({1280, 720}), 3);
     EXPECT_EQ(SettingsManager::TagForSize({0, 0}), 0);
     EXPECT_EQ(SettingsManager::TagForSize({1000, 500}), 101);

@@ -15,24 +15,28 @@ namespace fs = std::filesystem;
 
 TEST(PresetLibraryMenu, ListsMyPresetsFirstEvenWithoutItsListFile_AsTheDefaultLibrary) {
     auto& sm = SettingsManager::Instance();
-    struct Row {
+    const struct {
         const char* name;
         std::vector<const char*> shells;  // libraries made with their list files
-        bool removeDefaultList;
+        const char* withoutList;          // one of them whose list file is then removed
         std::vector<std::string> menu;
+    } rows[] = {
+        {"no library root at all", {}, nullptr, {"My Presets"}},
+        {"other libraries only, trash left out", {"Zed", "Alpha", "Trash"}, nullptr, {"My Presets", "Alpha", "Zed"}},
+        {"the default's folder without its list", {"My Presets", "Beta"}, "My Presets", {"My Presets", "Beta"}},
+        {"the default with its list", {"Beta", "My Presets"}, nullptr, {"My Presets", "Beta"}},
+        {"another folder without its list", {"Alpha", "No List"}, "No List", {"My Presets", "Alpha"}},
     };
-    const Row rows[] = {
-        {"no library root at all", {}, false, {"My Presets"}},
-        {"other libraries only", {"Zed", "Alpha", "Trash"}, false, {"My Presets", "Alpha", "Zed"}},
-        {"the default's folder without its list", {"My Presets", "Beta"}, true, {"My Presets", "Beta"}},
-        {"the default with its list", {"Beta", "My Presets"}, false, {"My Presets", "Beta"}},
-    };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         std::error_code ec;
         fs::remove_all(DocumentsFolder(), ec);
         for (const char* name : row.shells) ASSERT_TRUE(sm.CreateLibraryShell(name)) << name;
-        if (row.removeDefaultList) fs::remove(SettingsManager::PresetLibraryPlistPathForName("My Presets"));
+        if (row.withoutList) {
+            // A list named after another library does not count either.
+            fs::rename(SettingsManager::PresetLibraryPlistPathForName(row.withoutList),
+                       SettingsManager::PresetLibraryPathForName(row.withoutList) + "/Other.plist");
+        }
         EXPECT_EQ(SettingsManager::PresetLibraryNames(), row.menu);
     }
     std::error_code ec;
