@@ -47,19 +47,13 @@ TEST_P(AtomicFileCommit, PutsTheNewFileInPlaceOrKeepsTheOld) {
     const std::string path = dir / "out.bin";
     if (row.existing) WriteWholeFile(path, "old file");
     AtomicFileWriter out;
-    ASSERT_TRUE(out.Open(path, {.mode = row.mode}).ok());
-    ASSERT_TRUE(out.Write("new ").ok());
-    ASSERT_TRUE(out.Write(std::string_view("file")).ok());
+    ASSERT_TRUE(out.Open(path, {.mode = row.mode}).ok() && out.Write("new ").ok() && out.Write("file").ok());
     EXPECT_EQ(ReadWholeFile(path), row.existing ? "old file" : "") << "nothing shows before the commit";
     const Status s = out.Commit();
     EXPECT_EQ(s.code(), row.expected) << s.message();
     EXPECT_FALSE(out.isOpen());
-    if (row.expected == Code::kOk) {
-        EXPECT_EQ(ReadWholeFile(path), "new file");
-    } else {
-        EXPECT_EQ(ReadWholeFile(path), "old file");
-        EXPECT_EQ(s.message(), "cannot put in place " + path + ": File exists");
-    }
+    EXPECT_EQ(ReadWholeFile(path), s.ok() ? "new file" : "old file");
+    EXPECT_EQ(s.message(), s.ok() ? "" : "cannot put in place " + path + ": File exists");
     EXPECT_EQ(Entries(dir.path()), std::vector<std::string>{"out.bin"}) << "no temporary is left";
 }
 
@@ -70,15 +64,15 @@ INSTANTIATE_TEST_SUITE_P(Modes, AtomicFileCommit,
                                            CommitRow{"KeepExisting", Mode::kKeepExisting, true, Code::kExists}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// The hard-link stand-in must refuse an existing target as the exclusive rename does.
+// The hard-link stand-in must refuse an existing target as the exclusive rename
+// does.
 TEST(AtomicFile, RenameNoReplaceWithAndWithoutTheExclusiveRename) {
     for (bool exclusive : {true, false}) {
         SCOPED_TRACE(exclusive ? "renameat2" : "link");
         TempDir dir;
         WriteWholeFile(dir / "a", "a");
         WriteWholeFile(dir / "b", "b");
-        EXPECT_EQ(detail::RenameNoReplace(dir / "a", dir / "b", exclusive), -1);
-        EXPECT_EQ(errno, EEXIST);
+        EXPECT_EQ(std::pair(detail::RenameNoReplace(dir / "a", dir / "b", exclusive), errno), std::pair(-1, EEXIST));
         EXPECT_EQ(ReadWholeFile(dir / "b"), "b");
         EXPECT_EQ(detail::RenameNoReplace(dir / "a", dir / "c", exclusive), 0);
         EXPECT_EQ(ReadWholeFile(dir / "c"), "a");
@@ -88,7 +82,8 @@ TEST(AtomicFile, RenameNoReplaceWithAndWithoutTheExclusiveRename) {
 
 TEST(AtomicFile, PiecesOfAnySizeArriveInOrder) {
     TempDir dir;
-    // Around the gathering buffer's size: small pieces, one that overflows it, one larger than it.
+    // Around the gathering buffer's size: small pieces, one that overflows it,
+    // one larger than it.
     const std::vector<size_t> sizes = {1, 0, 3, 65530, 7, 65536, 2, 200000, 5};
     std::string expected;
     AtomicFileWriter out;
@@ -108,27 +103,22 @@ TEST(AtomicFile, AWriterDroppedUncommittedLeavesNothing) {
     WriteWholeFile(dir / "kept", "old");
     {
         AtomicFileWriter fresh, over;
-        ASSERT_TRUE(fresh.Open(dir / "fresh").ok());
-        ASSERT_TRUE(over.Open(dir / "kept").ok());
-        ASSERT_TRUE(fresh.Write(std::string(100000, 'x')).ok());
-        ASSERT_TRUE(over.Write("new").ok());
+        ASSERT_TRUE(fresh.Open(dir / "fresh").ok() && fresh.Write(std::string(100000, 'x')).ok());
+        ASSERT_TRUE(over.Open(dir / "kept").ok() && over.Write("new").ok());
         EXPECT_EQ(Entries(dir.path()).size(), 3u) << "the temporaries exist while the writers live";
     }
     {
         AtomicFileWriter cancelled;
-        ASSERT_TRUE(cancelled.Open(dir / "kept").ok());
-        ASSERT_TRUE(cancelled.Write("new").ok());
+        ASSERT_TRUE(cancelled.Open(dir / "kept").ok() && cancelled.Write("new").ok());
         cancelled.Cancel();
-        EXPECT_FALSE(cancelled.Write("more").ok());
-        EXPECT_FALSE(cancelled.Commit().ok());
+        EXPECT_FALSE(cancelled.Write("more").ok() || cancelled.Commit().ok());
     }
     {
         // A moved-from writer owns nothing; the one moved into still cleans up.
         AtomicFileWriter first;
         ASSERT_TRUE(first.Open(dir / "moved").ok());
         AtomicFileWriter second = std::move(first);
-        EXPECT_FALSE(first.isOpen());
-        EXPECT_TRUE(second.isOpen());
+        EXPECT_EQ(std::pair(first.isOpen(), second.isOpen()), std::pair(false, true));
     }
     EXPECT_EQ(Entries(dir.path()), std::vector<std::string>{"kept"});
     EXPECT_EQ(ReadWholeFile(dir / "kept"), "old");
@@ -153,7 +143,8 @@ struct FullRow {
 
 class AtomicFileFull : public ::testing::TestWithParam<FullRow> {};
 
-// A file-size limit fails the write as a full disk does (EFBIG instead of ENOSPC).
+// A file-size limit fails the write as a full disk does (EFBIG instead of
+// ENOSPC).
 TEST_P(AtomicFileFull, ARefusedWriteKeepsTheOldFileWhole) {
     const FullRow& row = GetParam();
     TempDir dir;
@@ -167,10 +158,8 @@ TEST_P(AtomicFileFull, ARefusedWriteKeepsTheOldFileWhole) {
         s = out.Write(std::string(row.size, 'x'));
         if (s.ok()) s = out.Commit();
     }
-    EXPECT_EQ(s.code(), Code::kIo);
+    EXPECT_EQ(std::tuple(s.code(), out.failedStep(), out.failedErrno()), std::tuple(Code::kIo, row.step, EFBIG));
     EXPECT_EQ(s.message(), "cannot write " + path + ": File too large");
-    EXPECT_EQ(out.failedStep(), row.step);
-    EXPECT_EQ(out.failedErrno(), EFBIG);
     EXPECT_EQ(ReadWholeFile(path), "old file");
     EXPECT_EQ(Entries(dir.path()), std::vector<std::string>{"out.bin"});
 }

@@ -1,3 +1,5 @@
+// Property lists: every type through XML, forgiving reads, files written whole, and text
+// that is refused with a reason, nesting far deeper than any record of ours among it.
 #include "core/PlistValue.h"
 
 #include <gtest/gtest.h>
@@ -5,58 +7,45 @@
 #include <cmath>
 #include <limits>
 
+#include "core/PlistLimits.h"
 #include "support/Plists.h"
+#include "support/RefFile.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
 
+using D = PlistValue::DictT;
+using A = PlistValue::ArrayT;
+
 PlistValue EveryType() {
-    PlistValue d = PlistValue::MakeDict();
-    d.set("yes", true);
-    d.set("no", false);
-    d.set("int", 42);
-    d.set("negative", -7);
-    d.set("big", int64_t{1} << 40);
-    d.set("min", std::numeric_limits<int64_t>::min());
-    d.set("real", 0.1);
-    d.set("float", 1.0f / 3.0f);
-    d.set("tiny", 1e-300);
-    d.set("text", "reel A001 & <clip> \"é\"");
-    d.set("empty text", "");
-    d.set("data", PlistValue::DataT{0, 1, 2, 0xfe, 0xff});
-    d.set("date", PlistValue::DateT{123456789.0});
-    PlistValue arr = PlistValue::MakeArray();
-    arr.append(1);
-    arr.append("two");
-    arr.append(PlistValue::MakeDict());
-    PlistValue nested = PlistValue::MakeDict();
-    nested.set("deep", PlistValue(PlistValue::ArrayT{3.5, false}));
-    arr.append(nested);
-    d.set("array", arr);
-    return d;
+    return D{{"yes", true},
+             {"no", false},
+             {"int", 42},
+             {"negative", -7},
+             {"big", int64_t{1} << 40},
+             {"min", std::numeric_limits<int64_t>::min()},
+             {"real", 0.1},
+             {"float", 1.0f / 3.0f},
+             {"tiny", 1e-300},
+             {"text", "reel A001 & <clip> \"é\""},
+             {"empty text", ""},
+             {"data", PlistValue::DataT{0, 1, 2, 0xfe, 0xff}},
+             {"date", PlistValue::DateT{123456789.0}},
+             {"array", A{1, "two", D{}, D{{"deep", A{3.5, false}}}}}};
 }
 
-TEST(PlistValue, EveryTypeSurvivesXmlRoundTrip) {
-    PlistValue d = EveryType();
-    std::string xml = d.ToXml();
-    ASSERT_NE(xml.find("<plist"), std::string::npos);
-    PlistValue back = test::ParsePlist(xml);
-    ASSERT_TRUE(back.isDict());
-    EXPECT_EQ(back, d);
-    EXPECT_EQ(back["negative"].asInt(), -7);
-    EXPECT_EQ(back["min"].asInt(), std::numeric_limits<int64_t>::min());
-    EXPECT_EQ(back["real"].asReal(), 0.1);
-    EXPECT_EQ(static_cast<float>(back["float"].asReal()), 1.0f / 3.0f);
-    EXPECT_EQ(back["text"].asString(), "reel A001 & <clip> \"é\"");
-    EXPECT_EQ(back["data"].asData().size(), 5u);
-    EXPECT_EQ(back["date"].asDate().secondsSince2001, 123456789.0);
-    EXPECT_EQ(back["array"].at(3)["deep"].at(0).asReal(), 3.5);
+TEST(PlistValue, EveryTypeSurvivesXmlRoundTripAndPrintsInTheStandardTextForm) {
+    const std::string xml = EveryType().ToXml();
+    EXPECT_TRUE(test::MatchesRef("core/every-type.plist", xml));
+    const PlistValue back = test::ParsePlist(xml);
+    EXPECT_EQ(back, EveryType());
+    // Printed as a log or a usage report shows it, from what was read.
+    EXPECT_TRUE(test::MatchesRef("core/every-type.txt", back.Description()));
 }
 
 TEST(PlistValue, MissingKeysAndWrongTypesReadAsZeroFalseOrNull) {
-    PlistValue d = PlistValue::MakeDict();
-    d.set("text", "hello");
+    const PlistValue d = D{{"text", "hello"}};
     EXPECT_TRUE(d["absent"].isNull());
     EXPECT_EQ(d["absent"].asInt(), 0);
     EXPECT_EQ(d["absent"].asReal(), 0.0);
@@ -66,20 +55,18 @@ TEST(PlistValue, MissingKeysAndWrongTypesReadAsZeroFalseOrNull) {
     EXPECT_TRUE(d["absent"]["deeper"].isNull());
     EXPECT_EQ(d["text"].asInt(), 0);
     EXPECT_TRUE(d["text"].asArray().empty());
-    EXPECT_TRUE(d.at(0).isNull());  // not an array
-    PlistValue n(3.9);
-    EXPECT_EQ(n.asInt(), 3);  // a real read as an integer truncates
-    EXPECT_TRUE(PlistValue(std::nan("")).asInt(5) == 5);
+    EXPECT_TRUE(d.at(0).isNull());          // not an array
+    EXPECT_EQ(PlistValue(3.9).asInt(), 3);  // a real read as an integer truncates
+    EXPECT_EQ(PlistValue(-3.9).asInt(), -3);
+    EXPECT_EQ(PlistValue(std::nan("")).asInt(5), 5);
 }
 
 TEST(PlistValue, CopiesAreIndependent) {
-    PlistValue a = PlistValue::MakeDict();
-    a.set("k", 1);
+    const PlistValue a = D{{"k", 1}};
     PlistValue b = a;
     b.set("k", 2);
     b.set("other", true);
-    EXPECT_EQ(a["k"].asInt(), 1);
-    EXPECT_FALSE(a.contains("other"));
+    EXPECT_EQ(a, PlistValue(D{{"k", 1}}));
     EXPECT_EQ(b["k"].asInt(), 2);
 }
 
@@ -90,41 +77,87 @@ TEST(PlistValue, HandWrittenXmlWithUnusualFormsParses) {
 <dict>
 	<key>kelvin</key>
 	<real>5600</real>
-	<key>count</key>
-	<integer>-12</integer>
-	<key>flag</key>
-	<true/>
-	<key>list</key>
-	<array/>
+	<key>count</key> <integer>-12</integer>
+	<key>flag</key><true/> <key>list</key><array/>
 </dict>
 </plist>
 )";
-    PlistValue v = test::ParsePlist(xml);
-    ASSERT_TRUE(v.isDict());
-    EXPECT_EQ(v["kelvin"].asReal(), 5600.0);
-    EXPECT_EQ(v["count"].asInt(), -12);
-    EXPECT_TRUE(v["flag"].asBool());
-    EXPECT_TRUE(v["list"].isArray());
-    EXPECT_EQ(v["list"].size(), 0u);
+    EXPECT_EQ(test::ParsePlist(xml), PlistValue(D{{"kelvin", 5600.0}, {"count", -12}, {"flag", true}, {"list", A{}}}));
 }
 
-TEST(PlistValue, BrokenTextIsRefusedWithAMessage) {
-    PlistValue v;
-    const Status broken = PlistValue::FromXml("<plist><dict><key>a</key>", &v);
-    EXPECT_EQ(broken.code(), Status::Code::kInvalid);
-    EXPECT_FALSE(broken.message().empty());
-    EXPECT_TRUE(v.isNull());
-    EXPECT_FALSE(PlistValue::FromXml("", &v).message().empty());
+std::string Nested(const std::string& open, const std::string& close, int depth) {
+    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">";
+    for (int i = 0; i < depth; ++i) text += open;
+    text += "<integer>7</integer>";
+    for (int i = 0; i < depth; ++i) text += close;
+    return text + "</plist>\n";
+}
+
+void Put(std::string& out, uint64_t v, int width) {
+    for (int i = width - 1; i >= 0; --i) out.push_back(static_cast<char>(v >> (8 * i)));
+}
+
+// A binary list: object i is an array holding object i + 1 (`fanOut` times), the last an integer.
+std::string BinaryChain(int depth, int fanOut) {
+    std::string body = "bplist00";
+    std::vector<uint64_t> offsets;
+    for (int i = 0; i < depth; ++i) {
+        offsets.push_back(body.size());
+        body.push_back(static_cast<char>(0xA0 | fanOut));
+        for (int k = 0; k < fanOut; ++k) Put(body, static_cast<uint64_t>(i + 1), 4);
+    }
+    offsets.push_back(body.size());
+    body += std::string("\x10\x07", 2);
+    const uint64_t table = body.size();
+    for (uint64_t o : offsets) Put(body, o, 4);
+    body += std::string(6, '\0') + "\x04\x04";
+    Put(body, offsets.size(), 8);
+    Put(body, 0, 8);
+    Put(body, table, 8);
+    return body;
+}
+
+TEST(PlistValue, TextThatIsNoPropertyListIsRefusedWithAReason) {
+    const std::string bound = "nested deeper than " + std::to_string(kMaxPlistDepth) + " levels";
+    const struct {
+        const char* name;
+        std::string text;
+        std::string why;  // in the refusal; empty when the text reads
+    } rows[] = {
+        {"Cut", "<plist><dict><key>a</key>", "not a property list"},
+        {"Empty", "", "not a property list"},
+        {"Arrays256", Nested("<array>", "</array>", 256), ""},
+        {"Arrays257", Nested("<array>", "</array>", 257), bound},
+        {"Dicts256", Nested("<dict><key>k</key>", "</dict>", 256), ""},
+        {"Dicts257", Nested("<dict><key>k</key>", "</dict>", 257), bound},
+        {"Binary256", BinaryChain(256, 1), ""},
+        {"Binary300", BinaryChain(300, 1), std::to_string(kMaxPlistDepth)},
+        {"Binary100000", BinaryChain(100000, 1), std::to_string(kMaxPlistDepth)},
+        // 40 levels of two references each: 2^40 values once copied out.
+        {"BinarySharingOneObjectManyTimesOver", BinaryChain(40, 2), "values once shared objects are copied"},
+        {"BinarySharingALittle", BinaryChain(4, 2), ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        PlistValue v;
+        const Status read = PlistValue::FromXml(row.text, &v);
+        if (row.why.empty()) {
+            EXPECT_TRUE(read.ok()) << read.message();
+            EXPECT_GE(v.size(), 1u);
+        } else {
+            EXPECT_EQ(read.code(), Status::Code::kInvalid);
+            EXPECT_NE(read.message().find(row.why), std::string::npos) << read.message();
+            EXPECT_TRUE(v.isNull());
+        }
+    }
 }
 
 TEST(PlistValue, FileWriteReplacesWholeAndReadReportsMissingFile) {
     test::TempDir dir;
-    std::string path = dir / "settings.plist";
-    PlistValue d = EveryType();
-    ASSERT_TRUE(d.WriteToFile(path).ok());
-    EXPECT_EQ(test::ReadPlist(path), d);
-    PlistValue small = PlistValue::MakeDict();
-    small.set("a", 1);
+    const std::string path = dir / "settings.plist";
+    ASSERT_TRUE(EveryType().WriteToFile(path).ok());
+    EXPECT_EQ(test::ReadPlist(path), EveryType());
+    const PlistValue small = D{{"a", 1}};
     ASSERT_TRUE(small.WriteToFile(path).ok());
     EXPECT_EQ(test::ReadPlist(path), small);
 
@@ -133,17 +166,12 @@ TEST(PlistValue, FileWriteReplacesWholeAndReadReportsMissingFile) {
     EXPECT_EQ(missing.code(), Status::Code::kNotFound);
     EXPECT_NE(missing.message().find("absent.plist"), std::string::npos);
     EXPECT_TRUE(absent.isNull());
+    test::WriteWholeFile(dir / "broken.plist", "<plist><dict>");
+    EXPECT_EQ(PlistValue::ReadFromFile(dir / "broken.plist", &absent).message(),
+              (dir / "broken.plist") + ": not a property list");
     const Status unwritable = small.WriteToFile(dir / "no/such/folder/x.plist");
     EXPECT_FALSE(unwritable.ok());
     EXPECT_NE(unwritable.message().find("x.plist"), std::string::npos);
-}
-
-TEST(PlistValue, DescriptionIsTheStandardTextForm) {
-    PlistValue d = PlistValue::MakeDict();
-    d.set("grainName", "CP35");
-    d.set("lift", 1.0);
-    d.set("stock name", "52 07");
-    EXPECT_EQ(d.Description(), "{\n    grainName = CP35;\n    lift = 1;\n    \"stock name\" = \"52 07\";\n}");
 }
 
 }  // namespace
