@@ -80,22 +80,19 @@ TEST(Container, PayloadsReadBackWithTheTailAndEachWriteDrawsItsOwnTable) {
     std::mt19937 rng(11);
     std::string everyByte;
     for (int v = 0; v < 3 * 256; ++v) everyByte.push_back(static_cast<char>(v));
-    const struct {
-        const char* name;
-        std::string payload;
-    } rows[] = {{"empty: a tail-only file", ""},
-                {"every byte value", everyByte},
-                {"random with NULs", Random(rng, 5000) + std::string("\0\0\xff", 3)}};
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.name);
-        const size_t n = r.payload.size();
+    const std::pair<const char*, std::string> rows[] = {
+        {"empty: a tail-only file", ""},
+        {"every byte value", everyByte},
+        {"random with NULs", Random(rng, 5000) + std::string("\0\0\xff", 3)}};
+    for (const auto& [row, payload] : rows) {
+        SCOPED_TRACE(row);
+        const size_t n = payload.size();
         std::string first;
         for (const char* name : {"a", "b"}) {
-            char message[kMessageBufferSize] = {};
-            ASSERT_EQ(ScrambleDataToFile(dir / name, r.payload.data(), n, message), 0) << message;
+            ASSERT_EQ(ScrambleDataToFile(dir / name, payload.data(), n, nullptr), 0);
             const std::string stored = ReadWholeFile(dir / name);
             ASSERT_EQ(stored.size(), n + kContainerTailSize);
-            EXPECT_EQ(Unscramble(dir / name), r.payload + stored.substr(n));
+            EXPECT_EQ(Unscramble(dir / name), payload + stored.substr(n));
             std::vector<int> seen(256, 0);
             for (size_t k = 0; k < 256; ++k) ++seen[static_cast<uint8_t>(stored[n + k])];
             EXPECT_EQ(seen, std::vector<int>(256, 1)) << "the inverse table is no permutation";
