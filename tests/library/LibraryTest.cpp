@@ -84,14 +84,15 @@ TEST(FileParser, CreatesFoldersWithTheirMissingParents) {
     test::WriteWholeFile(dir / "file", "keep me");
     fs::create_directory(dir / "locked");
     fs::permissions(dir / "locked", fs::perms::owner_read | fs::perms::owner_exec);
+    // A file in the way of a parent is refused; an existing file counts as there.
     const std::pair<std::string, bool> rows[] = {{dir / "a/b/c", true},
                                                  {dir / "a/b/c", true},
                                                  {dir / "x/y/", true},
                                                  {"", false},
                                                  {"/", false},
                                                  {"q", false},
-                                                 {dir / "file/sub/deeper", false},  // a file in the way of a parent
-                                                 {dir / "file", true},              // an existing file counts as there
+                                                 {dir / "file/sub/deeper", false},
+                                                 {dir / "file", true},
                                                  {dir / "locked/new", ::geteuid() == 0}};
     for (const auto& [path, made] : rows) EXPECT_EQ(FileParser::CreateDirectoryWithIntermediaries(path), made) << path;
     EXPECT_TRUE(fs::is_directory(dir / "a/b/c"));
@@ -250,11 +251,7 @@ double Seconds(MovieTime t) { return t.timeScale > 0 ? static_cast<double>(t.val
 TEST(MovieDetails, RateCountAndLengthOfEachKindOfMovie) {
     test::TempDir dir;
     const std::string m2t = " -c:v mpeg2video -f mpegts";
-    const struct {
-        const char* name;
-        std::string args;
-        double fps, count, seconds, slack;
-    } rows[] = {
+    const std::tuple<const char*, std::string, double, double, double, double> rows[] = {
         {"a.mov", TestPattern("24", 12), 24.0, 12, 0.5, 0},
         {"b.mov", TestPattern("24000/1001", 30), 24000.0 / 1001.0, 30, 30 * 1001 / 24000.0, 0},
         {"c.mp4", TestPattern("25", 50), 25.0, 50, 2.0, 0},
@@ -265,16 +262,16 @@ TEST(MovieDetails, RateCountAndLengthOfEachKindOfMovie) {
         {"clip.m2t", TestPattern("30000/1001", 90) + m2t, 30.0, 90, -1, 1},
         {"sound.mov", "-f lavfi -i sine=duration=1", -7, -7, 1.0, 0},
     };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.name);
-        ASSERT_TRUE(MakeMovie(r.args, dir / r.name));
+    // name, ffmpeg input, rate, count, seconds (unchecked when negative), slack of the count
+    for (const auto& [name, args, rate, frames, seconds, slack] : rows) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(MakeMovie(args, dir / name));
         double fps = -7.0, count = -7.0;
-        const MovieTime length =
-            FileParser::GetDetailsFromQTMovieOutFPSOutFrameCount(Probe(dir / r.name), &fps, &count);
-        EXPECT_NEAR(fps, r.fps, 0.01);
-        EXPECT_NEAR(count, r.count, r.slack);
-        if (r.seconds > 0) { EXPECT_NEAR(Seconds(length), r.seconds, 0.05); }
-        FileParser::GetDetailsFromMovieOutFPSOutFrameCount(Probe(dir / r.name), nullptr, nullptr);
+        const MovieTime length = FileParser::GetDetailsFromQTMovieOutFPSOutFrameCount(Probe(dir / name), &fps, &count);
+        EXPECT_NEAR(fps, rate, 0.01);
+        EXPECT_NEAR(count, frames, slack);
+        if (seconds > 0) { EXPECT_NEAR(Seconds(length), seconds, 0.05); }
+        FileParser::GetDetailsFromMovieOutFPSOutFrameCount(Probe(dir / name), nullptr, nullptr);
     }
     double fps = -7.0, count = -7.0;
     EXPECT_EQ(FileParser::GetDetailsFromMovieOutFPSOutFrameCount(MovieInfo{}, &fps, &count).value, 0);
