@@ -33,27 +33,21 @@ inline std::string Quoted(const std::string& path) {
     return q + "'";
 }
 
-inline uint32_t BigEndian32(const std::string& bytes, size_t offset) {
+// The unsigned number of `width` bytes at `at`, most or least significant byte first.
+inline uint32_t Be(const std::string& b, size_t at, int width) {
     uint32_t v = 0;
-    for (int i = 0; i < 4; ++i) v = v << 8 | static_cast<uint8_t>(bytes.at(offset + i));
+    for (int i = 0; i < width; ++i) v = v << 8 | static_cast<uint8_t>(b.at(at + i));
     return v;
 }
-
-inline uint16_t BigEndian16(const std::string& bytes, size_t offset) {
-    return static_cast<uint16_t>(static_cast<uint8_t>(bytes.at(offset)) << 8 |
-                                 static_cast<uint8_t>(bytes.at(offset + 1)));
-}
-
-inline uint32_t LittleEndian32(const std::string& bytes, size_t offset) {
+inline uint32_t Le(const std::string& b, size_t at, int width) {
     uint32_t v = 0;
-    for (int i = 3; i >= 0; --i) v = v << 8 | static_cast<uint8_t>(bytes.at(offset + i));
+    for (int i = width - 1; i >= 0; --i) v = v << 8 | static_cast<uint8_t>(b.at(at + i));
     return v;
 }
-
-inline uint16_t LittleEndian16(const std::string& bytes, size_t offset) {
-    return static_cast<uint16_t>(static_cast<uint8_t>(bytes.at(offset + 1)) << 8 |
-                                 static_cast<uint8_t>(bytes.at(offset)));
-}
+inline uint32_t BigEndian32(const std::string& bytes, size_t offset) { return Be(bytes, offset, 4); }
+inline uint16_t BigEndian16(const std::string& bytes, size_t offset) { return uint16_t(Be(bytes, offset, 2)); }
+inline uint32_t LittleEndian32(const std::string& bytes, size_t offset) { return Le(bytes, offset, 4); }
+inline uint16_t LittleEndian16(const std::string& bytes, size_t offset) { return uint16_t(Le(bytes, offset, 2)); }
 
 // Names, sizes and modification times of everything below a folder, hidden files included.
 inline std::map<std::string, std::pair<uintmax_t, int64_t>> Listing(const std::string& folder) {
@@ -76,27 +70,11 @@ class UnwritableFolder {
 public:
     explicit UnwritableFolder(const std::string& path) : path_(path) {
         ::chmod(path_.c_str(), 0555);
-        if (!Refuses()) {
-            const int fd = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-            int flags = 0;
-            if (fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0) {
-                flags |= FS_IMMUTABLE_FL;
-                immutable_ = ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
-            }
-            if (fd >= 0) ::close(fd);
-        }
+        if (!Refuses()) immutable_ = SetImmutable(true);
         works_ = Refuses();
     }
     ~UnwritableFolder() {
-        if (immutable_) {
-            const int fd = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-            int flags = 0;
-            if (fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0) {
-                flags &= ~FS_IMMUTABLE_FL;
-                ::ioctl(fd, FS_IOC_SETFLAGS, &flags);
-            }
-            if (fd >= 0) ::close(fd);
-        }
+        if (immutable_) SetImmutable(false);
         ::chmod(path_.c_str(), 0755);
     }
     UnwritableFolder(const UnwritableFolder&) = delete;
@@ -104,6 +82,15 @@ public:
     bool works() const { return works_; }
 
 private:
+    bool SetImmutable(bool on) const {
+        const int fd = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        int flags = 0;
+        const bool done = fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0 &&
+                          (flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL,
+                           ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0);
+        if (fd >= 0) ::close(fd);
+        return done;
+    }
     bool Refuses() const {
         const std::string probe = path_ + "/.probe";
         const int fd = ::open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "support/FileFaults.h"
 #include "support/Shell.h"
 
 namespace ombrel::test {
@@ -26,23 +27,12 @@ inline uint64_t Fnv64(const std::string& bytes, size_t from, size_t to) {
     return h;
 }
 
-inline uint32_t Be(const std::string& b, size_t at, int width) {
-    uint32_t v = 0;
-    for (int i = 0; i < width; ++i) v = v << 8 | static_cast<uint8_t>(b.at(at + i));
-    return v;
-}
-
-inline uint32_t Le(const std::string& b, size_t at, int width) {
-    uint32_t v = 0;
-    for (int i = width - 1; i >= 0; --i) v = v << 8 | static_cast<uint8_t>(b.at(at + i));
-    return v;
-}
-
-inline std::string Line(const char* format, auto... args) {
+inline std::string Formatted(const char* format, auto... args) {
     char text[512];
     std::snprintf(text, sizeof text, format, args...);
-    return std::string(text) + "\n";
+    return text;
 }
+inline std::string Line(const char* format, auto... args) { return Formatted(format, args...) + "\n"; }
 
 inline std::string DumpTiff(const std::string& b) {
     std::string out = Line("file size %zu", b.size());
@@ -75,63 +65,28 @@ inline std::string DumpDpx(const std::string& b, bool date = true) {
         Kind kind;
         const char* name;
     };
+    // clang-format off
     static const Field fields[] = {
-        {0, 4, Text, "magic"},
-        {4, 4, U32, "image offset"},
-        {8, 8, Text, "version"},
-        {16, 4, U32, "file size"},
-        {20, 4, U32, "ditto key"},
-        {24, 4, U32, "generic section size"},
-        {28, 4, U32, "industry section size"},
-        {32, 4, U32, "user data size"},
-        {36, 100, Text, "image file name"},
-        {136, 24, Text, "creation time"},
-        {160, 100, Text, "creator"},
-        {260, 200, Text, "project"},
-        {460, 200, Text, "copyright"},
-        {660, 4, U32, "encryption key"},
-        {768, 2, U16, "orientation"},
-        {770, 2, U16, "elements"},
-        {772, 4, U32, "pixels per line"},
-        {776, 4, U32, "lines per element"},
-        {780, 4, U32, "data sign"},
-        {784, 4, U32, "reference low data code"},
-        {788, 4, F32, "reference low quantity"},
-        {792, 4, U32, "reference high data code"},
-        {796, 4, F32, "reference high quantity"},
-        {800, 1, U8, "descriptor"},
-        {801, 1, U8, "transfer"},
-        {802, 1, U8, "colorimetric"},
-        {803, 1, U8, "bit depth"},
-        {804, 2, U16, "packing"},
-        {806, 2, U16, "encoding"},
-        {808, 4, U32, "data offset"},
-        {812, 4, U32, "end-of-line padding"},
-        {816, 4, U32, "end-of-image padding"},
-        {1408, 4, U32, "x offset"},
-        {1412, 4, U32, "y offset"},
-        {1416, 4, U32, "x centre"},
-        {1420, 4, U32, "y centre"},
-        {1424, 4, U32, "x original size"},
-        {1428, 4, U32, "y original size"},
-        {1432, 100, Text, "source file name"},
-        {1556, 32, Text, "input device"},
-        {1588, 32, Text, "input device serial"},
-        {1620, 8, Text, "border"},
-        {1628, 4, U32, "aspect horizontal"},
-        {1632, 4, U32, "aspect vertical"},
-        {1664, 16, Text, "film id, type, offset, prefix, count"},
-        {1680, 32, Text, "format"},
-        {1712, 4, U32, "frame position"},
-        {1716, 4, U32, "sequence length"},
-        {1720, 4, U32, "held count"},
-        {1724, 4, F32, "frame rate"},
-        {1728, 4, F32, "shutter angle"},
-        {1732, 32, Text, "frame id"},
-        {1764, 100, Text, "slate"},
-        {1920, 4, U32, "time code"},
-        {1940, 4, F32, "television frame rate"},
-    };
+        {0, 4, Text, "magic"}, {4, 4, U32, "image offset"}, {8, 8, Text, "version"}, {16, 4, U32, "file size"},
+        {20, 4, U32, "ditto key"}, {24, 4, U32, "generic section size"}, {28, 4, U32, "industry section size"},
+        {32, 4, U32, "user data size"}, {36, 100, Text, "image file name"}, {136, 24, Text, "creation time"},
+        {160, 100, Text, "creator"}, {260, 200, Text, "project"}, {460, 200, Text, "copyright"},
+        {660, 4, U32, "encryption key"}, {768, 2, U16, "orientation"}, {770, 2, U16, "elements"},
+        {772, 4, U32, "pixels per line"}, {776, 4, U32, "lines per element"}, {780, 4, U32, "data sign"},
+        {784, 4, U32, "reference low data code"}, {788, 4, F32, "reference low quantity"},
+        {792, 4, U32, "reference high data code"}, {796, 4, F32, "reference high quantity"},
+        {800, 1, U8, "descriptor"}, {801, 1, U8, "transfer"}, {802, 1, U8, "colorimetric"}, {803, 1, U8, "bit depth"},
+        {804, 2, U16, "packing"}, {806, 2, U16, "encoding"}, {808, 4, U32, "data offset"},
+        {812, 4, U32, "end-of-line padding"}, {816, 4, U32, "end-of-image padding"}, {1408, 4, U32, "x offset"},
+        {1412, 4, U32, "y offset"}, {1416, 4, U32, "x centre"}, {1420, 4, U32, "y centre"},
+        {1424, 4, U32, "x original size"}, {1428, 4, U32, "y original size"}, {1432, 100, Text, "source file name"},
+        {1556, 32, Text, "input device"}, {1588, 32, Text, "input device serial"}, {1620, 8, Text, "border"},
+        {1628, 4, U32, "aspect horizontal"}, {1632, 4, U32, "aspect vertical"},
+        {1664, 16, Text, "film id, type, offset, prefix, count"}, {1680, 32, Text, "format"},
+        {1712, 4, U32, "frame position"}, {1716, 4, U32, "sequence length"}, {1720, 4, U32, "held count"},
+        {1724, 4, F32, "frame rate"}, {1728, 4, F32, "shutter angle"}, {1732, 32, Text, "frame id"},
+        {1764, 100, Text, "slate"}, {1920, 4, U32, "time code"}, {1940, 4, F32, "television frame rate"}};
+    // clang-format on
     std::string out = Line("file size %zu", b.size());
     if (b.size() < 2080) return out + "too short\n";
     std::string named(2080, 0);
@@ -139,27 +94,22 @@ inline std::string DumpDpx(const std::string& b, bool date = true) {
         named.replace(f.offset, f.width, f.width, 1);
         if (f.offset == 136 && !date) continue;
         std::string value;
-        switch (f.kind) {
-            case Text:
-                // Printable characters as they stand, others as \xNN; trailing NULs as a count.
-                {
-                    size_t end = f.width;
-                    while (end > 0 && b[f.offset + end - 1] == 0) --end;
-                    for (size_t i = 0; i < end; ++i) {
-                        const auto c = static_cast<uint8_t>(b[f.offset + i]);
-                        value += c >= 0x20 && c < 0x7F ? std::string(1, static_cast<char>(c)) : Line("\\x%02X", c);
-                        if (value.back() == '\n') value.pop_back();
-                    }
-                    value = "\"" + value + "\"";
-                    if (end < f.width) value += " + " + std::to_string(f.width - end) + " NUL";
-                }
-                break;
-            case U8: value = std::to_string(static_cast<uint8_t>(b[f.offset])); break;
-            case U16: value = std::to_string(Le(b, f.offset, 2)); break;
-            case U32: value = Line("%u (0x%08X)", Le(b, f.offset, 4), Le(b, f.offset, 4)); break;
-            case F32: value = Line("%g", static_cast<double>(std::bit_cast<float>(Le(b, f.offset, 4)))); break;
+        if (f.kind == Text) {
+            // Printable characters as they stand, others as \xNN; trailing NULs as a count.
+            size_t end = f.width;
+            while (end > 0 && b[f.offset + end - 1] == 0) --end;
+            for (size_t i = 0; i < end; ++i) {
+                const auto c = static_cast<uint8_t>(b[f.offset + i]);
+                value += c >= 0x20 && c < 0x7F ? std::string(1, static_cast<char>(c)) : Formatted("\\x%02X", c);
+            }
+            value = "\"" + value + "\"" + (end < f.width ? " + " + std::to_string(f.width - end) + " NUL" : "");
+        } else {
+            const uint32_t v =
+                f.kind == U8 ? static_cast<uint8_t>(b[f.offset]) : Le(b, f.offset, f.kind == U16 ? 2 : 4);
+            value = f.kind == F32   ? Formatted("%g", static_cast<double>(std::bit_cast<float>(v)))
+                    : f.kind == U32 ? Formatted("%u (0x%08X)", v, v)
+                                    : std::to_string(v);
         }
-        if (!value.empty() && value.back() == '\n') value.pop_back();
         out += Line("%4zu %-38s %s", f.offset, f.name, value.c_str());
     }
     std::string stray;

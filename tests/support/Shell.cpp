@@ -1,5 +1,7 @@
 #include "support/Shell.h"
 
+#include "support/NoGlDriver.h"
+
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,7 +29,7 @@ int RunSelfWithoutGlDriver(const std::string& gtestFilter) {
     std::vector<std::string> env;
     for (char** e = environ; *e; ++e) env.emplace_back(*e);
     env.emplace_back("__EGL_VENDOR_LIBRARY_FILENAMES=/nonexistent/vendor.json");
-    env.emplace_back("OMBREL_GL_PROBE_NO_DRIVER=1");
+    env.emplace_back(std::string(kNoGlDriverVariable) + "=1");
     std::vector<char*> envp;
     for (auto& e : env) envp.push_back(e.data());
     envp.push_back(nullptr);

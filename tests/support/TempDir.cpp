@@ -39,19 +39,9 @@ ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
         hadValue_ = true;
         oldValue_ = v;
     }
-    if (value) {
-        ::setenv(name, value, 1);
-    } else {
-        ::unsetenv(name);
-    }
+    value ? ::setenv(name, value, 1) : ::unsetenv(name);
 }
 
-ScopedEnv::~ScopedEnv() {
-    if (hadValue_) {
-        ::setenv(name_.c_str(), oldValue_.c_str(), 1);
-    } else {
-        ::unsetenv(name_.c_str());
-    }
-}
+ScopedEnv::~ScopedEnv() { hadValue_ ? ::setenv(name_.c_str(), oldValue_.c_str(), 1) : ::unsetenv(name_.c_str()); }
 
 }  // namespace ombrel::test
