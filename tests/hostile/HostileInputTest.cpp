@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "core/PlistValue.h"
 #include "support/Shell.h"
@@ -29,37 +30,31 @@ struct Inputs {
         EXPECT_EQ(made.status, 0) << made.output;
     }
 
-    PlistValue Look() const {
-        PlistValue d = PlistValue::MakeDict();
+    // A look of ordinary values with `changes` made, as a project of the clip or a settings file.
+    std::string Look(const std::vector<std::pair<const char*, PlistValue>>& changes, bool project) const {
+        PlistValue look = PlistValue::MakeDict();
         for (const char* key : {"grainMultiplier", "colorChangePercent", "scurveChangePercent", "saturation", "lift",
                                 "gamma", "gain", "white", "grainScale"})
-            d.set(key, 1.0);
-        d.set("kelvin", 5600.0);
-        d.set("mid", 0.5);
-        d.set("grainName", "CP35");
-        d.set("stockName", "5207");
-        return d;
-    }
-
-    std::string Project(const PlistValue& look) const {
-        PlistValue clips = PlistValue::MakeDict();
-        clips.set(clip, look);
-        PlistValue paths = PlistValue::MakeArray();
-        paths.append(clip);
-        PlistValue project = PlistValue::MakeDict();
-        project.set("Paths", paths);
-        project.set("clips", clips);
-        PlistValue output = PlistValue::MakeDict();
-        output.set("format", 20);  // DPX
-        project.set("outputSettings", output);
-        const std::string path = dir / "project.xml";
-        EXPECT_TRUE(project.WriteToFile(path).ok());
-        return path;
-    }
-
-    std::string Settings(const PlistValue& look) const {
-        const std::string path = dir / "look.plist";
-        EXPECT_TRUE(look.WriteToFile(path).ok());
+            look.set(key, 1.0);
+        look.set("kelvin", 5600.0);
+        look.set("mid", 0.5);
+        look.set("grainName", "CP35");
+        look.set("stockName", "5207");
+        for (const auto& [key, value] : changes) look.set(key, value);
+        PlistValue written = look;
+        if (project) {
+            PlistValue clips = PlistValue::MakeDict(), paths = PlistValue::MakeArray();
+            clips.set(clip, look);
+            paths.append(clip);
+            PlistValue output = PlistValue::MakeDict();
+            output.set("format", 20);  // DPX
+            written = PlistValue::MakeDict();
+            written.set("Paths", paths);
+            written.set("clips", clips);
+            written.set("outputSettings", output);
+        }
+        const std::string path = dir / (project ? "project.xml" : "look.plist");
+        EXPECT_TRUE(written.WriteToFile(path).ok());
         return path;
     }
 
@@ -85,26 +80,25 @@ struct HostileRow {
     const char* says;  // text the output holds; empty for none
 };
 
-std::string Render(const Inputs& in, const std::string& extra) {
-    return "render " + Q(in.clip) + " --out " + Q(in.out) + " --cpu --frames 0-1 " + extra;
+// `render` of the clip's first two frames with these options.
+std::function<std::string(const Inputs&)> Render(std::string options) {
+    return [options](const Inputs& in) {
+        return "render " + Q(in.clip) + " --out " + Q(in.out) + " --cpu --frames 0-1 " + options;
+    };
 }
 
 std::function<std::string(const Inputs&)> Look(const char* key, PlistValue value, bool project) {
     return [key, value, project](const Inputs& in) {
-        PlistValue look = in.Look();
-        look.set(key, value);
-        return project ? "render --project " + Q(in.Project(look)) + " --out " + Q(in.out) + " --cpu"
-                       : "render --settings " + Q(in.Settings(look)) + " " + Q(in.clip) + " --out " + Q(in.out) +
-                             " --cpu --frames 0-1";
+        const std::string file = Q(in.Look({{key, value}}, project));
+        return project ? "render --project " + file + " --out " + Q(in.out) + " --cpu"
+                       : "render --settings " + file + " " + Q(in.clip) + " --out " + Q(in.out) + " --cpu --frames 0-1";
     };
 }
 
 std::function<std::string(const Inputs&)> Points(int64_t first, int64_t last) {
     return [first, last](const Inputs& in) {
-        PlistValue look = in.Look();
-        look.set("userFrameIn", first);
-        look.set("userFrameOut", last);
-        return "render --project " + Q(in.Project(look)) + " --out " + Q(in.out) + " --cpu";
+        return "render --project " + Q(in.Look({{"userFrameIn", first}, {"userFrameOut", last}}, true)) + " --out " +
+               Q(in.out) + " --cpu";
     };
 }
 
@@ -128,29 +122,22 @@ INSTANTIATE_TEST_SUITE_P(
     Corpus, HostileInput,
     ::testing::Values(
         // A scan name spelled loosely stands for the installed scan, as gauge names do.
-        HostileRow{"GaugeScanWithASpace", [](const Inputs& in) { return Render(in, "--gauge 'CP 16'"); }, 0, ""},
-        HostileRow{"GaugeScanWithATrailingSpace", [](const Inputs& in) { return Render(in, "--gauge 'CP16 '"); }, 0,
-                   ""},
-        HostileRow{"GaugeScanDashed", [](const Inputs& in) { return Render(in, "--gauge cp-16"); }, 0, ""},
-        HostileRow{"GaugeScanDotted", [](const Inputs& in) { return Render(in, "--gauge CP1.6"); }, 0, ""},
-        HostileRow{"GaugeNoScan", [](const Inputs& in) { return Render(in, "--gauge CP99"); }, 2,
-                   "--gauge wants a film gauge"},
+        HostileRow{"GaugeScanWithASpace", Render("--gauge 'CP 16'"), 0, ""},
+        HostileRow{"GaugeScanWithATrailingSpace", Render("--gauge 'CP16 '"), 0, ""},
+        HostileRow{"GaugeScanDashed", Render("--gauge cp-16"), 0, ""},
+        HostileRow{"GaugeScanDotted", Render("--gauge CP1.6"), 0, ""},
+        HostileRow{"GaugeNoScan", Render("--gauge CP99"), 2, "--gauge wants a film gauge"},
         HostileRow{"ProjectGrainNameNamesNoScan", Look("grainName", "CP99", true), 1,
                    "grainName \"CP99\" names no grain scan"},
         HostileRow{"SettingsGrainNameSpaced", Look("grainName", "CP 16", false), 1, "grainName \"CP 16\""},
-        HostileRow{"GrainNaN", [](const Inputs& in) { return Render(in, "--grain nan"); }, 2, "--grain nan"},
-        HostileRow{"LevelsNaN", [](const Inputs& in) { return Render(in, "--levels nan,nan,nan"); }, 2,
-                   "--levels black nan"},
-        HostileRow{"LiftNaN", [](const Inputs& in) { return Render(in, "--lift nan"); }, 2, "--lift nan"},
-        HostileRow{"ExposureNaN", [](const Inputs& in) { return Render(in, "--exposure nan"); }, 2, "--exposure nan"},
-        HostileRow{"KelvinZero", [](const Inputs& in) { return Render(in, "--kelvin 0"); }, 2,
-                   "--kelvin 0 is outside 1000 to 20000"},
-        HostileRow{"GammaFar", [](const Inputs& in) { return Render(in, "--gamma 50"); }, 2,
-                   "--gamma 50 is outside 0 to 2"},
-        HostileRow{"LevelsOutOfOrder", [](const Inputs& in) { return Render(in, "--levels 1,0.5,0"); }, 2,
-                   "black below mid below white"},
-        HostileRow{"LevelsWithAFourthValue", [](const Inputs& in) { return Render(in, "--levels 0,0.5,1,2"); }, 2,
-                   "--levels wants black,mid,white"},
+        HostileRow{"GrainNaN", Render("--grain nan"), 2, "--grain nan"},
+        HostileRow{"LevelsNaN", Render("--levels nan,nan,nan"), 2, "--levels black nan"},
+        HostileRow{"LiftNaN", Render("--lift nan"), 2, "--lift nan"},
+        HostileRow{"ExposureNaN", Render("--exposure nan"), 2, "--exposure nan"},
+        HostileRow{"KelvinZero", Render("--kelvin 0"), 2, "--kelvin 0 is outside 1000 to 20000"},
+        HostileRow{"GammaFar", Render("--gamma 50"), 2, "--gamma 50 is outside 0 to 2"},
+        HostileRow{"LevelsOutOfOrder", Render("--levels 1,0.5,0"), 2, "black below mid below white"},
+        HostileRow{"LevelsWithAFourthValue", Render("--levels 0,0.5,1,2"), 2, "--levels wants black,mid,white"},
         HostileRow{"ProjectLiftNaN", Look("lift", kNan, true), 1, "lift nan is not a number"},
         HostileRow{"ProjectExposureFar", Look("exposure", 1e30, true), 1, "exposure 1e+30 is outside -10 to 10"},
         HostileRow{"SettingsGammaInfinite", Look("gamma", std::numeric_limits<double>::infinity(), false), 1,
@@ -176,7 +163,7 @@ INSTANTIATE_TEST_SUITE_P(
                    },
                    kRefused, "nested deeper than 256 levels"},
         // Controls: the same commands with good values render.
-        HostileRow{"GoodRender", [](const Inputs& in) { return Render(in, "--grain 0.5 --levels 0,0.5,1"); }, 0, ""},
+        HostileRow{"GoodRender", Render("--grain 0.5 --levels 0,0.5,1"), 0, ""},
         HostileRow{"GoodProject", Points(1, 4), 0, ""}),
     [](const auto& info) { return std::string(info.param.name); });
 
