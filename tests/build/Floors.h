@@ -16,10 +16,9 @@ struct Library {
 // `| 3 | `ombrel_look` | `src/look` | ... |`. Rows that do not parse are named in *bad.
 std::vector<Library> ReadFloorTable(const std::string& markdown, std::vector<std::string>* bad);
 
-// Every quoted include in the .h and .cpp files under the libraries' folders (and the
-// executables' folders, which sit above every library) whose target lies on the same floor
-// or higher than the including file's library: one line each, naming file, include and floors.
-std::vector<std::string> UpwardIncludes(const std::string& root, const std::vector<Library>& libraries,
-                                        const std::vector<std::string>& executableFolders);
+// Every quoted include in the .h and .cpp files under the libraries' folders whose target lies on
+// the same floor or higher than the including file's library: one line each, naming file,
+// include and floors. Executables (app/, tools/, bench/) sit above every library.
+std::vector<std::string> UpwardIncludes(const std::string& root, const std::vector<Library>& libraries);
 
 }  // namespace ombrel::floors
