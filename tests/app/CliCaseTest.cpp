@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "CliSupport.h"
 #include "core/FolderLock.h"
@@ -73,6 +74,28 @@ void Hold(Scratch& s, int first, int last) {
 
 void DropMiddleFile(Scratch& s) { std::filesystem::remove(s.dir / "card/A001_C001_0101AB_002.R3D"); }
 
+// {dir}/project.xml: {clip} rendered as DPX into out/, with `format` as its output format and
+// `snippets` as the clip's snippet list.
+std::function<void(Scratch&)> Project(PlistValue format, std::vector<double> snippets = {}) {
+    return [format, snippets](Scratch& s) {
+        PlistValue project = PlistValue::MakeDict(), paths = PlistValue::MakeArray(), output = PlistValue::MakeDict();
+        paths.append(s.clip);
+        output.set("format", format);
+        output.set("outputDirectory", s.dir / "out");
+        project.set("Paths", paths);
+        project.set("outputSettings", output);
+        if (!snippets.empty()) {
+            PlistValue list = PlistValue::MakeArray(), file = PlistValue::MakeDict(), all = PlistValue::MakeDict();
+            for (double v : snippets) list.append(v);
+            file.set("sourcePath", s.clip);
+            file.set("KVCSnippetList", list);
+            all.set("A001_C001_0101AB_001.R3D", file);
+            project.set("SnippetList", all);
+        }
+        EXPECT_TRUE(project.WriteToFile(s.dir / "project.xml").ok());
+    };
+}
+
 const char* const kLocked =
     "another render is writing frames of 0-5 into {dir}/out/A001_C001_0101AB; {clip} was not "
     "rendered";
@@ -134,6 +157,29 @@ const CliCase kCases[] = {
     {"KeepExistingRefusesAClipWhoseOutputIsThere", "render --keep-existing --out {dir}/out {clip}", 1,
      "File already exists. Not Rendering", 1, "", 0,
      [](Scratch& s) { test::WriteWholeFile(s.out + "/A001_C001_0101AB.0000001.dpx", "x"); }},
+    // A project's output format of the wrong kind names the key and the value; --format wins.
+    {"ProjectFormatAsText", "render --cpu --project {dir}/project.xml", 1,
+     "output setting \"format\" = \"dpx\", which is not a format number; the formats are 20 (DPX), 21 (TIFF) and 0 "
+     "(movie)",
+     -1, "No renderer", 0, Project("dpx")},
+    {"ProjectFormatUnknownNumber", "render --cpu --project {dir}/project.xml", 1,
+     "output setting \"format\" = 7, which is no format of this build; the formats are 20 (DPX)", -1, "No renderer", 0,
+     Project(7)},
+    {"ProjectFormatArray", "render --cpu --project {dir}/project.xml", 1,
+     "output setting \"format\" = an array, which is not a format number; the formats are 20 (DPX)", -1, "No renderer",
+     0, Project(PlistValue::MakeArray())},
+    {"ProjectFormatTextOverridden", "render --cpu --project {dir}/project.xml --format dpx", 0, " -> ", 6, "", 0,
+     Project("dpx")},
+    {"ProjectFormatNumberOverridden", "render --cpu --project {dir}/project.xml --format dpx", 0, " -> ", 6, "", 0,
+     Project(7)},
+    {"ProjectFormatArrayOverridden", "render --cpu --project {dir}/project.xml --format dpx", 0, " -> ", 6, "", 0,
+     Project(PlistValue::MakeArray())},
+    // Snippets beyond the clip are said, and only those inside render.
+    {"ProjectSnippetsAllBeyond", "render --cpu --project {dir}/project.xml", 1,
+     "all its snippets (10-20, 30-31) lie beyond the clip; the clip's last frame is 5", 0, "", 0,
+     Project(20, {10, 20, 30, 31})},
+    {"ProjectSnippetsSomeBeyond", "render --cpu --project {dir}/project.xml", 0,
+     "snippets 10-20 lie beyond the clip and are left out", 6, "", 0, Project(20, {0, 1, 10, 20})},
     // --frames against the clip's length: the frames that exist render and the rest are named.
     {"RangeInside", "render --cpu --out {dir}/out --frames 1-2 {clip}", 0, " -> ", 2},
     {"RangeEndsAtTheLastFrame", "render --cpu --out {dir}/out --frames 3-5 {clip}", 0, " -> ", 3},

@@ -2,7 +2,6 @@
 // of each command and what `info` says of a clip.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 #include "CliSupport.h"
@@ -13,66 +12,41 @@ namespace {
 
 using namespace clitest;
 
-struct HelpCase {
+struct TextCase {
     const char* name;
-    const char* args;
-};
-
-const HelpCase kHelpCases[] = {
-    {"main", "--help"},
-    {"render", "render --help"},
-    {"info", "info --help"},
-    {"project", "project --help"},
-    {"project-show", "project show --help"},
-    {"demo", "demo --help"},
-};
-
-class HelpText : public ::testing::TestWithParam<HelpCase> {};
-
-TEST_P(HelpText, MatchesItsReference) {
-    const auto r = Ombrel(GetParam().args);
-    EXPECT_EQ(r.status, 0) << r.output;
-    std::string text = r.output;  // the usage line names the program as it was called
-    for (size_t at; (at = text.find(OMBREL_CLI)) != std::string::npos;) text.replace(at, strlen(OMBREL_CLI), "ombrel");
-    EXPECT_TRUE(test::MatchesRef(std::string("app/help-") + GetParam().name + ".txt", text));
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, HelpText, ::testing::ValuesIn(kHelpCases), [](const auto& info) {
-    std::string name = info.param.name;
-    for (char& ch : name)
-        if (ch == '-') ch = '_';
-    return name;
-});
-
-// The clip's folder stands as "{dir}" so that the reference holds for any scratch folder.
-std::string WithoutFolder(std::string text, const std::string& folder) {
-    for (size_t at; (at = text.find(folder)) != std::string::npos;) text.replace(at, folder.size(), "{dir}");
-    return text;
-}
-
-struct InfoCase {
-    const char* name;
-    const char* args;
+    const char* args;  // {clip}: 23.976 fps, 30 frames from 11:22:33:12, reel A007 clip C003
     const char* ref;
 };
 
-const InfoCase kInfoCases[] = {
-    {"Json", "info --json", "app/info-basic-clip.json"},
-    {"TextOfExtractType2", "info --extract 2", "app/info-basic-clip-extract2.txt"},
+const TextCase kTextCases[] = {
+    {"HelpMain", "--help", "app/help-main.txt"},
+    {"HelpRender", "render --help", "app/help-render.txt"},
+    {"HelpInfo", "info --help", "app/help-info.txt"},
+    {"HelpProject", "project --help", "app/help-project.txt"},
+    {"HelpProjectShow", "project show --help", "app/help-project-show.txt"},
+    {"HelpDemo", "demo --help", "app/help-demo.txt"},
+    {"InfoJson", "info --json {clip}", "app/info-basic-clip.json"},
+    {"InfoTextOfExtractType2", "info --extract 2 {clip}", "app/info-basic-clip-extract2.txt"},
 };
 
-class InfoText : public ::testing::TestWithParam<InfoCase> {};
+class ReferenceText : public ::testing::TestWithParam<TextCase> {};
 
-TEST_P(InfoText, MatchesItsReference) {
+// The program stands as "ombrel" and the scratch folder as "{dir}", so that the references
+// hold for any build and any scratch folder.
+TEST_P(ReferenceText, MatchesItsReference) {
     test::TempDir dir;
-    // 23.976 fps, 30 frames from 11:22:33:12, reel A007 clip C003, two channels of sound.
     const std::string clip = WriteClip(dir / "A007_C003_0101AB_001.R3D", sdktest::BasicClip(40, 20, 30));
-    const auto r = Ombrel(std::string(GetParam().args) + " " + clip);
+    std::string args = GetParam().args;
+    if (const size_t at = args.find("{clip}"); at != std::string::npos) args.replace(at, 6, clip);
+    const auto r = Ombrel(args);
     EXPECT_EQ(r.status, 0) << r.output;
-    EXPECT_TRUE(test::MatchesRef(GetParam().ref, WithoutFolder(r.output, dir.path())));
+    std::string text = r.output;
+    for (const auto& [from, to] : {std::pair<std::string, std::string>{OMBREL_CLI, "ombrel"}, {dir.path(), "{dir}"}})
+        for (size_t at; (at = text.find(from)) != std::string::npos;) text.replace(at, from.size(), to);
+    EXPECT_TRUE(test::MatchesRef(GetParam().ref, text));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, InfoText, ::testing::ValuesIn(kInfoCases),
+INSTANTIATE_TEST_SUITE_P(Cases, ReferenceText, ::testing::ValuesIn(kTextCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
