@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "core/Status.h"
+
 namespace ombrel {
 
 // An advisory lock on a range of frames of an output folder, held while the object lives.
@@ -15,11 +17,10 @@ public:
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;
 
-    // False when another holder has frames of first..last of the folder; `error` then names
-    // the folder and the frames. A folder
-    // that cannot be looked at or a file system without locks is not a refusal: the lock is
-    // simply not held.
-    bool TryLock(const std::string& folder, int first, int last, std::string* error);
+    // kExists, naming the folder and the frames, when another holder has frames of first..last
+    // of the folder. A folder that cannot be looked at or a file system without locks is not a
+    // refusal: the lock is simply not held.
+    Status TryLock(const std::string& folder, int first, int last);
     void Unlock();
     bool locked() const { return fd_ >= 0; }
 

@@ -268,8 +268,8 @@ bool RenderBase::SetupForRenderStartingEnding(RenderSetup& setup, int first, int
     const bool movie = renderSource_ && renderSource_->SourceType() == kMovieSourceType;
     if (!(movie ? SetDestPathForQT(setup) : SetDestPathForR3D(setup))) return false;
     // Another render writing the same frames into this folder would leave a mixed sequence.
-    if (std::string why; !destLock_.TryLock(setup.destPath, first, last, &why)) {
-        FailItem(why + "; " + sourcePath_ + " was not rendered");
+    if (const Status locked = destLock_.TryLock(setup.destPath, first, last); !locked.ok()) {
+        FailItem(locked.message() + "; " + sourcePath_ + " was not rendered");
         return false;
     }
 

@@ -68,8 +68,8 @@ struct CliCase {
 
 void Hold(Scratch& s, int first, int last) {
     std::filesystem::create_directories(s.out);
-    std::string why;
-    EXPECT_TRUE(s.other.TryLock(s.out, first, last, &why)) << why;
+    const Status held = s.other.TryLock(s.out, first, last);
+    EXPECT_TRUE(held.ok()) << held.message();
 }
 
 void DropMiddleFile(Scratch& s) { std::filesystem::remove(s.dir / "card/A001_C001_0101AB_002.R3D"); }

@@ -31,13 +31,14 @@ class FolderLockOverlap : public ::testing::TestWithParam<OverlapCase> {};
 TEST_P(FolderLockOverlap, OnlyOverlappingRangesAreRefused) {
     const OverlapCase& c = GetParam();
     test::TempDir dir;
-    std::string why;
     auto first = std::make_unique<FolderLock>();
-    ASSERT_TRUE(first->TryLock(dir.path(), 10, 19, &why)) << why;
+    ASSERT_TRUE(first->TryLock(dir.path(), 10, 19).ok());
     ASSERT_TRUE(first->locked());
 
     FolderLock second;
-    EXPECT_EQ(second.TryLock(dir.path(), c.first, c.last, &why), !c.refused) << why;
+    const Status held = second.TryLock(dir.path(), c.first, c.last);
+    const std::string& why = held.message();
+    EXPECT_EQ(held.code(), c.refused ? Status::Code::kExists : Status::Code::kOk) << why;
     EXPECT_EQ(second.locked(), !c.refused);
     if (c.refused) {
         EXPECT_NE(why.find("another render is writing frames of " + std::to_string(c.first) + "-" +
@@ -45,8 +46,7 @@ TEST_P(FolderLockOverlap, OnlyOverlappingRangesAreRefused) {
                   std::string::npos)
             << why;
         first.reset();  // let go when its owner ends
-        why.clear();
-        EXPECT_TRUE(second.TryLock(dir.path(), c.first, c.last, &why)) << why;
+        EXPECT_TRUE(second.TryLock(dir.path(), c.first, c.last).ok());
         EXPECT_TRUE(second.locked());
     }
 }
@@ -57,17 +57,15 @@ INSTANTIATE_TEST_SUITE_P(Cases, FolderLockOverlap, ::testing::ValuesIn(kOverlapC
 TEST(FolderLock, AFolderThatIsNotThereIsLeftToTheFoldersOwnChecks) {
     test::TempDir dir;
     FolderLock lock;
-    std::string why;
-    EXPECT_TRUE(lock.TryLock(dir / "absent", 0, 9, &why));
+    const Status held = lock.TryLock(dir / "absent", 0, 9);
+    EXPECT_TRUE(held.ok()) << held.message();
     EXPECT_FALSE(lock.locked());
-    EXPECT_EQ(why, "");
 }
 
 TEST(FolderLock, TheOutputFolderHoldsNothingButOutput) {
     test::TempDir dir;
     FolderLock lock;
-    std::string why;
-    ASSERT_TRUE(lock.TryLock(dir.path(), 0, 9, &why)) << why;
+    ASSERT_TRUE(lock.TryLock(dir.path(), 0, 9).ok());
     EXPECT_TRUE(lock.locked());
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
 }
