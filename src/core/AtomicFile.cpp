@@ -117,6 +117,7 @@ int AtomicFileWriter::Drain() {
 
 Status AtomicFileWriter::Write(const void* bytes, size_t size) {
     if (fd_ < 0) return Fail(Step::kWrite, "cannot write", EBADF);
+    if (size == 0) return OkStatus();  // an empty vector's data() may be null, which memcpy may not see
     const auto* p = static_cast<const char*>(bytes);
     if (size > kBufferSize - buffered_) {
         if (int err = Drain()) return Fail(Step::kWrite, "cannot write", err);
