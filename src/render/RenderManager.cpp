@@ -163,8 +163,10 @@ void RenderManager::WaitUntilExit() {
 
 std::pair<int, int> RenderManager::FrameRangeForItem(const RenderManagerItem& item) {
     const int frames = item.frames();
-    if (const auto& range = item.frameRange())
-        return {std::clamp(range->first, 0, std::max(frames - 1, 0)), std::clamp(range->second, 0, frames - 1)};
+    if (const auto& range = item.frameRange()) {
+        const int last = std::max(frames - 1, 0);  // std::clamp wants its bounds in order
+        return {std::clamp(range->first, 0, last), std::clamp(range->second, 0, last)};
+    }
     const auto& clip = item.settings();
     if (!clip || clip->hasSnippets()) return {0, frames - 1};
     const int in = clip->userFrameIn();
