@@ -19,6 +19,7 @@
 #include "look/balls/ColorBall2DLUT.h"
 #include "look/exposure/ColorTempExposureModel.h"
 #include "model/ColorBallInfo.h"
+#include "support/StockFiles.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -292,14 +293,7 @@ TEST(BallSetter, EachBallGivesItsAngleAndItsRadiusSquaredInShadowMidHighOrder) {
     EXPECT_EQ(sp.ballTable(), got);
 }
 
-// Writes a stock table whose every entry is `value`, where the loader looks for it.
-void WriteStock(const std::string& root, const std::string& profile, const std::string& stock, float value) {
-    std::filesystem::create_directories(root + "/Profiles/" + profile);
-    std::vector<float> table(kStockLutFloats, value);
-    ASSERT_EQ(ScrambleDataToFile(root + "/Profiles/" + profile + "/" + profile + "_" + stock + ".tin", table.data(),
-                                 kStockLutBytes, nullptr),
-              0);
-}
+using test::WriteStock;
 
 class StockSelection : public testing::Test {
 protected:

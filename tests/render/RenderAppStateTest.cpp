@@ -12,6 +12,7 @@
 #include "look/LutManager.h"
 #include "render/FrameProcessor.h"
 #include "support/RenderQueueFixture.h"
+#include "support/StockFiles.h"
 
 namespace ombrel {
 namespace {
@@ -45,13 +46,7 @@ private:
     std::shared_ptr<TableLoads> loads_;
 };
 
-void WriteStock(const std::string& root, const std::string& profile, const std::string& stock, float value) {
-    std::filesystem::create_directories(root + "/Profiles/" + profile);
-    std::vector<float> table(kStockLutFloats, value);
-    ASSERT_EQ(ScrambleDataToFile(root + "/Profiles/" + profile + "/" + profile + "_" + stock + ".tin", table.data(),
-                                 kStockLutBytes, nullptr),
-              0);
-}
+using test::WriteStock;
 
 constexpr float kMovieFallback = 0.1f;
 constexpr float kRawFallback = 0.2f;
