@@ -112,55 +112,36 @@ Table3 ExposureModelTable(float exposureDecades, float colorTempOffset) {
     return t;
 }
 
+// The table is the model's for a third of the stops and the offset from 5600 K; a flat setting
+// is taken as in force from the second call on, so a flat setting on a flat table touches nothing.
 TEST(ExposureSetter, TheTableIsTheModelsForAThirdOfTheStopsAndTheOffsetFrom5600) {
     ShaderProcessor sp(Backend::Cpu);
-    for (const auto& [stops, kelvin] : {std::pair{1.5f, 3200.0f}, {-2.0f, 9000.0f}}) {
-        sp.SetExposureKelvin(stops, kelvin);
-        EXPECT_EQ(sp.exposureTable(), ExposureModelTable(stops / 3.0f, kelvin - 5600.0f)) << stops << " " << kelvin;
-    }
-    ShaderProcessor built(Backend::Cpu);
-    ASSERT_TRUE(built.InitPipelineForViewportContext({{0, 0}, {16, 16}}, nullptr));
-    EXPECT_EQ(built.exposureTable(), ExposureModelTable(0.0f, 0.0f)) << "a built pipeline starts flat";
-}
-
-TEST(ExposureSetter, TheFirstCallMakesTheModelAndAFlatSettingIsTakenAsInForceFromTheSecond) {
-    ShaderProcessor sp(Backend::Cpu);
+    sp.SetExposureKelvin(1.5f, 3200.0f);
+    EXPECT_EQ(sp.exposureTable(), ExposureModelTable(0.5f, -2400.0f));
     sp.SetExposureKelvin(0.0f, 5600.0f);
-    EXPECT_FALSE(sp.lastExposureWasFlat()) << "making the model clears the mark";
+    EXPECT_EQ(sp.exposureTable(), ExposureModelTable(0.0f, 0.0f));
     sp.SetExposureKelvin(0.0f, 5600.0f);
-    EXPECT_TRUE(sp.lastExposureWasFlat());
     sp.EditTables([](ShaderProcessor::Tables& t) { t.exposureTexture.fill(0.25f); });
     sp.SetExposureKelvin(0.0f, 5600.0f);
     EXPECT_EQ(sp.exposureTable()[123], 0.25f) << "a flat setting on a flat table touches nothing";
     sp.SetExposureKelvin(0.0f, 5601.0f);
     EXPECT_EQ(sp.exposureTable(), ExposureModelTable(0.0f, 1.0f)) << "flat means both exactly";
-    sp.SetExposureKelvin(0.0f, 5600.0f);
-    EXPECT_EQ(sp.exposureTable(), ExposureModelTable(0.0f, 0.0f)) << "back to flat rebuilds";
+    ShaderProcessor built(Backend::Cpu);
+    ASSERT_TRUE(built.InitPipelineForViewportContext({{0, 0}, {16, 16}}, nullptr));
+    EXPECT_EQ(built.exposureTable(), ExposureModelTable(0.0f, 0.0f)) << "a built pipeline starts flat";
 }
 
-TEST(ExposureSetupDeathTest, AMissingOrShortTableIsABrokenInstallationNamedInTheLog) {
-    const std::string cv = test::ReadWholeFile(ResourcePath("Resources/5D_CV2logLUT.bin"));
-    const std::string log = test::ReadWholeFile(ResourcePath("Resources/5D_log2CVLUT.bin"));
-    struct Row {
-        const char *name, *message;
-        std::string cvToLog, logToCV;  // empty: not written
-    };
-    for (const Row& r :
-         {Row{"missing", "Missing resource \"Resources/5D_CV2logLUT.bin\"", "", log},
-          Row{"short", ">> ERROR: Unusable exposure table: .*5D_log2CVLUT.bin holds 393216 bytes, not 786432", cv,
-              log.substr(0, log.size() / 2)}}) {
-        SCOPED_TRACE(r.name);
-        test::TempDir dir;
-        std::filesystem::create_directories(dir / "Resources");
-        if (!r.cvToLog.empty()) test::WriteWholeFile(dir / "Resources/5D_CV2logLUT.bin", r.cvToLog);
-        test::WriteWholeFile(dir / "Resources/5D_log2CVLUT.bin", r.logToCV);
-        EXPECT_DEATH(
-            {
-                test::ScopedDataRoot root(dir.path());
-                ShaderProcessor(Backend::Cpu).SetExposureKelvin(1.0f, 5600.0f);
-            },
-            r.message);
-    }
+TEST(ExposureSetupDeathTest, AShortTableIsABrokenInstallationNamedInTheLog) {
+    test::TempDir dir;
+    std::filesystem::create_directories(dir / "Resources");
+    std::filesystem::copy_file(ResourcePath("Resources/5D_CV2logLUT.bin"), dir / "Resources/5D_CV2logLUT.bin");
+    test::WriteWholeFile(dir / "Resources/5D_log2CVLUT.bin", std::string(393216, '\0'));
+    EXPECT_DEATH(
+        {
+            test::ScopedDataRoot root(dir.path());
+            ShaderProcessor(Backend::Cpu).SetExposureKelvin(1.0f, 5600.0f);
+        },
+        ">> ERROR: Unusable exposure table: .*5D_log2CVLUT.bin holds 393216 bytes, not 786432");
 }
 
 // A ball is {radius, angle}; the model takes each angle and its radius squared, shadows first.
@@ -195,45 +176,32 @@ protected:
     std::optional<test::ScopedDataRoot> root_;
 };
 
-TEST_F(StockSelection, ChosenCameraThenR3DSourceThenUserDefaultThenSource) {
-    struct Row {
-        const char* name;
-        std::optional<std::string> chosen;
-        const char* userDefault;  // null: none set
-        bool r3dMode;
-        float loaded;
-    };
-    for (const Row& r :
-         {Row{"chosen camera", "Chosen", nullptr, true, 0.4f}, Row{"R3D source", std::nullopt, nullptr, true, 0.3f},
-          Row{"R3D mode ignores the user default", std::nullopt, "Default", true, 0.3f},
-          Row{"an empty choice takes the user default", "", "Default", false, 0.5f},
-          Row{"no default: the source", std::nullopt, nullptr, false, 0.3f}}) {
-        SCOPED_TRACE(r.name);
-        ShaderProcessor::SetDefaultCameraReader(
-            r.userDefault ? std::function<std::optional<std::string>()>(
-                                [d = std::string(r.userDefault)] { return std::optional<std::string>(d); })
-                          : nullptr);
-        ShaderProcessor sp(Backend::Cpu);
-        sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "RedOne", r.chosen, r.r3dMode);
-        EXPECT_FLOAT_EQ(Loaded(sp), r.loaded);
-    }
-}
-
-TEST_F(StockSelection, MissingTablesFallBackBySideAndBlackAndWhiteFollowsTheStock) {
+// The table of the chosen camera, else in R3D mode the source's, else the user default, else the
+// source's; a missing table falls back to the 5207 of the side in use.
+TEST_F(StockSelection, ChosenCameraThenSourceOrUserDefaultAndMissingTablesFallBackBySide) {
     struct Row {
         const char *name, *stock, *profile;
-        int appState;
+        std::optional<std::string> chosen, userDefault;
+        bool r3dMode;  // also the R3D side of the fallback
         float loaded;
         bool blackAndWhite;
     };
-    for (const Row& r : {Row{"a table of its own", "KodakTriX", "5D", 1, 0.6f, true},
-                         Row{"movies fall back to the 5D 5207 table", "8553", "Nowhere", 1, 0.1f, false},
-                         Row{"R3D clips fall back to the EpicM 5207 table", "IlfordFP4", "Nowhere", 0, 0.2f, true},
-                         Row{"an unknown stock reads as colour stock 0", "NoSuchStock", "5D", 0, 0.2f, false}}) {
+    const auto none = std::nullopt;
+    for (const Row& r :
+         {Row{"chosen camera", "5213", "RedOne", "Chosen", none, true, 0.4f, false},
+          Row{"R3D source", "5213", "RedOne", none, none, true, 0.3f, false},
+          Row{"R3D mode ignores the user default", "5213", "RedOne", none, "Default", true, 0.3f, false},
+          Row{"an empty choice takes the user default", "5213", "RedOne", "", "Default", false, 0.5f, false},
+          Row{"no default: the source", "5213", "RedOne", none, none, false, 0.3f, false},
+          Row{"a table of its own", "KodakTriX", "5D", none, none, false, 0.6f, true},
+          Row{"movies fall back to the 5D 5207 table", "8553", "Nowhere", none, none, false, 0.1f, false},
+          Row{"R3D clips fall back to the EpicM 5207 table", "IlfordFP4", "Nowhere", none, none, true, 0.2f, true},
+          Row{"an unknown stock reads as colour stock 0", "NoSuchStock", "5D", none, none, true, 0.2f, false}}) {
         SCOPED_TRACE(r.name);
-        AppState::Instance().setState(r.appState);
+        ShaderProcessor::SetDefaultCameraReader([d = r.userDefault] { return d; });
+        AppState::Instance().setState(r.r3dMode ? 0 : 1);
         ShaderProcessor sp(Backend::Cpu);
-        sp.SetCurrentLUTSourceTypeChosenR3DMode(r.stock, r.profile, std::nullopt, r.appState == 0);
+        sp.SetCurrentLUTSourceTypeChosenR3DMode(r.stock, r.profile, r.chosen, r.r3dMode);
         EXPECT_FLOAT_EQ(Loaded(sp), r.loaded);
         EXPECT_EQ(sp.isBlackAndWhite(), r.blackAndWhite);
     }

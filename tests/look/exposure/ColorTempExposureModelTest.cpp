@@ -102,26 +102,16 @@ TEST(ExposureModelNumbers, CurvesGainModelAndInstalledTablesMatchTheReference) {
     for (size_t i = 0; i < flat.size(); ++i) ASSERT_NEAR(flat[i], (i / 3) / 4095.0, 1.0 / 4095.0) << i;
 }
 
-TEST(ExposureModelTables, InterleavedAndPlanarSettersGiveTheSameTablesAndUnusableOnesAreRefused) {
-    Model a, b;
+TEST(ExposureModelTables, InterleavedTablesAreSplitByChannelAndUnusableOnesAreRefused) {
+    Model m;
     const auto inter = Interleaved(kEntries, EntryFraction, 0.25f);
-    ASSERT_EQ(a.setLogToCVLUT(kEntries, inter.data()) + a.setCVToLogLUT(kEntries, inter.data()), 2);
-    std::vector<float> planes[3];
-    for (size_t i = 0; i < inter.size(); ++i) planes[i % 3].push_back(inter[i]);
-    const float *r = planes[0].data(), *g = planes[1].data(), *bl = planes[2].data();
-    ASSERT_EQ(b.setLogToCVLUT(kEntries, r, g, bl) + b.setCVToLogLUT(kEntries, r, g, bl), 2);
-    for (const Model* m : {&a, &b}) {
-        EXPECT_EQ(m->logToIndexScale, 65536.0f / 6.0f) << "entries per unit of log";
-        for (int c = 0; c < 3; ++c) {
-            EXPECT_EQ(m->logToCVTable(c)[12345], EntryFraction(12345) + 0.25f * float(c));
-            EXPECT_EQ(m->cvToLogTable(c)[65535], EntryFraction(65535) + 0.25f * float(c));
-        }
-    }
+    ASSERT_EQ(m.setLogToCVLUT(kEntries, inter.data()) + m.setCVToLogLUT(kEntries, inter.data()), 2);
+    for (int c = 0; c < 3; ++c) EXPECT_EQ(m.cvToLogTable(c)[12345], EntryFraction(12345) + 0.25f * float(c));
     // An unusable table leaves the tables and counts in force.
-    EXPECT_EQ(a.setCVToLogLUT(0, inter.data()) + a.setCVToLogLUT(-3, inter.data()), 0) << "no entries";
-    EXPECT_EQ(a.setLogToCVLUT(8, nullptr) + a.setLogToCVLUT(8, r, nullptr, bl), 0) << "no table or a plane missing";
-    EXPECT_EQ(a.cvToLogEntries() + a.logToCVEntries(), 2 * kEntries);
-    EXPECT_EQ(a.logToIndexScale, 65536.0f / 6.0f);
+    EXPECT_EQ(m.setCVToLogLUT(0, inter.data()) + m.setCVToLogLUT(-3, inter.data()), 0) << "no entries";
+    EXPECT_EQ(m.setLogToCVLUT(8, nullptr) + m.setLogToCVLUT(8, inter.data(), nullptr, inter.data()), 0);
+    EXPECT_EQ(m.cvToLogEntries() + m.logToCVEntries(), 2 * kEntries);
+    EXPECT_EQ(m.logToIndexScale, 65536.0f / 6.0f) << "entries per unit of log";
 }
 
 // Code values step by 1/65535 and take the entry below; log values step by 6/65536 from -3.
@@ -154,16 +144,6 @@ TEST(ExposureModelGrids, EachValueTakesTheEntryBelowItAndIsLimitedToTheTable) {
           Row{"log 3 gives 65536, limited", false, 3.0f, 65535}}) {
         EXPECT_EQ(entry(r.toLog, r.value), r.entry) << r.name;
     }
-    // Without tables a conversion only limits the value; what a table gives is limited to 0 .. 1.
-    Model bare;
-    float r = -0.2f, g = 0.3f, b = 1.7f;
-    bare.convertCVtoBoundedLog(r, g, b);
-    EXPECT_EQ(std::vector<float>({r, g, b}), std::vector<float>({0.0f, 0.3f, 1.0f}));
-    const auto wild = Interleaved(kEntries, [](int n) { return static_cast<float>(n) / 20000.0f - 1.0f; });
-    ASSERT_EQ(bare.setLogToCVLUT(kEntries, wild.data()), 1);
-    r = -3.0f, g = 0.0f, b = 3.0f;
-    bare.convertBoundedLogToCV(r, g, b);
-    EXPECT_EQ(std::vector<float>({r, g, b}), std::vector<float>({0.0f, 32768.0f / 20000.0f - 1.0f, 1.0f}));
 }
 
 // Tables of an exact decade encoding: code v stands for log10 light -3 + 3v, so a shift of
@@ -189,23 +169,6 @@ TEST(ExposureModelTable, TheExposureShiftsTheLogValueAndIsBoundedInLinearLight) 
         SCOPED_TRACE(r.name);
         const auto t = Table(m, r.decades, 0.0f);
         for (int i = 0; i < 4096; ++i) ASSERT_NEAR(t[3 * size_t(i)], r.expected(i / 4095.0), 2.5e-4) << i;
-    }
-}
-
-TEST(ExposureModelTable, EntriesAreTheGreyRampThroughConvertPixelAndGetLutScalesThem) {
-    Model m;
-    LoadResourceTables(m);
-    const auto gl = Table(m, 0.2f, -1000.0f);
-    std::vector<float> planes(3 * 4096);
-    m.getLUT(0.2f, -1000.0f, 4096, 2.0f, planes.data(), planes.data() + 4096, planes.data() + 8192);
-    for (int i : {0, 409, 2048, 4095}) {
-        const float v = static_cast<float>(i) / 4095.0f;
-        float p[3] = {v, v, v};
-        m.convertPixel3D(p[0], p[1], p[2]);
-        for (size_t c = 0; c < 3; ++c) {
-            EXPECT_EQ(gl[3 * size_t(i) + c], p[c]) << i;
-            EXPECT_EQ(planes[4096 * c + size_t(i)], 2.0f * p[c]) << i;
-        }
     }
 }
 

@@ -64,30 +64,23 @@ void ExpectCovers(const BitmapRep& rep, double ox, double oy, double sx, double 
     }
 }
 
-TEST(GrainResize, ATargetSmallerInOneAxisScalesTheWholeScanToTheTarget) {
-    GrainSize size;
-    auto out = GrainMap::resizeNSImageToSize(Gradient(), 150.0f, 120.0f, &size);
-    ASSERT_TRUE(out);
-    EXPECT_EQ(std::vector<float>({float(out->width), float(out->height), size.width, size.height}),
-              std::vector<float>({150, 120, 150, 120}));
-    ExpectCovers(*out, 0, 0, 150.0 / 200.0, 120.0 / 100.0);
-    // Through a map the scan's aspect decides the height, whatever height was asked for.
-    GrainMap map(Gradient(), 150.0f, 999.0f);
-    EXPECT_EQ(map.width(), 150);
-    EXPECT_EQ(map.height(), 75);
-    EXPECT_EQ(map.grainSize().height, 75.0f);
-}
-
-// The numbered steps magnify a centred crop, whose opposite edges were never neighbours: such
-// a map need not tile, whatever the list of edge cases hopes. The scans are made as wide as
-// the grain widths they serve, so the pipeline takes this road only for small gauges beyond 2K.
+// A smaller target scales the whole scan; a larger one magnifies a centred crop, as the numbered
+// steps say, whose opposite edges were never neighbours: such a map need not tile, whatever the
+// list of edge cases hopes. The scans are made as wide as the grain widths they serve, so the
+// pipeline takes this road only for small gauges beyond 2K. The scan's aspect decides the height.
 TEST(GrainResize, ALargerTargetMagnifiesACentredCropAsTheStepsSayThoughItsEdgesNeedNotTile) {
-    // 500 wide: 2.5 times the scan. The crop is 80 x 40 from (60, 30), magnified to 200 x 100.
-    GrainMap map(Gradient(), 500.0f, 250.0f);
-    int w = 0, h = 0;
-    map.GetGrainSize(&w, &h);
-    EXPECT_EQ(std::vector<float>({float(w), float(h), map.grainSize().width}), std::vector<float>({200, 100, 200}));
-    ExpectCovers(*map.GetGrainBitmapRep(), 60, 30, 2.5, 2.5);
+    struct Row {
+        float width;
+        int w, h;
+        double ox, oy, scale;  // the crop's corner in the scan, and its magnification
+    };
+    for (const Row& r : {Row{150, 150, 75, 0, 0, 0.75}, Row{500, 200, 100, 60, 30, 2.5}}) {
+        GrainMap map(Gradient(), r.width, 999.0f);
+        int w = 0, h = 0;
+        map.GetGrainSize(&w, &h);
+        EXPECT_EQ(std::vector<int>({w, h, int(map.grainSize().width)}), std::vector<int>({r.w, r.h, r.w})) << r.width;
+        ExpectCovers(*map.GetGrainBitmapRep(), r.ox, r.oy, r.scale, r.scale);
+    }
     // Beyond the real scan the map reports the scan's scale.
     auto raw = RawGrain::InitWithName("CP35");
     GrainMap large(raw->Rep(), 3.3f * raw->Rep()->width, 0.0f);
