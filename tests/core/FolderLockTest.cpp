@@ -4,70 +4,48 @@
 #include "core/FolderLock.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
 
-struct OverlapCase {
-    const char* name;
-    int first, last;  // the second render's range; the first holds 10-19
-    bool refused;
-};
-
-const OverlapCase kOverlapCases[] = {
-    {"SameRange", 10, 19, true},      {"InsideIt", 12, 13, true},    {"OverlapsItsStart", 0, 10, true},
-    {"OverlapsItsEnd", 19, 30, true}, {"JustBeforeIt", 0, 9, false}, {"JustAfterIt", 20, 29, false},
-};
-
-class FolderLockOverlap : public ::testing::TestWithParam<OverlapCase> {};
-
-TEST_P(FolderLockOverlap, OnlyOverlappingRangesAreRefused) {
-    const OverlapCase& c = GetParam();
-    test::TempDir dir;
-    auto first = std::make_unique<FolderLock>();
-    ASSERT_TRUE(first->TryLock(dir.path(), 10, 19).ok());
-    ASSERT_TRUE(first->locked());
-
-    FolderLock second;
-    const Status held = second.TryLock(dir.path(), c.first, c.last);
-    const std::string& why = held.message();
-    EXPECT_EQ(held.code(), c.refused ? Status::Code::kExists : Status::Code::kOk) << why;
-    EXPECT_EQ(second.locked(), !c.refused);
-    if (c.refused) {
-        EXPECT_NE(why.find("another render is writing frames of " + std::to_string(c.first) + "-" +
-                           std::to_string(c.last) + " into " + dir.path()),
-                  std::string::npos)
-            << why;
-        first.reset();  // let go when its owner ends
-        EXPECT_TRUE(second.TryLock(dir.path(), c.first, c.last).ok());
-        EXPECT_TRUE(second.locked());
+TEST(FolderLock, OnlyOverlappingRangesAreRefusedUntilTheHolderEnds) {
+    // The second render's range; the first holds 10-19.
+    const std::tuple<const char*, int, int, bool> rows[] = {
+        {"SameRange", 10, 19, true},      {"InsideIt", 12, 13, true},    {"OverlapsItsStart", 0, 10, true},
+        {"OverlapsItsEnd", 19, 30, true}, {"JustBeforeIt", 0, 9, false}, {"JustAfterIt", 20, 29, false},
+    };
+    for (const auto& [name, first, last, refused] : rows) {
+        SCOPED_TRACE(name);
+        test::TempDir dir;
+        auto holder = std::make_unique<FolderLock>();
+        ASSERT_TRUE(holder->TryLock(dir.path(), 10, 19).ok() && holder->locked());
+        EXPECT_TRUE(std::filesystem::is_empty(dir.path())) << "the output folder holds nothing but output";
+        FolderLock second;
+        const Status held = second.TryLock(dir.path(), first, last);
+        EXPECT_EQ(std::tuple(held.code(), second.locked()),
+                  std::tuple(refused ? Status::Code::kExists : Status::Code::kOk, !refused));
+        const std::string range = std::to_string(first) + "-" + std::to_string(last);
+        EXPECT_EQ(held.message().find("another render is writing frames of " + range + " into " + dir.path()) !=
+                      std::string::npos,
+                  refused)
+            << held.message();
+        holder.reset();  // let go when its owner ends
+        EXPECT_TRUE(second.TryLock(dir.path(), first, last).ok() && second.locked());
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, FolderLockOverlap, ::testing::ValuesIn(kOverlapCases),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(FolderLock, AFolderThatIsNotThereIsLeftToTheFoldersOwnChecks) {
     test::TempDir dir;
     FolderLock lock;
-    const Status held = lock.TryLock(dir / "absent", 0, 9);
-    EXPECT_TRUE(held.ok()) << held.message();
+    EXPECT_TRUE(lock.TryLock(dir / "absent", 0, 9).ok());
     EXPECT_FALSE(lock.locked());
-}
-
-TEST(FolderLock, TheOutputFolderHoldsNothingButOutput) {
-    test::TempDir dir;
-    FolderLock lock;
-    ASSERT_TRUE(lock.TryLock(dir.path(), 0, 9).ok());
-    EXPECT_TRUE(lock.locked());
-    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
 }
 
 }  // namespace
