@@ -1,4 +1,5 @@
 #include "core/MainQueue.h"
+#include "core/Singleton.h"
 
 #include <gtest/gtest.h>
 
@@ -63,6 +64,28 @@ TEST_F(MainQueueTest, CloseReleasesAWaitingWorkerWithoutRunningItsJob) {
     worker.join();
     std::thread([&] { EXPECT_FALSE(q.RunSync([&] { ran = true; })); }).join();
     EXPECT_EQ(std::pair(result.load(), ran.load()), std::pair(0, false));
+}
+
+class Counter : public Singleton<Counter> {
+public:
+    static constexpr const char* kClassName = "Counter";
+    Counter() = default;
+    int value = 0;
+};
+
+TEST(Singleton, InstanceIsOneObjectAcrossThreads) {
+    std::vector<Counter*> seen(8);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < seen.size(); ++i) threads.emplace_back([&, i] { seen[i] = &Counter::Instance(); });
+    for (auto& t : threads) t.join();
+    for (auto* p : seen) EXPECT_EQ(p, seen.front());
+    EXPECT_EQ(&Counter::UnsafeInstance(), seen.front());
+}
+
+TEST(SingletonDeathTest, SecondConstructionAbortsNamingTheClass) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    // Whichever of the two is made second dies.
+    EXPECT_DEATH((void)(Counter::Instance().value + Counter().value), "Attempted to create two Counter instances");
 }
 
 }  // namespace

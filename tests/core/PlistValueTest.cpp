@@ -36,13 +36,22 @@ PlistValue EveryType() {
              {"array", A{1, "two", D{}, D{{"deep", A{3.5, false}}}}}};
 }
 
-TEST(PlistValue, EveryTypeSurvivesXmlRoundTripAndPrintsInTheStandardTextForm) {
+TEST(PlistValue, EveryTypeSurvivesXmlRoundTripAndHandWrittenFormsParse) {
     const std::string xml = EveryType().ToXml();
     EXPECT_TRUE(test::MatchesRef("core/every-type.plist", xml));
     const PlistValue back = test::ParsePlist(xml);
     EXPECT_EQ(back, EveryType());
     // Printed as a log or a usage report shows it, from what was read.
     EXPECT_TRUE(test::MatchesRef("core/every-type.txt", back.Description()));
+    // Written by hand, with forms our writer does not use.
+    const char* handWritten = R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0"><dict>
+	<key>kelvin</key>
+	<real>5600</real> <key>count</key> <integer>-12</integer> <key>flag</key><true/> <key>list</key><array/>
+</dict></plist>)";
+    EXPECT_EQ(test::ParsePlist(handWritten),
+              PlistValue(D{{"kelvin", 5600.0}, {"count", -12}, {"flag", true}, {"list", A{}}}));
 }
 
 TEST(PlistValue, MissingKeysAndWrongTypesReadAsZeroFalseOrNull) {
@@ -55,16 +64,6 @@ TEST(PlistValue, MissingKeysAndWrongTypesReadAsZeroFalseOrNull) {
     EXPECT_EQ(std::tuple(d["text"].asInt(), PlistValue(3.9).asInt(), PlistValue(-3.9).asInt(),
                          PlistValue(std::nan("")).asInt(5)),
               std::tuple(0, 3, -3, 5));
-}
-
-TEST(PlistValue, HandWrittenXmlWithUnusualFormsParses) {
-    const char* xml = R"(<?xml version="1.0" encoding="UTF-8"?>
-<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0"><dict>
-	<key>kelvin</key>
-	<real>5600</real> <key>count</key> <integer>-12</integer> <key>flag</key><true/> <key>list</key><array/>
-</dict></plist>)";
-    EXPECT_EQ(test::ParsePlist(xml), PlistValue(D{{"kelvin", 5600.0}, {"count", -12}, {"flag", true}, {"list", A{}}}));
 }
 
 std::string Nested(const std::string& open, const std::string& close, int depth) {
@@ -101,11 +100,8 @@ std::string BinaryChain(int depth, int fanOut) {
 
 TEST(PlistValue, TextThatIsNoPropertyListIsRefusedWithAReason) {
     const std::string bound = "nested deeper than " + std::to_string(kMaxPlistDepth) + " levels";
-    const struct {
-        const char* name;
-        std::string text;
-        std::string why;  // in the refusal; empty when the text reads
-    } rows[] = {
+    // The text, and what its refusal says (empty when the text reads).
+    const std::tuple<const char*, std::string, std::string> rows[] = {
         {"Cut", "<plist><dict><key>a</key>", "not a property list"},
         {"Empty", "", "not a property list"},
         {"Arrays256", Nested("<array>", "</array>", 256), ""},
@@ -117,13 +113,13 @@ TEST(PlistValue, TextThatIsNoPropertyListIsRefusedWithAReason) {
         {"BinarySharingOneObjectManyTimesOver", BinaryChain(40, 2), "values once shared objects are copied"},
         {"BinarySharingALittle", BinaryChain(4, 2), ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, text, why] : rows) {
+        SCOPED_TRACE(name);
         PlistValue v;
-        const Status read = PlistValue::FromXml(row.text, &v);
+        const Status read = PlistValue::FromXml(text, &v);
         EXPECT_EQ(std::tuple(read.code(), v.isNull()),
-                  std::tuple(row.why.empty() ? Status::Code::kOk : Status::Code::kInvalid, !row.why.empty()));
-        EXPECT_NE(read.message().find(row.why), std::string::npos) << read.message();
+                  std::tuple(why.empty() ? Status::Code::kOk : Status::Code::kInvalid, !why.empty()));
+        EXPECT_NE(read.message().find(why), std::string::npos) << read.message();
     }
 }
 
