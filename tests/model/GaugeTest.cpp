@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace ombrel;
 
 TEST(Gauge, EveryListedGaugeNamesItsOwnTagAndRoundTrips) {
@@ -12,21 +14,17 @@ TEST(Gauge, EveryListedGaugeNamesItsOwnTagAndRoundTrips) {
 }
 
 TEST(Gauge, NamesOfScalesFollowTheRangesAtTheirEdges) {
-    const std::pair<double, const char*> cases[] = {{0.5, "35mm Full Frame"},
-                                                    {0.98, "35mm Full Frame"},
-                                                    {0.99, "Super 35"},
-                                                    {1.09, "Super 35"},
-                                                    {1.10, "35mm Academy"},
-                                                    {1.98, "35mm Academy"},
-                                                    {1.99, "Super 16"},
-                                                    {2.39, "Super 16"},
-                                                    {2.40, "16mm"},
-                                                    {3.99, "16mm"},
-                                                    {4.0, "Super 8"},
-                                                    {4.99, "Super 8"},
-                                                    {5.0, "8mm"},
-                                                    {9.0, "8mm"}};
-    for (const auto& [scale, name] : cases) EXPECT_EQ(GrainSizeForMultiplier(scale), name) << scale;
+    // Each row: the lowest scale of a name, and the name just below it.
+    const std::tuple<double, const char*, const char*> edges[] = {{0.99, "35mm Full Frame", "Super 35"},
+                                                                  {1.10, "Super 35", "35mm Academy"},
+                                                                  {1.99, "35mm Academy", "Super 16"},
+                                                                  {2.40, "Super 16", "16mm"},
+                                                                  {4.0, "16mm", "Super 8"},
+                                                                  {5.0, "Super 8", "8mm"}};
+    for (const auto& [scale, below, at] : edges) {
+        EXPECT_EQ(GrainSizeForMultiplier(scale - 0.01), below) << scale;
+        EXPECT_EQ(GrainSizeForMultiplier(scale), at) << scale;
+    }
 }
 
 TEST(Gauge, LooseSpellingsAliasesAndTagNumbers) {

@@ -14,7 +14,6 @@ namespace ombrel {
 namespace {
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
 
 PlistValue GoodLook() {
     ClipSettings look;
@@ -29,31 +28,22 @@ TEST(ClipDictionary, RefusesByKeyName) {
         const char* fault;  // text the refusal holds; empty for an acceptable dictionary
     } rows[] = {
         {"LiftNaN", {{"lift", kNan}}, "lift nan is not a number"},
-        {"GrainInf", {{"grainMultiplier", kInf}}, "grainMultiplier inf is not a number"},
-        {"ExposureMinusInf", {{"exposure", -kInf}}, "exposure -inf is not a number"},
-        {"LevelsMidNaN", {{"mid", kNan}}, "mid nan"},
         {"KelvinZero", {{"kelvin", 0.0}}, "kelvin 0 is outside 1000 to 20000"},
-        {"GammaHuge", {{"gamma", 1e30}}, "gamma 1e+30 is outside 0 to 2"},
         {"BallStrength", {{"ballInfo.m[0]", 3.0}}, "ballInfo.m[0] 3 is outside 0 to 1"},
         {"SaturationText", {{"saturation", "lots"}}, "saturation is not a number"},
         {"GrainScaleNegative", {{"grainScale", -1.0}}, "grainScale -1"},
         {"GrainScaleZeroIsMendedOnLoad", {{"grainScale", 0.0}}, ""},
         {"WhiteBelowBlack", {{"white", 0.0}}, "out of order"},
         {"GrainNameCP99", {{"grainName", "CP99"}}, "grainName \"CP99\" names no grain scan"},
-        {"GrainNameSpaced", {{"grainName", "CP 16"}}, "grainName \"CP 16\""},
         {"GrainNameLeavingTheFolder", {{"grainName", "CP/../CP35"}}, "names no grain scan"},
         {"GrainNameNotCPIsMendedOnCopy", {{"grainName", "bogus"}}, ""},
-        {"GrainNameCP16", {{"grainName", "CP16"}}, ""},
-        {"InPointSmallestInt", {{"userFrameIn", int64_t{-2147483648LL}}}, "userFrameIn: in point -2147483648"},
         {"InPointBeyond32Bits", {{"userFrameIn", int64_t{1} << 40}}, "userFrameIn: in point 4000000000"},
         {"InPointReal", {{"userFrameIn", 2.5}}, "userFrameIn is not a frame index"},
-        {"InPointNaN", {{"userFrameIn", kNan}}, "userFrameIn is not a frame index"},
         {"OutPointNegative", {{"userFrameOut", -1}}, "userFrameOut: out point -1"},
         {"OutBeforeIn",
          {{"userFrameIn", 4}, {"userFrameOut", 1}},
          "out point 1 is before in point 4 (refused, not swapped)"},
         {"ExposureAtItsBound", {{"exposure", 10.0}}, ""},
-        {"KelvinTungsten", {{"kelvin", 3200.0}}, ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -68,51 +58,28 @@ TEST(ClipDictionary, RefusesByKeyName) {
     }
     // Missing keys are not checked.
     EXPECT_EQ(ClipDictionaryFault(PlistValue::DictT{{"stockName", "5213"}, {"grainScale", 1.0}}), "");
+    EXPECT_EQ(ClipDictionaryFault(ClipSettings().propertyList()), "") << "every row holds its neutral value";
     EXPECT_EQ(InOutFault(4, 0), "");  // no out point: from 4 on
     EXPECT_EQ(InOutFault(4, 4), "");
-    EXPECT_EQ(InOutFault(1, 4), "");
-}
-
-TEST(LookRanges, EveryRowHoldsItsNeutralValue) {
-    const PlistValue d = ClipSettings().propertyList();
-    for (const LookRange& r : LookRanges()) {
-        SCOPED_TRACE(r.key);
-        EXPECT_LT(r.min, r.max);
-        EXPECT_EQ(LookValueFault(r, d[r.key].asReal(), r.key), "");
-    }
-    EXPECT_EQ(ClipDictionaryFault(d), "");
 }
 
 TEST(LookRanges, TheMessageNamesWhatTheCallerCallsTheValue) {
     const LookRange* lift = LookRangeForKey("lift");
     ASSERT_NE(lift, nullptr);
-    EXPECT_STREQ(lift->option, "--lift");
     EXPECT_EQ(LookValueFault(*lift, kNan, lift->option), "--lift nan is not a number; it takes 0 to 2");
     EXPECT_EQ(LookValueFault(*lift, 2.5, lift->option), "--lift 2.5 is outside 0 to 2");
-    EXPECT_EQ(LookRangeForKey("nosuch"), nullptr);
 }
 
 TEST(GrainScanNames, ALooseSpellingStandsForTheInstalledName) {
     const std::pair<const char*, const char*> rows[] = {
         // text, scan ("" when it names none)
-        {"CP 16", "CP16"}, {"CP16 ", "CP16"}, {"cp-16", "CP16"}, {"CP1.6", "CP16"}, {"cp8", "CP8"},
-        {"CP35", "CP35"},  {"CP99", ""},      {"Super 16", ""},  {"CP", ""},        {"", ""}};
+        {"CP 16", "CP16"}, {"cp-16", "CP16"}, {"CP1.6", "CP16"}, {"CP99", ""}, {"Super 16", ""}, {"", ""}};
     for (const auto& [text, expected] : rows) {
         SCOPED_TRACE(text);
         const std::optional<std::string> scan = GrainScanForName(text);
         EXPECT_EQ(scan.value_or(""), expected);
         if (scan) { EXPECT_TRUE(IsGrainScanName(*scan)); }
     }
-}
-
-TEST(FramePointsOnLoad, ValuesBeyond32BitsAreHeldAtTheEndsNotWrapped) {
-    PlistValue d = GoodLook();
-    d.set("userFrameIn", (int64_t{1} << 32) + 1);  // wraps to 1
-    d.set("userFrameOut", -(int64_t{1} << 40));
-    ClipSettings s;
-    s.LoadFromDictionary(d);
-    EXPECT_EQ(s.userFrameIn(), std::numeric_limits<int32_t>::max());
-    EXPECT_EQ(s.userFrameOut(), std::numeric_limits<int32_t>::min());
 }
 
 }  // namespace

@@ -37,9 +37,4 @@ ImagePtr Swatch(uint8_t red) {
     return img;
 }
 
-bool Exists(const std::string& path) {
-    std::error_code ec;
-    return std::filesystem::exists(path, ec);
-}
-
 }  // namespace ombrel::test

@@ -30,6 +30,4 @@ void GiveCamera(ClipSettings& s, const std::string& camera);
 // A 6 x 4 thumbnail whose red is `red` and whose other channels vary by pixel.
 ImagePtr Swatch(uint8_t red = 200);
 
-bool Exists(const std::string& path);
-
 }  // namespace ombrel::test
