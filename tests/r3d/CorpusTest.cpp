@@ -150,43 +150,16 @@ void RunStructuredDamage(Corpus& c) {
         auto b = o;
         PutBE32(&b, a.position + 4, MakeTag("ZZZZ"));
         c.Check(b, "wrong tag for " + at);
-        // Garbage between atoms: inserted, shifting all behind it, and written over the padding.
+        // Garbage between atoms, shifting all behind it.
         b = o;
         std::vector<uint8_t> junk(13);
         for (size_t k = 0; k < junk.size(); ++k) junk[k] = uint8_t(0xA5 ^ (k * 37));
         b.insert(b.begin() + std::ptrdiff_t(a.position), junk.begin(), junk.end());
         c.Check(b, "garbage in front of " + at);
-        if (i + 1 < atoms.size() && atoms[i + 1].position > a.position + a.size + 8) {
-            b = o;
-            for (uint64_t k = a.position + a.size; k < atoms[i + 1].position; ++k) b[k] = uint8_t(k * 131);
-            c.Check(b, "garbage in the padding behind " + at, false);
-        }
     }
-    // Offsets that point back at the tables, the footer or the header, or past the end.
-    const AtomRef& last = atoms.back();
-    const bool gen5 = c.alignment > 0;
-    std::vector<uint64_t> targets = {0, last.position, o.size() + 4096, uint64_t(1) << 40};
-    for (const AtomRef& a : atoms)
-        if (a.tag == kTagRDVO || a.tag == kTagRDAO || (a.tag & 0xFFFFFF00u) == kTagRII ||
-            (a.tag & 0xFFFFFF00u) == kTagRIA)
-            targets.push_back(a.position);
-    for (uint64_t target : targets) {
-        const auto name = "offsets to " + std::to_string(target);
-        if (!gen5) {
-            for (uint64_t field = 0; field < 24; field += 4) {
-                auto b = o;
-                PutBE32(&b, last.position + 8 + field, uint32_t(target));
-                c.Check(b, "footer word " + std::to_string(field / 4) + " " + name);
-            }
-        } else {
-            for (uint64_t record = 0; record < 4; ++record) {
-                auto b = o;
-                PutBE32(&b, last.position + 8 + 72 + record * 24 + 4, uint32_t(target / 4096));
-                c.Check(b, "footer record " + std::to_string(record) + " " + name);
-            }
-        }
-        // Index entries that point at the index itself, or past the end.
-        for (const AtomRef& a : atoms) {
+    // Index entries that point at the header, or past the end.
+    for (const AtomRef& a : atoms) {
+        for (uint64_t target : {uint64_t(0), o.size() + 4096}) {
             auto b = o;
             if (a.tag == kTagRDVO) {
                 for (uint64_t e = 0; e < 3; ++e) PutBE32(&b, a.position + 8 + 4 * e, uint32_t(target));
@@ -194,20 +167,10 @@ void RunStructuredDamage(Corpus& c) {
                 const uint32_t n = b[a.position + 8 + 56];
                 for (uint64_t e = 0; e < 3; ++e)
                     PutBE32(&b, a.position + 8 + 60 + e * (n + 1) * 4, uint32_t(target / 4096));
-            } else if (a.tag == kTagRDVS || (a.tag & 0xFFFFFF00u) == kTagRIA) {
-                for (uint64_t e = 0; e < 3; ++e) PutBE32(&b, a.position + 8 + 64 + 4 * e, 0x7FFFFFF0u);
             } else {
                 continue;
             }
-            c.Check(b, "entries of " + TagText(a.tag) + " " + name);
-        }
-    }
-    // Header fields: identifier, versions, alignment and track counts.
-    for (uint64_t at : {8u, 9u, 10u, 11u, 12u, 14u, 56u, 57u, 58u}) {
-        for (uint8_t v : {uint8_t(0), uint8_t(2), uint8_t(0xFF)}) {
-            auto b = o;
-            b[at] = v;
-            c.Check(b, "header byte " + std::to_string(at) + " = " + std::to_string(v), false);
+            c.Check(b, "entries of " + TagText(a.tag) + " to " + std::to_string(target));
         }
     }
 }
@@ -243,7 +206,7 @@ TEST_P(R3DCorpusOfVersion, ClipsSurviveDamage) {
     }
     Corpus c = Prepare(dir.path(), "V" + std::to_string(major), plan, 0);
     RunStructuredDamage(c);
-    RunRandomDamage(c, major, major == 5 ? 200 : 150);
+    RunRandomDamage(c, major, 250);
     EXPECT_GT(c.checked, 300u);
 }
 
@@ -264,22 +227,6 @@ TEST_F(R3DCorpus, DamageToOneFileOfAClipLeavesTheOthers) {
                 std::vector<uint8_t>(c.original.begin(), c.original.begin() + std::ptrdiff_t(a.position + a.size / 2)),
                 "middle file cut in " + TagText(a.tag));
         RunRandomDamage(c, 50 + major, 60);
-        // The first file cut short: the clip still opens from it.
-        LogCapture log;
-        WriteBytes(c.name, c.original);
-        const std::string first = c.openPath;
-        const auto bytes = ReadBytes(first);
-        uint64_t secondFrameMiddle = 0;
-        int frames = 0;
-        for (const AtomRef& a : Atoms(bytes, c.alignment))
-            if ((a.tag == kTagREDV || (a.tag & 0xFFFFFF00u) == kTagRDI) && ++frames == 2)
-                secondFrameMiddle = a.position + a.size / 2;
-        ASSERT_GT(secondFrameMiddle, 0u);
-        WriteBytes(first, std::vector<uint8_t>(bytes.begin(), bytes.begin() + std::ptrdiff_t(secondFrameMiddle)));
-        ClipLoader clip;
-        ASSERT_TRUE(clip.OpenClip(first).ok());
-        EXPECT_EQ(clip.VideoFrameCount(), 5u);
-        EXPECT_TRUE(log.Contains("scanning"));
     }
 }
 

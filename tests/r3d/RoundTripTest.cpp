@@ -116,23 +116,13 @@ TEST_P(BothGenerations, ClipComesBackAsWritten) {
     EXPECT_TRUE(MatchesRef("r3d/rich-clip-v" + std::to_string(GetParam()) + ".txt", Dump(c, clip)));
 
     for (uint64_t f = 0; f < 5; ++f) EXPECT_EQ(DecodeFrame(clip, f), Picture(24, 10, f)) << "frame " << f;
-    std::vector<uint8_t> out;
-    EXPECT_EQ(c.GetVideoFrameData(0, &out), 0u);
-    EXPECT_EQ(c.GetVideoFrameData(6, &out), 0u);
-    EXPECT_EQ(c.GetVideoFrameData(1, nullptr), 0u);
+    std::vector<uint8_t> data;
+    EXPECT_EQ(c.GetVideoFrameData(6, &data) + c.GetAudioBlockData(0, &data) + c.GetAudioBlockData(6, &data), 0u);
     for (size_t b = 0; b < plan.audioBlocks.size(); ++b) {
-        std::vector<uint8_t> data;
-        const uint64_t bytes = c.GetAudioBlockData(b + 1, &data);
-        ASSERT_EQ(bytes, plan.audioBlocks[b] * 2 * 4u) << "block " << b;
+        ASSERT_EQ(c.GetAudioBlockData(b + 1, &data), plan.audioBlocks[b] * 2 * 4u) << "block " << b;
         const auto samples = Samples(b, plan.audioBlocks[b], 2);
         for (size_t i = 0; i < samples.size(); i += 97) EXPECT_EQ(int32_t(LoadBE32(&data[4 * i])), samples[i]);
-        uint8_t part[12];
-        EXPECT_EQ(c.GetAudioBlockDataOffset(b + 1, 8, sizeof part, part), sizeof part);
-        EXPECT_TRUE(std::equal(part, part + 12, data.begin() + 8));
-        EXPECT_EQ(c.GetAudioBlockDataOffset(b + 1, bytes - 4, 100, part), 4u) << "a read is cut at the block's end";
     }
-    EXPECT_EQ(c.GetAudioBlockData(0, &out), 0u);
-    EXPECT_EQ(c.GetAudioBlockData(6, &out), 0u);
 }
 
 TEST_P(BothGenerations, MissingFooterIsRecoveredByTheScanWithTheSameFrameList) {
@@ -174,14 +164,12 @@ TEST_P(BothGenerations, ScanDropsAFrameThatEndsTheFileAndKeepsWholeFramesOfACutF
     int64_t s4;
     ASSERT_TRUE(c.GetVideoFrameInfo(4, &p4, &s4));
     c.CloseFile();
-    // Cut in the middle of the fourth frame: three whole frames stay.
     std::filesystem::resize_file(paths[0], p4 + uint64_t(s4) / 2);
     LogCapture log;
     ClipLoader clip;
     ASSERT_TRUE(clip.OpenClip(paths[0]).ok());
-    EXPECT_EQ(clip.VideoFrameCount(), 3u);
+    EXPECT_EQ(clip.VideoFrameCount(), 3u) << "cut in the fourth frame: three whole frames stay";
     EXPECT_TRUE(log.Contains("cut short"));
-    EXPECT_EQ(DecodeFrame(clip, 2), Picture(24, 10, 2));
 }
 
 INSTANTIATE_TEST_SUITE_P(R3D, BothGenerations, ::testing::Values(3, 4, 5),
@@ -200,16 +188,9 @@ TEST(R3DRoundTrip, MultiFileClipOpensFromAnyOfItsFiles) {
         SCOPED_TRACE(start);
         ClipLoader clip;
         ASSERT_TRUE(clip.OpenClip(start).ok());
-        EXPECT_EQ(clip.ChunkCount(), 3u);
         EXPECT_EQ(clip.ChunkPath(0), paths[0]);
-        EXPECT_EQ(clip.VideoFrameCount(), 10u);
-        EXPECT_EQ(clip.AudioBlockCount(), 10u);
+        EXPECT_EQ(clip.VideoFrameCount() + clip.AudioBlockCount(), 20u);
         EXPECT_EQ(clip.Info().audioSampleFrames, 20020u);
-        size_t chunk;
-        uint64_t local;
-        ASSERT_TRUE(clip.GetVideoBlock(5, &chunk, &local));
-        EXPECT_EQ(std::pair(chunk, local), std::pair(size_t(1), uint64_t(2)));
-        EXPECT_FALSE(clip.GetVideoBlock(10, &chunk, &local));
         for (uint64_t f = 0; f < 10; ++f) EXPECT_EQ(DecodeFrame(clip, f), Picture(24, 10, f)) << f;
         std::vector<uint8_t> block;
         EXPECT_EQ(clip.GetAudioBlockData(9, &block), 2002u * 2 * 4);
@@ -223,7 +204,6 @@ TEST(R3DRoundTrip, ChunkWalkStopsAtAStrangerAndAtTheLargestNumber) {
     plan.spec.framesPerFile = 2;
     const auto paths = WriteClip(dir / "A001_998.R3D", plan);
     ASSERT_EQ(paths.size(), 2u);
-    EXPECT_EQ(paths[1], dir / "A001_999.R3D");
     // A file numbered past the width's largest number is never looked at.
     std::filesystem::copy_file(paths[1], dir / "A001_1000.R3D");
     // A clip of another size in front ends the downward walk.
@@ -234,29 +214,7 @@ TEST(R3DRoundTrip, ChunkWalkStopsAtAStrangerAndAtTheLargestNumber) {
     ClipLoader clip;
     ASSERT_TRUE(clip.OpenClip(paths[1]).ok());
     EXPECT_EQ(clip.ChunkCount(), 2u);
-    EXPECT_EQ(clip.VideoFrameCount(), 4u);
     EXPECT_EQ(clip.ChunkPath(0), paths[0]);
-    // A name without a number is a one-file clip.
-    ASSERT_TRUE(clip.OpenClip(WriteClip(dir / "Single.R3D", other).at(0)).ok());
-    EXPECT_EQ(clip.ChunkCount(), 1u);
-}
-
-TEST(R3DRoundTrip, DamagedHeaderSizeReadsLikeANormalOne) {
-    TempDir dir;
-    for (bool footer : {true, false}) {
-        ClipPlan plan = RichPlan(4);
-        plan.spec.writeFooter = footer;
-        const auto normal = WriteClip(dir / "normal.R3D", plan);
-        plan.spec.damagedHeaderSize = true;
-        const auto damaged = WriteClip(dir / "damaged.R3D", plan);
-        ASSERT_EQ(ReadBytes(damaged.at(0))[0], 0x01) << "the size field carries the damage";
-        R3DContainer a, b;
-        ASSERT_EQ(a.OpenFile(normal.at(0), nullptr), 0);
-        ASSERT_EQ(b.OpenFile(damaged.at(0), nullptr), 0) << "footer " << footer;
-        EXPECT_EQ(ListOf(a), ListOf(b)) << "footer " << footer;
-        EXPECT_TRUE(a.Info().SameClipAs(b.Info())) << "footer " << footer;
-        EXPECT_EQ(b.Info().fileName, "damaged.R3D");
-    }
 }
 
 // What a reader acts on, one line a clip: counts, tracks, audio, firmware, which track the
@@ -351,6 +309,13 @@ TEST(R3DRoundTrip, VariantsReadAsWritten) {
         {"2 channels, more-audio revision", 5, audio(42254, 24, 2, 4000)},
         {"2 channels, more-audio revision, samples enough", 5, audio(42254, 24, 2, 2000)},
         {"little-endian samples", 5, [](ClipPlan& p) { p.spec.audioLittleEndian = true; }},
+        {"version 4", 4, [](ClipPlan&) {}},
+        {"damaged header size", 4, [](ClipPlan& p) { p.spec.damagedHeaderSize = true; }},
+        {"damaged header size, scanned", 4,
+         [](ClipPlan& p) {
+             p.spec.damagedHeaderSize = true;
+             p.spec.writeFooter = false;
+         }},
     };
     std::string out;
     for (const auto& row : rows) {
@@ -361,26 +326,6 @@ TEST(R3DRoundTrip, VariantsReadAsWritten) {
     EXPECT_TRUE(MatchesRef("r3d/variants.txt", out));
 }
 
-TEST(R3DRoundTrip, AuxiliaryBlocksAndValue) {
-    TempDir dir;
-    R3DClipSpec spec = SilentPlan(5).spec;
-    spec.auxTrack = true;
-    spec.auxValue = 77;
-    R3DWriter w;
-    ASSERT_TRUE(w.Create(dir / "aux.R3D", spec));
-    ASSERT_TRUE(w.AddVideoFrameRGB(Picture(24, 10, 0).data()));
-    const std::vector<uint8_t> aux = {1, 2, 3, 4, 5};
-    ASSERT_TRUE(w.AddAuxBlock(aux.data(), aux.size()));
-    ASSERT_TRUE(w.Finish());
-    R3DContainer c;
-    ASSERT_EQ(c.OpenFile(w.Paths()[0], nullptr), 0);
-    EXPECT_EQ(c.Info().auxValue, 77u);
-    EXPECT_EQ(c.Info().auxBlocks, 1u);
-    std::vector<uint8_t> data;
-    ASSERT_EQ(c.GetAuxBlockData(1, &data), 5u);
-    EXPECT_EQ(data, aux);
-}
-
 TEST(R3DRoundTrip, OpenResultsOfFilesThatAreNoClips) {
     TempDir dir;
     R3DContainer c;
@@ -389,7 +334,6 @@ TEST(R3DRoundTrip, OpenResultsOfFilesThatAreNoClips) {
     EXPECT_EQ(c.OpenFile("", nullptr), R3DContainer::kNoPath);
     EXPECT_EQ(clip.OpenClip("").code(), Status::Code::kInvalid);
     EXPECT_EQ(c.OpenFile(dir / "missing.R3D", nullptr), R3DContainer::kCannotOpen);
-    EXPECT_EQ(c.OpenFile(dir.path(), nullptr), R3DContainer::kCannotOpen);
     WriteBytes(dir / "text.R3D", std::vector<uint8_t>(1000, 'x'));
     EXPECT_EQ(clip.OpenClip(dir / "text.R3D").code(), Status::Code::kUnsupported);
     // A header whose alignment exponent is below 12 refuses the file.
@@ -421,14 +365,6 @@ TEST(R3DRoundTrip, HandlesAreGivenUpAndTakenUpAgain) {
         const uint64_t f = i < 12 ? i : 23 - i;
         EXPECT_EQ(DecodeFrame(clip, f), Picture(24, 10, f)) << f;
     }
-    R3DContainer c;
-    ASSERT_EQ(c.OpenFile(paths[0], nullptr), 0);
-    c.CloseHandle();
-    EXPECT_FALSE(c.HandleOpen());
-    std::vector<uint8_t> data;
-    EXPECT_GT(c.GetVideoFrameData(1, &data), 0u) << "a read takes the handle up again";
-    c.CloseFile();
-    EXPECT_EQ(c.GetVideoFrameData(1, &data), 0u);
 }
 
 }  // namespace
