@@ -170,11 +170,6 @@ const CliCase kCases[] = {
      0, Project(PlistValue::MakeArray())},
     {"ProjectFormatTextOverridden", "render --cpu --project {dir}/project.xml --format dpx", 0, " -> ", 6, "", 0,
      Project("dpx")},
-    {"ProjectFormatNumberOverridden", "render --cpu --project {dir}/project.xml --format dpx", 0, " -> ", 6, "", 0,
-     Project(7)},
-    {"ProjectFormatArrayOverridden", "render --cpu --project {dir}/project.xml --format dpx", 0, " -> ", 6, "", 0,
-     Project(PlistValue::MakeArray())},
-    // Snippets beyond the clip are said, and only those inside render.
     {"ProjectSnippetsAllBeyond", "render --cpu --project {dir}/project.xml", 1,
      "all its snippets (10-20, 30-31) lie beyond the clip; the clip's last frame is 5", 0, "", 0,
      Project(20, {10, 20, 30, 31})},
