@@ -1,6 +1,5 @@
 #include "library/MetadataCache.h"
 
-#include "platform/movie/MovieProbe.h"
 #include "platform/movie/TestMovies.h"
 #include "r3d/sdk/SdkClips.h"
 #include "support/TempDir.h"
@@ -10,8 +9,7 @@
 namespace ombrel {
 namespace {
 
-// One row a clip: a movie made by ffmpeg, or an R3D clip at a rate. A time scale of 0 stands
-// for the movie stream's own.
+// One row a clip: a movie made by ffmpeg (its stream's time scale), or an R3D clip at a rate.
 TEST(MetadataCache, LoadsTheTimingOfMoviesAndR3DClips) {
     const struct {
         const char* name;
@@ -22,7 +20,7 @@ TEST(MetadataCache, LoadsTheTimingOfMoviesAndR3DClips) {
         int width, height;
         int32_t timecodeStart;
     } rows[] = {
-        {"NtscMovieWithTimecode.mov", "-c:v mpeg4 -timecode 01:00:00:00", 24000, 1001, 12, 0, 0, 64, 48, 86400},
+        {"NtscMovieWithTimecode.mov", "-c:v mpeg4 -timecode 01:00:00:00", 24000, 1001, 12, 24000, 12012, 64, 48, 86400},
         {"MpegProgramStream.mpg", "-c:v mpeg2video", 25, 1, 10, 90000, 36000, 64, 48, 0},
         {"A001_C001_0101AB_001.R3D", nullptr, 24000, 1001, 5, 24000, 5005, 32, 16, 0},
         {"A001_C002_0101AB_001.R3D", nullptr, 24, 1, 5, 24000, 5000, 32, 16, 0},
@@ -33,37 +31,36 @@ TEST(MetadataCache, LoadsTheTimingOfMoviesAndR3DClips) {
         SCOPED_TRACE(row.name);
         const std::string path = dir / row.name;
         const std::string rate = std::to_string(row.rateNum) + "/" + std::to_string(row.rateDen);
-        double timeScale = row.timeScale;
-        double duration = row.duration;
         if (row.movieArgs) {
             ASSERT_TRUE(test::MakeMovie(test::TestPattern(rate, row.frames) + " " + row.movieArgs, path));
-            if (timeScale == 0) {
-                MovieInfo info;
-                ASSERT_TRUE(ProbeMovie(path, info).ok());
-                timeScale = info.FirstVideoTrack()->timeBaseDen;
-                duration = row.frames * timeScale * row.rateDen / row.rateNum;
-            }
         } else {
             sdktest::SdkClip clip = sdktest::BasicClip(32, 16, row.frames);
             clip.spec.rateNumerator = row.rateNum;
             clip.spec.rateDenominator = row.rateDen;
             ASSERT_EQ(sdktest::WriteSdkClip(path, clip), "");
         }
-        const auto meta = MetadataCache::Instance().ForceMetadataForPath(path);
+        MetadataCache& cache = MetadataCache::Instance();
+        EXPECT_FALSE(cache.HasMetadataForPath(path));
+        const auto meta = cache.ForceMetadataForPath(path);
         ASSERT_NE(meta, nullptr);
+        EXPECT_EQ(cache.CacheGet(path), meta);
         EXPECT_TRUE(meta->hasTimingInfo());
         EXPECT_FALSE(meta->notPlayable());
         EXPECT_EQ(meta->rateNumerator(), row.rateNum);
         EXPECT_EQ(meta->rateDenominator(), row.rateDen);
         EXPECT_FLOAT_EQ(static_cast<float>(meta->fps()), static_cast<float>(row.rateNum) / row.rateDen);
         EXPECT_EQ(meta->frameCount(), static_cast<uint32_t>(row.frames));
-        EXPECT_EQ(meta->timeScale(), timeScale);
-        EXPECT_EQ(meta->duration(), duration);
-        EXPECT_EQ(meta->qtDuration().value, static_cast<int64_t>(duration));
-        EXPECT_EQ(meta->qtDuration().timeScale, static_cast<int64_t>(timeScale));
+        EXPECT_EQ(meta->timeScale(), row.timeScale);
+        EXPECT_EQ(meta->duration(), row.duration);
+        EXPECT_EQ(meta->qtDuration().value, static_cast<int64_t>(row.duration));
+        EXPECT_EQ(meta->qtDuration().timeScale, static_cast<int64_t>(row.timeScale));
         EXPECT_EQ(meta->originalWidth(), row.width);
         EXPECT_EQ(meta->originalHeight(), row.height);
         EXPECT_EQ(meta->timecodeStartFrame(), row.timecodeStart);
+        // A known record is the answer as it stands: the same one, not loaded again.
+        meta->setFps(1.0);
+        EXPECT_EQ(cache.ForceMetadataForPath(path), meta);
+        EXPECT_EQ(meta->fps(), 1.0);
     }
 }
 
@@ -99,23 +96,6 @@ TEST(MetadataCache, UnreadableClipsKeepTheDefaults) {
         EXPECT_EQ(meta->originalWidth(), 1920.0f);
         EXPECT_EQ(meta->originalHeight(), 1080.0f);
     }
-}
-
-// A known record is the answer as it stands: the same record, not loaded again.
-TEST(MetadataCache, AKnownClipIsAnsweredFromMemory) {
-    test::TempDir dir;
-    const std::string path = dir / "clip.mov";
-    ASSERT_TRUE(test::MakeMovie(test::TestPattern("24", 3), path));
-    EXPECT_FALSE(MetadataCache::Instance().HasMetadataForPath(path));
-    EXPECT_EQ(MetadataCache::Instance().CacheGet(path), nullptr);
-    const auto first = MetadataCache::Instance().ForceMetadataForPath(path);
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(first->filePath(), path);
-    EXPECT_EQ(MetadataCache::Instance().CacheGet(path), first);
-    first->setFps(1.0);
-    const auto again = MetadataCache::Instance().ForceMetadataForPath(path);
-    EXPECT_EQ(again, first);
-    EXPECT_EQ(again->fps(), 1.0);
 }
 
 }  // namespace
