@@ -1,13 +1,21 @@
-// The frame draw: blur weights, the histogram, the grain shift, the fits of the render pass,
-// the program build and the CPU pipeline.
+// The frame draw: blur weights, the preview's histogram, the grain shift, the fits of the
+// render pass and the program build; a processor without any GL driver; grain in renders (the
+// walk is a pure function of clip and frame with the live walk's jumps, and grain moves levels
+// around where they were); and setters on other threads, whose tables every frame shows whole.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <numeric>
+#include <set>
+#include <thread>
 #include <vector>
 
 #include "LookTestSupport.h"
 #include "core/Log.h"
+#include "look/GrainWalk.h"
+#include "look/LutManager.h"
 #include "support/NoGlDriver.h"
 
 namespace ombrel {
@@ -45,30 +53,6 @@ struct Buckets {
     uint32_t* channels[3] = {storage.data(), storage.data() + 512, storage.data() + 1024};
     uint32_t at(int ch, int i) const { return storage[static_cast<size_t>(ch * 512 + i)]; }
 };
-
-TEST(Histogram, CountsEveryPixelOfThePassAndScalesAFullFrameToThreeMillion) {
-    ShaderProcessor sp(Backend::Cpu);
-    sp.GenerateHistogramData();  // no bucket list: nothing to do, nothing to crash on
-    Buckets b;
-    sp.setBucketList(b.channels);
-    auto& pass = sp.histogramShaderOutMutable();
-    for (size_t i = 0; i < 512 * 256; ++i) {  // red: every level 512 times, green one level, blue the two ends
-        const uint8_t rgba[4] = {static_cast<uint8_t>(i % 256), 7, static_cast<uint8_t>(i < 512 * 128 ? 0 : 255), 99};
-        std::copy(rgba, rgba + 4, pass.begin() + static_cast<long>(4 * i));
-    }
-    sp.GenerateHistogramData();
-    const auto counts = sp.histogramCounts();
-    for (int i = 0; i < 256; ++i) EXPECT_EQ(counts[0][static_cast<size_t>(i)], 512u) << i;
-    EXPECT_EQ(counts[1][7], 131072u);
-    EXPECT_EQ(counts[2][0], 65536u);
-    EXPECT_EQ(counts[2][255], 65536u);
-    // Counts whose low byte is below 10 carry no dither: both entries of a bin agree.
-    const std::vector<std::array<uint32_t, 3>> buckets{{1, 14, 3000000}, {1, 15, 3000000},  {1, 0, 0},
-                                                       {2, 0, 1500000},  {2, 511, 1500000}, {0, 100, 11718}};
-    for (const auto& [ch, i, n] : buckets) EXPECT_EQ(b.at(int(ch), int(i)), n) << ch << " " << i;
-    for (int v = 0; v < 10; ++v) EXPECT_EQ(ShaderProcessor::GetDitherValue(static_cast<uint8_t>(v)), 0);
-    for (int v : {19, 100, 255}) EXPECT_LT(ShaderProcessor::GetDitherValue(static_cast<uint8_t>(v)), v / 10) << v;
-}
 
 // The preview: a 512 x 256 pass read back as 8 bits, counted on a thread of its own.
 TEST(PreviewDraw, HistogramPassesCountTheGradedFrameBeforeAndAfterLevels) {
@@ -199,37 +183,137 @@ TEST(NoContext, AProcessorWithoutAnyDriverIsAClearErrorNotACrash) {
     EXPECT_TRUE(test::RunsWithoutGlDriver("NoContextProbe.*:LookRenderTest.WithoutAnyOpenGLTheClipFailsWithAMessage"));
 }
 
-// The CPU pipeline (for machines without GL) is the reference itself, and agrees with the GPU
-// although it keeps tables and frames in full float where the GPU stores 16-bit floats.
-TEST(CpuPipeline, RendersWhatTheReferenceAndTheGpuRender) {
-    const auto frame = test::CubeFrame(33);
-    const int w = frame.width, h = frame.height;
-    auto look = [](ShaderProcessor& sp, float blur) {
-        sp.SetLiftGammaGain(0.9f, 1.2f, 1.1f);
-        sp.SetSaturation(1.3f);
-        sp.SetSBlendValue(0.7);
-        sp.SetHistogramBMW(0.05, 0.5, 0.95);
-        sp.SetBlurAmount(blur);
-        sp.setPauseGrainShift(true);
-    };
-    ShaderProcessor cpuSp(Backend::Cpu);
-    cpuSp.setImageWidth(static_cast<uint32_t>(w));
-    cpuSp.setImageHeight(static_cast<uint32_t>(h));
-    cpuSp.setOutputWidth(static_cast<uint32_t>(w));
-    cpuSp.setOutputHeight(static_cast<uint32_t>(h));
-    ASSERT_TRUE(cpuSp.InitPipelineForViewportContext({{0, 0}, {float(w), float(h)}}, nullptr));
-    ASSERT_TRUE(cpuSp.FBOSetup(nullptr));
-    look(cpuSp, 30.0f);
-    const auto viaPipeline = test::DrawOnGpu(cpuSp, frame, w, h);  // the CPU backend draws
-    EXPECT_EQ(viaPipeline, test::DrawOnCpu(cpuSp, frame, w, h)) << "the reference, from the state after the draw";
+using Offset = std::array<int32_t, 2>;
 
-    OMBREL_PROCESSOR_OR_SKIP(gpuSp, w, h, w, h);
-    // Without the blur, whose 16-bit float passes this driver may round its own way.
-    look(*gpuSp, 0.0f);
-    look(cpuSp, 0.0f);
-    const auto d = test::Compare(test::DrawOnGpu(*gpuSp, frame, w, h), test::DrawOnGpu(cpuSp, frame, w, h));
-    EXPECT_LE(d.max1023, 2.0);
-    EXPECT_LT(d.median1023, 0.5);
+TEST(GrainWalk, AFramesOffsetDependsOnlyOnTheClipAndTheFrame) {
+    const uint64_t seed = GrainWalk::SeedForClip("/Volumes/A/A001_C001_0101AB_001.R3D");
+    EXPECT_EQ(seed, GrainWalk::SeedForClip("/mnt/other/place/A001_C001_0101AB_001.R3D"))
+        << "the same clip on another machine walks the same way";
+    EXPECT_NE(seed, GrainWalk::SeedForClip("/Volumes/A/A001_C002_0101AB_001.R3D"));
+    GrainWalk whole(seed), split(seed);
+    std::vector<Offset> offsets;
+    for (int f = 0; f < 200; ++f) offsets.push_back(whole.OffsetForFrame(f, 2048, 1080));
+    // A fresh walk asked for later frames first, then backwards, agrees.
+    for (int f = 199; f >= 0; f -= 7) EXPECT_EQ(split.OffsetForFrame(f, 2048, 1080), offsets[size_t(f)]) << f;
+    // Another grain size is another walk, and asking for it does not disturb the first.
+    EXPECT_NE(split.OffsetForFrame(150, 1024, 540), offsets[150]);
+    EXPECT_EQ(split.OffsetForFrame(151, 2048, 1080), offsets[151]);
+    EXPECT_EQ(split.OffsetForFrame(5, 0, 1080), (Offset{0, 0}));
+    EXPECT_EQ(split.OffsetForFrame(-1, 2048, 1080), (Offset{0, 0}));
+}
+
+TEST(GrainWalk, EachFrameJumpsAQuarterToThreeQuartersOfTheImageUniformly) {
+    for (const Offset& size : {Offset{2048, 1536}, Offset{641, 481}, Offset{3, 2}}) {
+        GrainWalk walk(GrainWalk::SeedForClip("clip_" + std::to_string(size[0]) + ".R3D"));
+        Offset last = walk.OffsetForFrame(0, size[0], size[1]);
+        std::array<double, 2> sum{0, 0};
+        Offset lo{INT32_MAX, INT32_MAX}, hi{INT32_MIN, INT32_MIN};
+        for (int f = 1; f <= 20000; ++f) {
+            const auto now = walk.OffsetForFrame(f, size[0], size[1]);
+            for (size_t k = 0; k < 2; ++k) {
+                const int32_t jump = (now[k] - last[k] + size[k]) % size[k];
+                sum[k] += jump / 20000.0;
+                lo[k] = std::min(lo[k], jump);
+                hi[k] = std::max(hi[k], jump);
+            }
+            last = now;
+        }
+        for (size_t k = 0; k < 2; ++k) {
+            // The jump of the live walk: n / 4 + [0, n / 2), taken modulo n.
+            const int32_t n = size[k], first = n / 4, lastJump = n / 4 + std::max(n / 2, 1) - 1;
+            EXPECT_EQ(std::vector<int32_t>({lo[k], hi[k]}), std::vector<int32_t>({first % n, lastJump % n})) << n;
+            EXPECT_NEAR(sum[k], (first % n + lastJump % n) / 2.0, 0.02 * n) << n;
+        }
+    }
+}
+
+constexpr int kSize = 512;
+constexpr double kGrey = 26000 / 65535.0;  // about 0.4, where grain is strongest
+
+// Mean and standard deviation of each channel.
+std::array<std::array<double, 2>, 3> Stats(const std::vector<uint16_t>& rgb) {
+    std::array<std::array<double, 2>, 3> s{};
+    const double n = static_cast<double>(rgb.size() / 3);
+    for (size_t i = 0; i < rgb.size(); ++i) s[i % 3][0] += rgb[i] / n;
+    for (size_t i = 0; i < rgb.size(); ++i) s[i % 3][1] += std::pow(rgb[i] - s[i % 3][0], 2) / n;
+    for (auto& c : s) c[1] = std::sqrt(c[1]);
+    return s;
+}
+
+class GrainLevel : public testing::TestWithParam<const char*> {};
+
+TEST_P(GrainLevel, GrainOnAGreyPatchIsVisibleNoiseThatLeavesTheAverageLevelWhereItWas) {
+    OMBREL_PROCESSOR_OR_SKIP(sp, kSize, kSize, kSize, kSize);
+    sp->SetCurrentLUTSourceTypeChosenR3DMode(GetParam(), "EpicM", "", true);
+    sp->ChangeGrainMapToStockScaleCurveOnly(GetParam(), 1.0, false);
+    const test::Frame16 frame = test::Uniform(kSize, kSize, kGrey, kGrey, kGrey);
+    sp->SetGrainValue(0.0);
+    sp->SetGrainOffsetForNextDraw({0, 0});
+    const auto off = Stats(test::DrawOnGpu(*sp, frame, kSize, kSize));
+    sp->SetGrainValue(1.0);
+    for (float offset : {0.0f, 333.0f, 1201.0f}) {
+        sp->SetGrainOffsetForNextDraw({offset, offset / 2});
+        const auto on = Stats(test::DrawOnGpu(*sp, frame, kSize, kSize));
+        for (size_t k = 0; k < 3; ++k) {
+            EXPECT_NEAR(on[k][0], off[k][0], 65535.0 / 1023.0) << "channel " << k << " at offset " << offset;
+            EXPECT_GT(on[k][1], 4.0 * off[k][1] + 20.0) << "grain is there to see, channel " << k;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Stocks, GrainLevel, testing::Values("5207", "KodakTriX", "Polaroid"));
+
+// Each setter puts its table in state A (false) or B (true).
+using SetState = std::function<void(ShaderProcessor&, bool)>;
+const std::vector<SetState> kStates{
+    [](ShaderProcessor& sp, bool b) { sp.SetLiftGammaGain(1.0f, b ? 0.45f : 1.0f, 1.0f); },
+    [](ShaderProcessor& sp, bool b) { sp.SetHistogramBMW(b ? 0.15 : 0.0, 0.5, b ? 0.8 : 1.0); },
+    [](ShaderProcessor& sp, bool b) {
+        sp.EditTables([b](ShaderProcessor::Tables& t) {
+            b ? test::FillFilmLikeStockTable(t.stockLut) : FillIdentityStockTable(t.stockLut.data());
+        });
+    },
+    [](ShaderProcessor& sp, bool b) { sp.SetSaturation(b ? 0.4f : 1.0f); },
+};
+
+TEST(Concurrency, SettersOnOtherThreadsNeverTearATableTheDrawUploads) {
+    const auto frame = test::CubeFrame(41);
+    OMBREL_PROCESSOR_OR_SKIP(sp, frame.width, frame.height, frame.width, frame.height);
+    sp->SetBlendValue(1.0);
+    const auto& states = kStates;
+    const unsigned combos = 1u << states.size();
+    std::vector<std::vector<uint16_t>> expected;  // the frame of each combination of states
+    for (unsigned c = 0; c < combos; ++c) {
+        for (size_t i = 0; i < states.size(); ++i) states[i](*sp, (c >> i) & 1u);
+        expected.push_back(test::DrawOnCpu(*sp, frame, frame.width, frame.height));
+    }
+    for (const auto& state : states) state(*sp, false);
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> setters;
+    for (size_t i = 0; i < states.size(); ++i) {
+        setters.emplace_back([&, i] {
+            bool b = false;
+            while (!stop) {
+                b = !b;
+                states[i](*sp, b);
+                std::this_thread::sleep_for(std::chrono::microseconds(300 + 170 * i));
+            }
+        });
+    }
+    std::set<unsigned> seen;
+    for (int draw = 0; draw < 60; ++draw) {
+        const auto gpu = test::DrawOnGpu(*sp, frame, frame.width, frame.height);
+        int match = -1;
+        for (unsigned c = 0; c < combos && match < 0; ++c) {
+            const auto d = test::Compare(gpu, expected[c]);
+            if (d.max1023 <= 2.0 && d.median1023 < 0.5) match = static_cast<int>(c);
+        }
+        EXPECT_GE(match, 0) << "draw " << draw << " shows no whole state of the tables";
+        if (match >= 0) seen.insert(static_cast<unsigned>(match));
+    }
+    stop = true;
+    for (auto& t : setters) t.join();
+    EXPECT_GE(seen.size(), 3u) << "the setters did not change the look between draws";
 }
 
 }  // namespace
