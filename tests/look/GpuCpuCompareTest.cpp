@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "LookTestSupport.h"
-#include "look/LutManager.h"
+#include "look/grain/GrainManager.h"
 #include "model/ColorBallInfo.h"
 
 namespace ombrel {
@@ -26,43 +26,20 @@ constexpr double kMedianError1023 = 0.5;
 // What a case must do to the picture, besides matching the reference.
 enum class Effect { Changes, Neutral, SameAsExposureAlone };
 
-using Picture = std::vector<uint16_t>;
-
 struct LookCase {
     std::string name;
     std::function<void(ShaderProcessor&)> apply;
     Effect effect = Effect::Changes;
 };
 
-// Back to the neutral look between cases.
-void Neutral(ShaderProcessor& sp) {
-    sp.setShowOriginal(false);
-    sp.EditTables([](ShaderProcessor::Tables& t) {
-        FillIdentityStockTable(t.stockLut.data());
-        for (int i = 0; i < kTableLength; ++i) {
-            for (int k = 0; k < 3; ++k) {
-                t.exposureTexture[static_cast<size_t>(3 * i + k)] = static_cast<float>(i) / 4095.0f;
-                t.ballTexture[static_cast<size_t>(3 * i + k)] = static_cast<float>(i) / 4095.0f;
-            }
-        }
-    });
-    sp.SetLiftGammaGain(1, 1, 1);
-    sp.SetSaturation(1);
-    sp.SetHistogramBMW(0.0, 0.5, 1.0);
-    sp.SetBlendValue(0);
-    sp.SetSBlendValue(0);
-    sp.SetGrainValue(0);
-    sp.SetBlurAmount(0);
-    sp.SetBlackAndWhite(false);
-}
-
 std::vector<LookCase> Sweep() {
+    // An installed stock table, which mixes the channels, and an installed grain scan and curve.
     auto film = [](ShaderProcessor& sp, double mix) {
-        sp.EditTables([](ShaderProcessor::Tables& t) { test::FillFilmLikeStockTable(t.stockLut); });
+        sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "5D", std::nullopt, false);
         sp.SetBlendValue(mix);
     };
     auto grain = [](ShaderProcessor& sp, double amount) {
-        sp.SetGrainMap(test::NoisyGrainMap(37, 29, 7), false);
+        sp.SetGrainMap(GrainManager::Instance().GrainMapWithNameSizeStockName("CP35", 37.0f, 29.0f, "5207"), false);
         sp.SetGrainValue(amount);
     };
     std::vector<LookCase> cases;
@@ -84,11 +61,9 @@ std::vector<LookCase> Sweep() {
     };
     cases.push_back({"exposure one stop up", exposure(1.0f, 5600.0f)});
     cases.push_back({"exposure at 3200 K", exposure(0.0f, 3200.0f)});
-    cases.push_back({"exposure back to 0 stops at 5600 K", exposure(0.0f, 5600.0f), Effect::Neutral});
     auto balls = [](ColorBallInfo info) { return [=](ShaderProcessor& sp) { sp.SetBallInfo(info); }; };
     cases.push_back({"red shadow ball at the rim", balls({{0, 0}, {0, 0}, {1.0f, 1.5707964f}})});
     cases.push_back({"three balls", balls({{0.7f, 2.0f}, {0.5f, -2.5f}, {0.8f, 0.3f}})});
-    cases.push_back({"balls back to the centre", balls({{0, 0}, {0, 0}, {0, 0}}), Effect::Neutral});
     cases.push_back({"lift gamma gain alone", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(0.6f, 1.4f, 1.25f); }});
     cases.push_back(
         {"lift gamma gain at their limits", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(2.5f, 0.3f, 0.8f); }});
@@ -134,11 +109,10 @@ std::vector<LookCase> Sweep() {
 
 TEST(GpuCpuCompare, EverySettingOfTheSweepMatchesTheReference) {
     const auto frame = CubeFrame(67);  // odd width: rows are not 4-byte multiples
-    OMBREL_PROCESSOR_OR_SKIP(sp, frame.width, frame.height, frame.width, frame.height);
     std::vector<uint16_t> neutral, exposureAlone;
     for (const auto& c : Sweep()) {
         SCOPED_TRACE(c.name);
-        Neutral(*sp);
+        OMBREL_PROCESSOR_OR_SKIP(sp, frame.width, frame.height, frame.width, frame.height);
         c.apply(*sp);
         const auto gpu = test::DrawOnGpu(*sp, frame, frame.width, frame.height);
         EXPECT_FALSE(sp->reloadExposure() || sp->reloadBalls()) << "the draw uploaded the new tables";

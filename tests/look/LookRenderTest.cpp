@@ -31,18 +31,14 @@ protected:
     }
 
     // Renders two frames of the test pattern with a strong look, into its own folder.
-    std::vector<TiffImage> Render(const std::string& folder, const TestPatternConfig& config) {
+    std::vector<TiffImage> Render(const std::string& folder) {
         RenderManager::Instance().Reset();
         out_->setOutputDirectory(dir_ / folder);
         auto clip = ClipSettings::Make();
         clip->setSaturation(1.6);
         clip->setScurveChangePercent(1.0);
         clip->setBlack(0.08f);
-        clip->setMid(0.45f);
-        clip->setWhite(0.9f);
-        clip->setLift(0.9f);
         clip->setGamma(1.2f);
-        clip->setGain(1.1f);
         auto item = Item("A001_C001_0101AB_001.R3D", 2, clip);
         Run({item});
         EXPECT_FALSE(item->errorState()) << item->errorMessage();
@@ -51,7 +47,6 @@ protected:
             const std::string path =
                 (dir_ / folder) + "/A001_C001_0101AB/A001_C001_0101AB.08640" + std::to_string(f) + ".tiff";
             EXPECT_TRUE(ReadWithLibtiff(path, &frames[f])) << path;
-            EXPECT_EQ(frames[f].width, config.width);
         }
         return frames;
     }
@@ -66,11 +61,11 @@ TEST_F(LookRenderTest, CameraClipFramesCarryTheLookOnOpenGLAndOnTheCpuPipelineAl
     config.height = 27;
     test::ScopedTestPatternSources sources(config);
 
-    const auto identity = Render("identity", config);
+    const auto identity = Render("identity");
     InstallLookPipeline(LookPipeline::OpenGL);
-    const auto gpu = Render("gpu", config);
+    const auto gpu = Render("gpu");
     InstallLookPipeline(LookPipeline::Cpu);
-    const auto cpu = Render("cpu", config);
+    const auto cpu = Render("cpu");
 
     for (size_t f = 0; f < 2; ++f) {
         ASSERT_EQ(identity[f].pixels, TestPatternSource::FramePixels(static_cast<int>(f), config.width, config.height));

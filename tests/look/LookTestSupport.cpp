@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <random>
 
 namespace ombrel::test {
 
@@ -152,38 +151,6 @@ void FillCurvedTable3(float* table, int n, int denominator) {
         const double x = std::min(1.0, i / double(denominator));
         for (int k = 0; k < 3; ++k) table[3 * i + k] = static_cast<float>(std::pow(x, gamma[k]));
     }
-}
-
-void FillFilmLikeStockTable(std::vector<float>& lut) {
-    for (int b = 0; b < 64; ++b) {
-        for (int g = 0; g < 64; ++g) {
-            for (int r = 0; r < 64; ++r) {
-                const double R = r / 63.0, G = g / 63.0, B = b / 63.0;
-                float* e = lut.data() + 3 * (r + 64 * g + 4096 * b);
-                e[0] = static_cast<float>(std::clamp(0.85 * R + 0.1 * G + 0.05 * B * B, 0.0, 1.0));
-                e[1] = static_cast<float>(std::clamp(0.05 * R + 0.9 * std::sqrt(G) * 0.95 + 0.05 * B, 0.0, 1.0));
-                e[2] = static_cast<float>(std::clamp(0.1 * R * G + 0.2 * G + 0.7 * B, 0.0, 1.0));
-            }
-        }
-    }
-}
-
-GrainMapPtr NoisyGrainMap(int width, int height, unsigned seed) {
-    std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> noise(0.2f, 0.8f);
-    std::vector<float> data(static_cast<size_t>(width * height * 3));
-    for (float& v : data) v = noise(rng);
-    auto map = std::make_shared<GrainMap>(width, height, std::move(data), "test");
-    std::array<float, GrainLookup::kEntries * 3> curve{};
-    for (int i = 0; i < GrainLookup::kEntries; ++i) {
-        const float level = i / 255.0f;
-        const float mid = 4.0f * level * (1.0f - level);  // strongest in the mid-tones
-        curve[static_cast<size_t>(3 * i)] = 0.10f * mid + 0.02f;
-        curve[static_cast<size_t>(3 * i + 1)] = 0.08f * mid + 0.02f;
-        curve[static_cast<size_t>(3 * i + 2)] = 0.14f * mid + 0.02f;
-    }
-    map->setGrainCurve(std::make_shared<GrainLookup>(curve));
-    return map;
 }
 
 }  // namespace ombrel::test

@@ -63,11 +63,8 @@ struct Difference {
 };
 Difference Compare(const std::vector<uint16_t>& a, const std::vector<uint16_t>& b);
 
-// Non-identity tables for the sweep: per-channel curves and a stock table that mixes channels.
+// A non-identity table for the sweep: a curve of its own in each channel.
 void FillCurvedTable3(float* table, int n, int denominator);
-void FillFilmLikeStockTable(std::vector<float>& lut);
-// A grain image of noise around 0.5 and a curve of real strength.
-GrainMapPtr NoisyGrainMap(int width, int height, unsigned seed);
 
 }  // namespace ombrel::test
 

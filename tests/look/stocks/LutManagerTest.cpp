@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <map>
-#include <optional>
 #include <sstream>
 #include <vector>
 
@@ -92,8 +91,6 @@ protected:
 };
 
 TEST_F(StockTables, AvailabilityAndTheInstalledList) {
-    EXPECT_EQ(LutManager::AltPathForPictureStyleStockNameStatusM("RedMX_RC3RG3", "5213", true),
-              dir_ / "Profiles/RedMX_RC3RG3/RedMX_RC3RG3_5213_SM.tin");
     EXPECT_TRUE(LutManager::InstalledTables().empty());
     Write("EpicM", "5213", 0.3f);
     EXPECT_FALSE(LutManager::LutAvailable("EpicM")) << "only the 5207 table stands for a profile";
