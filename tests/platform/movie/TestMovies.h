@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "support/TempDir.h"
 
 namespace ombrel::test {
 
@@ -32,19 +32,12 @@ inline constexpr const char* kRawVideo = " -c:v rawvideo -pix_fmt rgb24";
 // Replaces the first `from` after `after` in the file; false when there is none.
 inline bool PatchBytes(const std::string& path, const std::string& after, const std::string& from,
                        const std::string& to) {
-    std::string bytes;
-    {
-        std::ifstream in(path, std::ios::binary);
-        bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
+    std::string bytes = ReadWholeFile(path);
     const size_t anchor = bytes.find(after);
-    if (anchor == std::string::npos) return false;
-    const size_t at = bytes.find(from, anchor);
+    const size_t at = anchor == std::string::npos ? anchor : bytes.find(from, anchor);
     if (at == std::string::npos) return false;
-    bytes.replace(at, from.size(), to);
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << bytes;
-    return static_cast<bool>(out);
+    WriteWholeFile(path, bytes.replace(at, from.size(), to));
+    return true;
 }
 
 }  // namespace ombrel::test
