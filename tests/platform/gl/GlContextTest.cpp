@@ -18,8 +18,9 @@ namespace ombrel {
 namespace {
 
 // Made current, a context reports the driver once per process and is a compatibility context; a
-// scoped current restores what was current before it, nothing included.
-TEST(GlContext, MadeCurrentItReportsTheDriverOnceAndScopesRestoreWhatWasCurrent) {
+// scoped current restores what was current before it, nothing included; a context is current on
+// one thread at a time.
+TEST(GlContext, MadeCurrentItReportsTheDriverOnceOnOneThreadAndScopesRestoreWhatWasCurrent) {
     OMBREL_GL_CONTEXT_OR_SKIP(context);
     LogCapture log;
     ASSERT_TRUE(context->MakeCurrent());
@@ -46,10 +47,7 @@ TEST(GlContext, MadeCurrentItReportsTheDriverOnceAndScopesRestoreWhatWasCurrent)
     context->ReleaseCurrent();
     { ScopedGlCurrent scope(second.get()); }
     EXPECT_EQ(GlContext::Current(), nullptr);
-}
-
-TEST(GlContext, IsCurrentOnOneThreadAtATime) {
-    OMBREL_GL_CONTEXT_OR_SKIP(context);
+    // Current on one thread at a time.
     ASSERT_TRUE(context->MakeCurrent());
     std::atomic<bool> whileHeld{true}, afterRelease{false};
     std::thread([&] { whileHeld = context->MakeCurrent(); }).join();
@@ -87,7 +85,7 @@ TEST(GlContext, SharedContextsSeeEachOthersTexturesOthersDoNot) {
     EXPECT_FALSE(glIsTexture(name));
 }
 
-TEST(GlObjects, HoldersDeleteTheirObjectsAndMoveOwnership) {
+TEST(GlObjects, HoldersDeleteTheirObjectsAndTheRenderTargetReadsBackWhole) {
     OMBREL_GL_CONTEXT_OR_SKIP(context);
     ASSERT_TRUE(context->MakeCurrent());
     GLuint name = 0;
@@ -100,13 +98,12 @@ TEST(GlObjects, HoldersDeleteTheirObjectsAndMoveOwnership) {
         EXPECT_TRUE(!texture && moved.get() == name && glIsTexture(name));
     }
     EXPECT_FALSE(glIsTexture(name));
-
     GlObject buffer = GlObject::Buffer();
     glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer.get());
     glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
-    const GLuint bufferName = buffer.get();
+    name = buffer.get();
     buffer.reset();
-    EXPECT_FALSE(glIsBuffer(bufferName));
+    EXPECT_FALSE(glIsBuffer(name));
 
     // The error is handed back once, then cleared. (Rectangle textures refuse GL_REPEAT, so
     // anything that tiles on one wraps its coordinate itself.)
@@ -115,13 +112,8 @@ TEST(GlObjects, HoldersDeleteTheirObjectsAndMoveOwnership) {
     glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_S, GL_REPEAT);
     EXPECT_EQ(ClearGlErrors(), static_cast<GLenum>(GL_INVALID_ENUM));
     EXPECT_EQ(ClearGlErrors(), static_cast<GLenum>(GL_NO_ERROR));
-}
-
-// The render target binds the render buffer's own name as its framebuffer name, and reads
-// 16-bit RGB back at widths whose rows are not 4-byte multiples.
-TEST(GlObjects, RenderbufferNameServesAsFramebufferNameAndOddWidthsReadBackWhole) {
-    OMBREL_GL_CONTEXT_OR_SKIP(context);
-    ASSERT_TRUE(context->MakeCurrent());
+    // The render target binds the render buffer's own name as its framebuffer name, and reads
+    // 16-bit RGB back at widths whose rows are not 4-byte multiples.
     GlObject rb = GlObject::Renderbuffer();
     const int w = 7, h = 3;
     glfbo::BindFramebuffer(GL_FRAMEBUFFER, rb.get());  // never generated as a framebuffer

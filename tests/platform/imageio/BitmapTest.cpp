@@ -45,10 +45,7 @@ TEST(Bitmap, AnRgbFileDecodesToMeshedRgbaRowsTopFirst) {
     for (size_t i = 0; i < rgb.size(); i += 3) rgba.insert(rgba.end(), {rgb[i], rgb[i + 1], rgb[i + 2], 255});
     EXPECT_EQ(rep->data, rgba);
     EXPECT_EQ(rep->row(h - 1), rep->data.data() + (h - 1) * w * 4);
-}
-
-TEST(Bitmap, WhatIsNoImageGivesNullAndSaysWhy) {
-    test::TempDir dir;
+    // What is no image gives null and says why.
     test::WriteWholeFile(dir / "text.bin", "grain, but not as a picture");
     for (const char* name : {"missing.bin", "text.bin"}) {
         BitmapRepPtr rep;
@@ -76,7 +73,8 @@ std::vector<uint8_t> Plane(int w, int h, uint8_t (*f)(int, int)) {
 }
 
 // A flat plane stays flat at every size because edges repeat (a scaler that read zeros beyond
-// the edges would darken the border); the same size is a copy, a ramp stays a ramp.
+// the edges would darken the border); the same size is a copy, a ramp stays a ramp, strides are
+// honoured and bad arguments refused.
 TEST(ScalePlanar8, FlatPlanesStayFlatAndRampsStayRamps) {
     const std::vector<uint8_t> src(23 * 17, 200);
     for (auto [w, h] : {std::pair{23, 17}, {7, 5}, {1, 1}, {2, 3}, {64, 33}, {301, 250}}) {
@@ -105,9 +103,7 @@ TEST(ScalePlanar8, FlatPlanesStayFlatAndRampsStayRamps) {
         for (int x = 0; x < 40; x += 5) EXPECT_NEAR(out[static_cast<size_t>(y * 48 + x)], 2 * x, 1) << x << "," << y;
         EXPECT_EQ(out[static_cast<size_t>(y * 48 + 45)], 7) << "beyond the row";
     }
-}
-
-TEST(ScalePlanar8, BadArgumentsAreRefusedWithANegativeCode) {
+    // Bad arguments are refused with a negative code.
     std::vector<uint8_t> a(100, 1), b(100, 1);
     EXPECT_LT(ScalePlanar8(nullptr, 10, 10, 10, b.data(), 10, 10, 10), 0);
     EXPECT_LT(ScalePlanar8(a.data(), 10, 10, 10, nullptr, 10, 10, 10), 0);

@@ -2,27 +2,24 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
+#include <map>
+#include <tuple>
+#include <string>
 
 namespace ombrel {
 namespace {
 
+// FFmpeg's own encoders are always there; tag 4 repeats tag 9's codec and is left out, and the
+// intermediate codec (tag 0) has no encoder.
 TEST(MovieCodecs, MenuOffersWhatFFmpegEncodesUnderTheFixedTags) {
-    const auto codecs = AvailableMovieCodecs();
-    std::set<int> tags;
-    for (const auto& c : codecs) {
-        EXPECT_TRUE(tags.insert(c.tag).second) << "tag " << c.tag << " twice";
-        EXPECT_EQ(c.fourCC.size(), 4u);
-        EXPECT_FALSE(c.encoder.empty());
+    std::map<int, std::string> offered;  // tag: four-character code and encoder
+    for (const auto& c : AvailableMovieCodecs()) {
+        EXPECT_TRUE(offered.emplace(c.tag, c.fourCC + " " + c.encoder).second) << "tag " << c.tag << " twice";
+        EXPECT_TRUE(c.fourCC.size() == 4 && !c.encoder.empty()) << c.tag;
     }
-    // FFmpeg's own encoders are always there; tag 4 repeats tag 9's codec and is left out.
-    for (int tag : {1, 2, 3, 6, 7, 8, 9}) EXPECT_TRUE(tags.count(tag)) << tag;
-    EXPECT_FALSE(tags.count(4));
-    EXPECT_FALSE(tags.count(0));  // no encoder for the intermediate codec
-    for (const auto& c : codecs) {
-        if (c.tag == 9) { EXPECT_EQ(c.fourCC, "ap4h"); }
-        if (c.tag == 8) { EXPECT_EQ(c.encoder, "v210"); }
-    }
+    for (int tag : {1, 2, 3, 6, 7, 8, 9}) EXPECT_TRUE(offered.count(tag)) << tag;
+    EXPECT_FALSE(offered.count(4) || offered.count(0));
+    EXPECT_EQ(std::tuple(offered[9].substr(0, 4), offered[8].substr(5)), std::tuple("ap4h", "v210"));
 }
 
 }  // namespace
