@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -12,7 +11,6 @@
 #include "core/Log.h"
 #include "platform/gl/GlContext.h"
 #include "platform/gl/GlObjects.h"
-#include "support/NoGlDriver.h"
 
 namespace ombrel {
 namespace {
@@ -27,7 +25,6 @@ TEST(GlContext, MadeCurrentItReportsTheDriverOnceOnOneThreadAndScopesRestoreWhat
     EXPECT_TRUE(context->IsCurrent() && GlContext::Current() == context.get());
     const GlDriverInfo info = GlContext::DriverInfo();
     EXPECT_FALSE(info.vendor.empty() || info.renderer.empty() || info.version.empty());
-    EXPECT_GE(context->GlVersion(), 20);
     // The fixed-function pipeline answers: a compatibility context, not a core one.
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
@@ -61,30 +58,6 @@ TEST(GlContext, MadeCurrentItReportsTheDriverOnceOnOneThreadAndScopesRestoreWhat
     EXPECT_FALSE(context->IsCurrent());
 }
 
-TEST(GlContext, SharedContextsSeeEachOthersTexturesOthersDoNot) {
-    OMBREL_GL_CONTEXT_OR_SKIP(first);
-    GlContextPtr shared, alone;
-    ASSERT_TRUE(GlContext::Create(&shared, first.get()).ok());
-    ASSERT_TRUE(GlContext::Create(&alone).ok());
-
-    ASSERT_TRUE(first->MakeCurrent());
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    glBindTexture(GL_TEXTURE_2D, name);
-    const std::array<uint8_t, 4> pixel{10, 20, 30, 40};
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixel.data());
-    glFinish();
-
-    ASSERT_TRUE(shared->MakeCurrent());
-    std::array<uint8_t, 4> back{};
-    glBindTexture(GL_TEXTURE_2D, name);
-    glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, back.data());
-    EXPECT_EQ(back, pixel);
-
-    ASSERT_TRUE(alone->MakeCurrent());
-    EXPECT_FALSE(glIsTexture(name));
-}
-
 TEST(GlObjects, HoldersDeleteTheirObjectsAndTheRenderTargetReadsBackWhole) {
     OMBREL_GL_CONTEXT_OR_SKIP(context);
     ASSERT_TRUE(context->MakeCurrent());
@@ -98,12 +71,6 @@ TEST(GlObjects, HoldersDeleteTheirObjectsAndTheRenderTargetReadsBackWhole) {
         EXPECT_TRUE(!texture && moved.get() == name && glIsTexture(name));
     }
     EXPECT_FALSE(glIsTexture(name));
-    GlObject buffer = GlObject::Buffer();
-    glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer.get());
-    glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
-    name = buffer.get();
-    buffer.reset();
-    EXPECT_FALSE(glIsBuffer(name));
 
     // The error is handed back once, then cleared. (Rectangle textures refuse GL_REPEAT, so
     // anything that tiles on one wraps its coordinate itself.)
@@ -133,19 +100,6 @@ TEST(GlObjects, HoldersDeleteTheirObjectsAndTheRenderTargetReadsBackWhole) {
         EXPECT_TRUE(std::abs(back[i] - 16384) <= 1 && std::abs(back[i + 1] - 32768) <= 1 && back[i + 2] == 65535)
             << "pixel " << i / 3 << ": " << back[i] << " " << back[i + 1] << " " << back[i + 2];
     EXPECT_EQ(back[size_t(w * h * 3)], 0xABCD) << "nothing written past the block";
-}
-
-// Run in a child whose EGL loader finds no driver at all (see the test below).
-TEST(GlContextProbe, WithoutADriverCreateAnswersWhy) {
-    if (!std::getenv(test::kNoGlDriverVariable)) GTEST_SKIP() << "runs only as the child of the test below";
-    GlContextPtr context;
-    const Status made = GlContext::Create(&context);
-    EXPECT_EQ(context, nullptr);
-    EXPECT_NE(made.message().find("Cannot create an OpenGL context"), std::string::npos) << made.message();
-}
-
-TEST(GlContext, WithoutADriverCreationIsAClearErrorNotACrash) {
-    EXPECT_TRUE(test::RunsWithoutGlDriver("GlContextProbe.WithoutADriverCreateAnswersWhy"));
 }
 
 }  // namespace
