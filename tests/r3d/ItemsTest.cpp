@@ -52,24 +52,6 @@ std::vector<uint8_t> R2Header(const R2Options& o) {
     return p.b;
 }
 
-TEST(R3DTokenizer, SizesBelowAHeadAndBeyondTheFile) {
-    Bytes f;
-    f.U32(16).Text("RDI\x02").Zeros(8);  // a whole atom
-    f.U32(4).Text("ABCD");               // a size below its own head
-    f.U32(1000).Text("REDV").Zeros(20);  // claims more than the file holds
-    MemoryTokenStream stream(f.b.data(), f.b.size());
-    RedFileTokenizer tk(stream);
-    Token t;
-    ASSERT_EQ(tk.NextToken(&t), TokenResult::kToken);
-    EXPECT_TRUE(TrackTokenIsAtLeast(t, kTagRDI, 8));
-    EXPECT_FALSE(TokenIs(t, MakeTag("RDI\x01"), 8)) << "a full tag test sees the track byte";
-    EXPECT_EQ(tk.NextToken(&t), TokenResult::kMalformed);
-    tk.SetCursor(24);
-    ASSERT_EQ(tk.NextToken(&t), TokenResult::kToken);
-    EXPECT_TRUE(t.cut);
-    EXPECT_EQ(tk.NextToken(&t), TokenResult::kEnd);
-}
-
 TEST(R3DTokenizer, MetadataAndBoxTokensWithZeroAndBrokenSizes) {
     Bytes m;
     m.U16(6).U16(0x2019).U16(0xBEEF).U16(0).U16(0x0019).Text("rest of stream");
