@@ -141,8 +141,6 @@ TEST(R3DItems, HeadersFootersAndFrameRecords) {
     std::vector<uint8_t> name(255, 0);
     std::memcpy(name.data(), "A001.R3D", 8);
     r1.Raw(name).U16(0);
-    Bytes r1v5;
-    r1v5.U8(5).U8(0).U16(kIdentifierR1).Zeros(312);
 
     Bytes footer;
     footer.Zeros(68).U8(2).U8(1).U8(1).U8(0);
@@ -155,11 +153,10 @@ TEST(R3DItems, HeadersFootersAndFrameRecords) {
     noVideo[68] = 0;
     cutFooter.pop_back();
 
-    Bytes v4, v5, v6, v3;
+    Bytes v4, v5, v3;
     v4.U32(524).Text("REDV").U32(1).U32(2).U8(4).U8(0).U16(0).U32(3).U32(640).U32(360).U32(0).Text("IMG");
     v5.U32(0).Text("RDI\x01").U32(0x0503'5232).U32(0xFFFFFFFF).Zeros(48).U32(3).U32(1).Zeros(4).U32(2).Zeros(4);
     v5.U32(320).U32(180).Zeros(2).U16(5).Zeros(32).Text("IMG");
-    v6.U32(1).U32(2).U8(6).Zeros(600);
     v3.U32(1).U32(2).U8(3).U8(0).U16(0).U32(8 + 165).Text("jp2c").U8(0xFF).U8(0x4F).U8(0xFF).U8(0x52).Zeros(161);
     auto v3Marked = v3.b;
     v3Marked[23] = 0x51;
@@ -180,14 +177,11 @@ TEST(R3DItems, HeadersFootersAndFrameRecords) {
         {"header, R2 version 4", header(damaged(0, 4))},
         {"header, unknown identifier", header(damaged(3, 0x33))},
         {"header, cut in the track records", header(damaged(70, -1))},
-        {"header, R1 version 5", header(r1v5.b)},
         {"footer", footerAt(footer.b, 10 * 4096 + 300)},
-        {"footer, auxiliary index in its own block", footerAt(footer.b, 9 * 4096 + 300)},
         {"footer, no video track", footerAt(noVideo, 10 * 4096)},
         {"footer, skipped bytes past the end", footerAt(cutFooter, 10 * 4096)},
         {"frame, version 4", frame(v4.b)},
         {"frame, version 5 with its atom head", frame(v5.b)},
-        {"frame, version 6", frame(v6.b)},
         {"frame, version 3 without codestream markers", frame(v3.b)},
         {"frame, version 3", frame(v3Marked)},
     };

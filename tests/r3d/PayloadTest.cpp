@@ -1,5 +1,4 @@
 #include "r3d/ImagePayload.h"
-#include "r3d/sdk/SdkClips.h"
 
 #include <gtest/gtest.h>
 
@@ -35,34 +34,6 @@ TEST(R3DImagePayload, LosslessForEveryStorageChoice) {
                           ImagePayloadStatus::kOk);
                 EXPECT_EQ(out, pic) << int(compression) << predictor << rows;
             }
-}
-
-TEST(R3DImagePayload, ReducedDecodesAreBlockMeansInAnyThreadCount) {
-    const uint32_t w = 70, h = 45;
-    const auto pic = Noise(w, h, 2);
-    std::vector<uint8_t> payload;
-    ImagePayloadOptions o;
-    o.rowsPerStripe = 5;  // stripes that do not line up with the blocks
-    ASSERT_TRUE(EncodeImagePayload(pic.data(), w, h, 0, o, &payload));
-    for (int d : {2, 16}) {
-        uint32_t ow, oh;
-        ScaledSize(w, h, d, &ow, &oh);
-        for (int threads : {1, 3}) {
-            // Rows with room to spare: the spare bytes stay as they were.
-            const size_t rowBytes = size_t(ow) * 6 + 10;
-            std::vector<uint16_t> out(rowBytes / 2 * oh, 0xABCD);
-            ASSERT_EQ(
-                DecodeImagePayload(payload.data(), payload.size(), d, out.data(), out.size() * 2, rowBytes, threads),
-                ImagePayloadStatus::kOk);
-            const auto expected = sdktest::Reduced(pic, w, h, d);
-            for (uint32_t y = 0; y < oh; ++y) {
-                const uint16_t* row = out.data() + y * rowBytes / 2;
-                ASSERT_TRUE(std::equal(row, row + size_t(ow) * 3, expected.begin() + size_t(y) * ow * 3))
-                    << "divisor " << d << " threads " << threads << " row " << y;
-                EXPECT_EQ(row[ow * 3], 0xABCD);
-            }
-        }
-    }
 }
 
 TEST(R3DImagePayload, OtherDataIsNotOursAndDamageIsCaught) {

@@ -1,5 +1,6 @@
 #include "TestClips.h"
 
+#include "r3d/ImagePayload.h"
 #include "r3d/MetadataMapper.h"
 
 #include "support/TempDir.h"
@@ -45,11 +46,19 @@ ClipPlan RichPlan(uint8_t major) {
     return p;
 }
 
-ClipPlan SilentPlan(uint8_t major) {
-    ClipPlan p = RichPlan(major);
-    p.spec.audioChannels = 0;
-    p.audioBlocks.clear();
-    return p;
+std::vector<uint16_t> DecodeFrame(ClipLoader& clip, uint64_t frame, int track) {
+    std::vector<uint8_t> record;
+    RedFileVideoFrame f;
+    ImagePayloadInfo info;
+    if (!clip.ReadVideoFrame(frame, &record, &f, track).ok() ||
+        InspectImagePayload(record.data() + f.imageOffset, f.imageSize, &info) != ImagePayloadStatus::kOk ||
+        info.width != f.width || info.height != f.height || uint64_t(info.width) * info.height > 1u << 20)
+        return {};
+    std::vector<uint16_t> rgb(size_t(info.width) * info.height * 3);
+    if (DecodeImagePayload(record.data() + f.imageOffset, f.imageSize, 1, rgb.data(), rgb.size() * 2) !=
+        ImagePayloadStatus::kOk)
+        return {};
+    return rgb;
 }
 
 std::string DumpStore(const MetadataStore& store) {

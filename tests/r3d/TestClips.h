@@ -1,5 +1,6 @@
 #pragma once
 
+#include "r3d/ClipLoader.h"
 #include "r3d/R3DWriter.h"
 #include "r3d/Stores.h"
 #include "r3d/sdk/SdkClips.h"
@@ -19,8 +20,8 @@ std::vector<std::string> WriteClip(const std::string& firstPath, const ClipPlan&
 
 // A plan with a little of everything for the given major version.
 ClipPlan RichPlan(uint8_t major);
-// The same without audio.
-ClipPlan SilentPlan(uint8_t major);
+// The picture of a frame, empty when the frame holds none of ours or it does not decode.
+std::vector<uint16_t> DecodeFrame(ClipLoader& clip, uint64_t frame, int track = 0);
 
 // Every item, one a line: key, type (int, float, string) and value.
 std::string DumpStore(const MetadataStore& store);

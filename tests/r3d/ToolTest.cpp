@@ -1,5 +1,4 @@
-#include "r3d/ClipLoader.h"
-#include "r3d/ImagePayload.h"
+#include "TestClips.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -32,10 +31,7 @@ TEST(R3DMakeTool, WritesAClipTheReaderTakesWithExactAudioAndTimecode) {
     EXPECT_EQ(clip.Info().audioSampleFrames, 48048u);
     EXPECT_EQ(clip.Metadata().ItemAsString("reel_id"), "B002");
     EXPECT_EQ(clip.AbsoluteTimecode().CalculateNewTC(29), "11:00:00:24");
-    std::vector<uint8_t> image;
-    RedFileVideoFrame frame;
-    ASSERT_TRUE(clip.ReadVideoImage(17, &image, &frame).ok());
-    EXPECT_EQ(InspectImagePayload(image.data(), image.size(), nullptr), ImagePayloadStatus::kOk);
+    EXPECT_FALSE(r3d::test::DecodeFrame(clip, 17).empty());
 
     EXPECT_EQ(RunTool("'" + first + "' --size 64x36 --frames 2"), 1) << "an existing clip is kept";
     EXPECT_EQ(RunTool("'" + (dir / "x.R3D") + "' --size 64by36"), 2);
