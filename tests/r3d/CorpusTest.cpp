@@ -4,15 +4,12 @@
 
 #include "core/Log.h"
 #include "r3d/ClipLoader.h"
-#include "r3d/ImagePayload.h"
 #include "r3d/MetadataMapper.h"
 #include "r3d/RedFileItems.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <functional>
 #include <random>
 
 namespace ombrel::r3d::test {
@@ -65,20 +62,17 @@ Contents ReadAll(ClipLoader& clip) {
 }
 
 struct Corpus {
-    std::string name;      // the file that gets damaged
-    std::string openPath;  // the file the clip is opened from
+    std::string name;
     std::vector<uint8_t> original;
     Contents good;
     int alignment = 0;
-    size_t checked = 0;
 
     // Writes the damaged bytes in place of the good file, opens the clip and judges it.
     void Check(const std::vector<uint8_t>& bytes, const std::string& what, bool mustTell = true) {
         WriteBytes(name, bytes);
         LogCapture log;
         ClipLoader clip;
-        const Status r = clip.OpenClip(openPath);
-        ++checked;
+        const Status r = clip.OpenClip(name);
         if (!r.ok()) {
             EXPECT_FALSE(r.message().empty()) << what << ": refused without a reason";
             EXPECT_FALSE(log.Lines().empty()) << what << ": refused without a word";
@@ -91,16 +85,13 @@ struct Corpus {
     }
 };
 
-Corpus Prepare(const std::string& dir, const std::string& tag, const ClipPlan& plan, size_t damagedFile) {
+Corpus Prepare(const std::string& path, const ClipPlan& plan) {
     Corpus c;
-    const auto paths = WriteClip(dir + "/" + tag + "_001.R3D", plan);
-    EXPECT_GT(paths.size(), damagedFile);
-    c.name = paths.at(damagedFile);
-    c.openPath = paths.at(0);
+    c.name = WriteClip(path, plan).at(0);
     c.original = ReadBytes(c.name);
     c.alignment = plan.spec.major == 5 ? plan.spec.alignmentExponent : 0;
     ClipLoader clip;
-    EXPECT_TRUE(clip.OpenClip(c.openPath).ok());
+    EXPECT_TRUE(clip.OpenClip(c.name).ok());
     c.good = ReadAll(clip);
     EXPECT_EQ(c.good.frames.size(), size_t(plan.frames));
     for (const auto& f : c.good.frames) EXPECT_FALSE(f.empty());
@@ -169,10 +160,9 @@ TEST_P(R3DCorpusOfVersion, ClipsSurviveDamage) {
         plan.spec.auxTrack = true;
         plan.spec.firmwareRevision = 42254;
     }
-    Corpus c = Prepare(dir.path(), "V" + std::to_string(major), plan, 0);
+    Corpus c = Prepare(dir / "clip.R3D", plan);
     RunStructuredDamage(c);
     RunRandomDamage(c, major, 250);
-    EXPECT_GT(c.checked, 300u);
 }
 
 INSTANTIATE_TEST_SUITE_P(R3D, R3DCorpusOfVersion, ::testing::Values(3, 4, 5),

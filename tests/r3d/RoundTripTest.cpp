@@ -1,8 +1,6 @@
 #include "TestClips.h"
 
-#include "core/Log.h"
 #include "r3d/ClipLoader.h"
-#include "r3d/ImagePayload.h"
 #include "r3d/MetadataMapper.h"
 #include "r3d/R3DContainer.h"
 #include "support/RefFile.h"
@@ -10,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <sstream>
@@ -78,19 +77,27 @@ TEST_P(BothGenerations, ClipComesBackAsWritten) {
 INSTANTIATE_TEST_SUITE_P(R3D, BothGenerations, ::testing::Values(3, 4, 5),
                          [](const auto& info) { return "Version" + std::to_string(info.param); });
 
-TEST(R3DRoundTrip, MultiFileClipOpensFromAnyOfItsFiles) {
+TEST(R3DRoundTrip, MultiFileClipOpensFromAnyOfItsFilesAndNoFurther) {
     TempDir dir;
     ClipPlan plan = RichPlan(5);
     plan.frames = 10;
     plan.audioBlocks.assign(10, 2002);
     plan.spec.framesPerFile = 2;
-    const auto paths = WriteClip(dir / "A001_C002_0101AB_001.R3D", plan);
+    const auto paths = WriteClip(dir / "A001_C002_0101AB_995.R3D", plan);
     ASSERT_EQ(paths.size(), 5u);
-    EXPECT_EQ(paths[4], dir / "A001_C002_0101AB_005.R3D");
+    EXPECT_EQ(paths[4], dir / "A001_C002_0101AB_999.R3D");
+    // Neither a file numbered past the width's largest number nor a clip of another size in
+    // front belongs to it.
+    std::filesystem::copy_file(paths[4], dir / "A001_C002_0101AB_1000.R3D");
+    ClipPlan other = plan;
+    other.spec.framesPerFile = 0;
+    other.spec.width = 32;
+    WriteClip(dir / "A001_C002_0101AB_994.R3D", other);
     for (const auto& start : paths) {
         SCOPED_TRACE(start);
         ClipLoader clip;
         ASSERT_TRUE(clip.OpenClip(start).ok());
+        EXPECT_EQ(clip.ChunkCount(), 5u);
         EXPECT_EQ(clip.ChunkPath(0), paths[0]);
         EXPECT_EQ(clip.VideoFrameCount() + clip.AudioBlockCount(), 20u);
         EXPECT_EQ(clip.Info().audioSampleFrames, 20020u);
@@ -98,30 +105,7 @@ TEST(R3DRoundTrip, MultiFileClipOpensFromAnyOfItsFiles) {
             const uint64_t f = i < 10 ? i : 19 - i;
             EXPECT_EQ(DecodeFrame(clip, f), Picture(24, 10, f)) << f;
         }
-        std::vector<uint8_t> block;
-        EXPECT_EQ(clip.GetAudioBlockData(9, &block), 2002u * 2 * 4);
     }
-}
-
-TEST(R3DRoundTrip, ChunkWalkStopsAtAStrangerAndAtTheLargestNumber) {
-    TempDir dir;
-    ClipPlan plan = RichPlan(4);
-    plan.spec.audioChannels = 0;
-    plan.frames = 4;
-    plan.spec.framesPerFile = 2;
-    const auto paths = WriteClip(dir / "A001_998.R3D", plan);
-    ASSERT_EQ(paths.size(), 2u);
-    // A file numbered past the width's largest number is never looked at.
-    std::filesystem::copy_file(paths[1], dir / "A001_1000.R3D");
-    // A clip of another size in front ends the downward walk.
-    ClipPlan other = plan;
-    other.spec.framesPerFile = 0;
-    other.spec.width = 32;
-    WriteClip(dir / "A001_997.R3D", other);
-    ClipLoader clip;
-    ASSERT_TRUE(clip.OpenClip(paths[1]).ok());
-    EXPECT_EQ(clip.ChunkCount(), 2u);
-    EXPECT_EQ(clip.ChunkPath(0), paths[0]);
 }
 
 // What a reader acts on, one line a clip: counts, tracks, audio, firmware, which track the
@@ -144,9 +128,8 @@ std::string Facts(const std::string& path) {
     if (c.GetVideoFrameData(1, &data) > 0 && f.Parse(data.data(), data.size()).ok())
         o << " first record of track " << f.secondValue;
     if (i.audioBlocks > 0 && c.GetAudioBlockData(1, &data) >= 4) {
-        const uint32_t word = i.littleEndianAudio ? uint32_t(data[0]) | uint32_t(data[1]) << 8 |
-                                                        uint32_t(data[2]) << 16 | uint32_t(data[3]) << 24
-                                                  : LoadBE32(data.data());
+        if (i.littleEndianAudio) std::reverse(data.begin(), data.begin() + 4);
+        const uint32_t word = LoadBE32(data.data());
         o << " first sample " << (int32_t(word) == Samples(0, 1, 1)[0] ? "as written" : "differs");
     }
     o << " pictures ";
@@ -260,7 +243,6 @@ TEST(R3DRoundTrip, OpenResultsOfFilesThatAreNoClips) {
     plan.frames = 0;
     plan.audioBlocks.clear();
     EXPECT_EQ(clip.OpenClip(WriteClip(dir / "empty.R3D", plan).at(0)).code(), Status::Code::kInvalid);
-    EXPECT_FALSE(clip.IsOpen());
 }
 
 }  // namespace
