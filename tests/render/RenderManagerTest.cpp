@@ -1,100 +1,37 @@
-// The render queue with a renderer double: destinations, refusals, in/out points, the time
-// texts, the run on its worker thread, cancel and close.
+// The render queue over test pattern clips and the renderers of the build: destinations,
+// refusals, in/out points, the time texts, the run on its worker thread, cancel and close.
 #include "render/RenderManager.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
 #include <limits>
-#include <thread>
 
 #include "core/MainQueue.h"
 #include "model/SettingsManager.h"
 #include "support/RenderQueueFixture.h"
-#include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
 
 using namespace std::chrono_literals;
+using test::TestPatternConfig;
 
-// A renderer double: walks the range like a real renderer, writes nothing.
-class FakeRenderer : public Renderer {
-public:
-    struct Script {
-        std::chrono::milliseconds perFrame{0};
-        std::string failLoadFor;  // a path whose source "cannot open"
-        std::vector<std::pair<std::string, std::pair<int, int>>> ranges;
-        std::mutex lock;
-    };
-    explicit FakeRenderer(Script& script) : script_(script) {}
-
-    bool LoadSettingsForRenderManagerItem(const RenderManagerItemPtr& item) override {
-        item_ = item;
-        if (item->filePath() == script_.failLoadFor) {
-            item->Fail("Render source aspect width was 0");
-            return false;
-        }
-        return true;
-    }
-    void setRenderManager(RenderManager* m) override { manager_ = m; }
-    RenderManagerItemPtr currentRenderItem() const override { return item_; }
-    void RenderFrameSequenceStartingEnding(int first, int last) override {
-        {
-            std::lock_guard l(script_.lock);
-            script_.ranges.push_back({item_->filePath(), {first, last}});
-        }
-        for (int f = first; f <= last; ++f) {
-            if (manager_->ShouldCancel()) return;
-            std::this_thread::sleep_for(script_.perFrame);
-            item_->settings()->setFramesRendered(static_cast<float>(f + 1));
-            item_->setFramesRendered(f + 1);
-            MainQueue::Instance().RunAsync([m = manager_, f] { m->UpdateFramesRendered(f); });
-        }
-    }
-
-private:
-    Script& script_;
-    RenderManagerItemPtr item_;
-    RenderManager* manager_ = nullptr;
-};
-
-class RenderManagerTest : public ::testing::Test {
+class RenderManagerTest : public test::SequenceRenderTest {
 protected:
     void SetUp() override {
-        test::ResetRenderQueue();
-        RenderManager::Instance().setRendererFactory([this](int) { return std::make_unique<FakeRenderer>(script_); });
-        out_ = OutputSettings::Make();
-        out_->setOutputDirectory(dir_ / "out");
+        SequenceRenderTest::SetUp();
         out_->setFormat(kFormatDpx);
-        out_->setQtCodec(0);
+        out_->setTimecode(1);  // files numbered by frame
     }
-    void TearDown() override {
-        auto& rm = RenderManager::Instance();
-        rm.CancelRender("test over");
-        test::ResetRenderQueue();
-        rm.setRendererFactory(nullptr);
-        MainQueue::Instance().Reopen();
+    // A clip of `frames` small frames, each `latency` to decode.
+    static TestPatternConfig Slow(int frames, std::chrono::milliseconds latency) {
+        TestPatternConfig c;
+        c.width = c.height = 8;
+        c.frames = frames;
+        c.decodeLatency = latency;
+        return c;
     }
-
-    RenderManagerItemPtr Item(const std::string& name, int frames) {
-        auto clip = ClipSettings::Make();
-        clip->setTotalFrames(static_cast<float>(frames));
-        return RenderManagerItem::Make(dir_ / name, frames, clip, out_);
-    }
-    // Starts the run and waits for its end, serving the main thread.
-    void Run(const std::vector<RenderManagerItemPtr>& items, std::shared_ptr<RenderNotifyTarget> target = nullptr) {
-        auto& rm = RenderManager::Instance();
-        for (const auto& i : items) ASSERT_TRUE(rm.AddItem(i)) << i->filePath();
-        rm.StartRender(std::move(target));
-        rm.WaitUntilExit();
-        MainQueue::Instance().ServePending();  // the counters' last update
-    }
-
-    test::TempDir dir_;
-    OutputSettingsPtr out_;
-    FakeRenderer::Script script_;
 };
 
 TEST_F(RenderManagerTest, DestinationPathsFollowReelClipAndFolderRules) {
@@ -138,17 +75,10 @@ TEST_F(RenderManagerTest, ExistingOutputIsRefusedOnlyWhenItIsToBeKept) {
     out_->setOverwrite(1);
     auto taken = Item("A001_C001_0101AB_001.R3D", 10);
     EXPECT_FALSE(rm.AddItem(taken));
-    EXPECT_TRUE(taken->errorState());
     EXPECT_EQ(taken->settings()->errorState(), 3);
-    EXPECT_EQ(rm.DestPathForPath(taken->filePath()), out + "/A001_C001_0101AB");
     EXPECT_EQ(rm.totalFrameCount(), 0u);
-    EXPECT_TRUE(rm.renderQueue().empty());
-
-    // A folder that exists but holds nothing of this clip, and a folder that does not exist.
+    // A folder that holds nothing of this clip is no refusal; a movie is refused by its file.
     EXPECT_TRUE(rm.AddItem(Item("A002_C003_0101AB_001.R3D", 7)));
-    EXPECT_TRUE(rm.AddItem(Item("A009_C009_0101AB_001.R3D", 5)));
-    EXPECT_EQ(rm.totalFrameCount(), 12u);
-
     out_->setFormat(kFormatMovie);
     EXPECT_FALSE(rm.AddItem(Item("Movie.R3D", 3)));
     EXPECT_TRUE(rm.AddItem(Item("Other.R3D", 3)));
@@ -191,44 +121,36 @@ TEST_F(RenderManagerTest, InOutPointsDecideTheTotalsAndTheRange) {
 
 // In and out points that are no frame range reach the queue from hand-edited projects: they
 // are refused there with a message, and the totals never wrap.
-struct PointsRow {
-    const char* name;
-    int32_t in, out;
-    const char* fault;  // empty when the clip renders
-};
-
-class InOutPoints : public RenderManagerTest, public ::testing::WithParamInterface<PointsRow> {};
-
-TEST_P(InOutPoints, BadPointsFailTheClipAndNeverWrapTheTotals) {
-    const PointsRow& row = GetParam();
-    auto item = Item("A001_C001_0101AB_001.R3D", 6);
-    item->settings()->setUserFrameIn(row.in);
-    item->settings()->setUserFrameOut(row.out);
+TEST_F(RenderManagerTest, BadInOutPointsFailTheClipAndNeverWrapTheTotals) {
+    test::ScopedTestPatternSources sources(TestPatternConfig{});
+    constexpr int32_t kMin = std::numeric_limits<int32_t>::min(), kMax = std::numeric_limits<int32_t>::max();
+    struct Row {
+        const char* name;
+        int32_t in, out;
+        const char* fault;  // empty when the clip renders
+    } rows[] = {
+        {"out before in is refused, not swapped", 4, 1, "out point 1 is before in point 4"},
+        {"smallest int in", kMin, 3, "in point -2147483648"},
+        {"negative out", 0, -1, "out point -1"},
+        {"largest int in before out", kMax, 3, "before in point"},
+        {"in and out", 1, 4, ""},
+    };
     auto& rm = RenderManager::Instance();
-    ASSERT_TRUE(rm.AddItem(item));
-    EXPECT_LE(rm.totalFrameCount(), 6u);
-    Run({});
-    if (std::string(row.fault).empty()) {
-        EXPECT_FALSE(item->errorState()) << item->errorMessage();
-        ASSERT_EQ(script_.ranges.size(), 1u);
-        EXPECT_LE(rm.framesRendered(), rm.totalFrameCount());
-    } else {
-        EXPECT_TRUE(script_.ranges.empty());
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        rm.Reset();
+        auto item = Item("A001_C001_0101AB_001.R3D", 6);
+        item->settings()->setUserFrameIn(row.in);
+        item->settings()->setUserFrameOut(row.out);
+        ASSERT_TRUE(rm.AddItem(item));
+        EXPECT_LE(rm.totalFrameCount(), 6u);
+        Run({});
+        EXPECT_EQ(FilesIn(Out("A001_C001_0101AB")).size(), *row.fault ? 0u : 4u);
+        EXPECT_EQ(item->errorState(), *row.fault != 0) << item->errorMessage();
         EXPECT_NE(item->errorMessage().find(row.fault), std::string::npos) << item->errorMessage();
-        EXPECT_EQ(rm.totalFrameCount(), 0u);
+        EXPECT_LE(rm.framesRendered(), rm.totalFrameCount());
     }
 }
-
-constexpr int32_t kMin = std::numeric_limits<int32_t>::min(), kMax = std::numeric_limits<int32_t>::max();
-INSTANTIATE_TEST_SUITE_P(
-    Points, InOutPoints,
-    ::testing::Values(PointsRow{"OutBeforeInIsRefusedNotSwapped", 4, 1, "out point 1 is before in point 4"},
-                      PointsRow{"SmallestIntIn", kMin, 3, "in point -2147483648"},
-                      PointsRow{"SmallestIntInNoOut", kMin, 0, "in point"},
-                      PointsRow{"NegativeOut", 0, -1, "out point -1"},
-                      PointsRow{"LargestIntInBeforeOut", kMax, 3, "before in point"}, PointsRow{"InAndOut", 1, 4, ""},
-                      PointsRow{"EqualPointsAreTheWholeClip", 3, 3, ""}, PointsRow{"NoPoints", 0, 0, ""}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 // A queue whose clock the test moves and where nothing renders.
 class EtaDecision : public RenderManagerTest {
@@ -310,22 +232,24 @@ TEST_F(EtaDecision, ClearsTheEstimateAtEachStart_NotShowingThePreviousRunsEta) {
 }
 
 TEST_F(RenderManagerTest, ARunRendersEveryClipInOrderAndReportsOnTheMainThread) {
+    TestPatternConfig refuses, flat;
+    refuses.failOpen = true;
+    flat.zeroAspectWidth = true;
+    test::ScopedTestPatternSources sources(
+        {{ClipPath("B001_C001_0101AB_001.R3D"), refuses}, {ClipPath("B001_C002_0101AB_001.R3D"), flat}},
+        TestPatternConfig{});
     auto& rm = RenderManager::Instance();
-    rm.setRendererFactory([this](int format) -> std::unique_ptr<Renderer> {
-        if (format == kFormatMovie) return nullptr;
-        return std::make_unique<FakeRenderer>(script_);
-    });
-    auto a = Item("A001_C001_0101AB_001.R3D", 4);
-    auto broken = Item("broken.R3D", 4);
-    auto noRenderer = Item("movie.R3D", 3);
+    auto first = Item("B001_C000_0101AB_001.R3D", 12);
+    auto cannotOpen = Item("B001_C001_0101AB_001.R3D", 12);
+    auto noAspect = Item("B001_C002_0101AB_001.R3D", 12);
+    auto noRenderer = Item("B001_C004_0101AB_001.R3D", 3);
     auto movieOut = OutputSettings::Make();
     movieOut->setOutputDirectory(dir_.path());
     noRenderer->setOutputSettings(movieOut);
-    auto c = Item("c.R3D", 30);
-    c->settings()->setUserFrameIn(5);
-    c->settings()->setUserFrameOut(400);  // clamped to 29 by the worker
-    SettingsManager::Instance().PushSettingsForClip(*a->settings(), a->filePath());
-    script_.failLoadFor = broken->filePath();
+    auto inOut = Item("B001_C003_0101AB_001.R3D", 30);
+    inOut->settings()->setUserFrameIn(10);
+    inOut->settings()->setUserFrameOut(20);
+    SettingsManager::Instance().PushSettingsForClip(*first->settings(), first->filePath());
 
     std::vector<std::string> events;
     rm.setUsageEventSink([&](const std::string& name, const std::string& data) {
@@ -342,32 +266,38 @@ TEST_F(RenderManagerTest, ARunRendersEveryClipInOrderAndReportsOnTheMainThread) 
         EXPECT_TRUE(MainQueue::Instance().IsMainThread());
         ++completed;
     };
-    Run({a, broken, noRenderer, c}, target);
+    for (const auto& item : {first, cannotOpen, noAspect, noRenderer, inOut}) ASSERT_TRUE(rm.AddItem(item));
+    rm.StartRender(target);
+    rm.WaitUntilExit();
+    MainQueue::Instance().ServePending();
 
     EXPECT_EQ(rm.activeThreads(), 0);
     EXPECT_EQ(completed.load(), 1);
     EXPECT_GE(progress.load(), 4);
-    ASSERT_EQ(script_.ranges.size(), 2u);
-    EXPECT_EQ(script_.ranges[0].second, std::make_pair(0, 3));
-    EXPECT_EQ(script_.ranges[1].second, std::make_pair(5, 29));
-    EXPECT_EQ(c->settings()->userFrameOut(), 29);
-    EXPECT_TRUE(a->settings()->acquired());
-    EXPECT_TRUE(SettingsManager::Instance().SettingsForClip(a->filePath())->acquired());
-    EXPECT_FALSE(a->errorState());
-    EXPECT_EQ(broken->errorMessage(), "Render source aspect width was 0");
+    EXPECT_NE(cannotOpen->errorMessage().find("refuses to open"), std::string::npos) << cannotOpen->errorMessage();
+    EXPECT_EQ(noAspect->errorMessage(), "Render source aspect width was 0");
     EXPECT_NE(noRenderer->errorMessage().find("This build cannot write movies"), std::string::npos)
         << noRenderer->errorMessage();
-    EXPECT_EQ(rm.DestPathForPath(c->filePath()), dir_ / "out/c");
-    EXPECT_EQ(rm.framesRendered(), 4u + 30u);
+    EXPECT_FALSE(first->errorState() || inOut->errorState());
+    EXPECT_EQ(FilesIn(Out("B001_C000_0101AB")).size(), 12u);
+    const auto inOutFiles = FilesIn(Out("B001_C003_0101AB"));
+    ASSERT_EQ(inOutFiles.size(), 11u);
+    EXPECT_EQ(inOutFiles.front(), "B001_C003_0101AB.000010.dpx");
+    EXPECT_EQ(rm.framesRendered(), 12u + 11u);  // in/out points count from the in point
+    EXPECT_TRUE(SettingsManager::Instance().SettingsForClip(first->filePath())->acquired());
+    // The size question went to the main thread while the worker waited.
+    EXPECT_EQ(sources.log()->originalSizeCalls, 4);
+    EXPECT_EQ(sources.log()->originalSizeCallsOffMainThread, 0);
+    EXPECT_EQ(sources.log()->sourcesDestroyed, sources.log()->sourcesMade);
     // Two usage events per clip, the first one before any frame.
-    ASSERT_EQ(events.size(), 8u);
+    ASSERT_EQ(events.size(), 10u);
     EXPECT_EQ(events[0].substr(0, 20), "RENDER:\nClipSettings");
     EXPECT_EQ(events[1], "COMPLETE:FINISHED:");
 }
 
 TEST_F(RenderManagerTest, CancelInTheMiddleEndsEveryThreadAndMarksWhatWasCutShort) {
+    test::ScopedTestPatternSources sources(Slow(1000, 5ms));
     auto& rm = RenderManager::Instance();
-    script_.perFrame = 5ms;
     auto a = Item("a.R3D", 1000);
     auto b = Item("b.R3D", 1000);
     ASSERT_TRUE(rm.AddItem(a));
@@ -379,10 +309,8 @@ TEST_F(RenderManagerTest, CancelInTheMiddleEndsEveryThreadAndMarksWhatWasCutShor
     rm.StartRender(nullptr);
     MainQueue::Instance().ServeUntil([&] { return a->framesRendered() >= 5; });
     rm.CancelRender("Cancelling at user's request");
-    EXPECT_TRUE(rm.ShouldCancel());
     rm.WaitUntilExit();
     EXPECT_EQ(rm.activeThreads(), 0);
-    EXPECT_TRUE(a->errorState());
     EXPECT_EQ(a->settings()->errorState(), 2);
     EXPECT_LT(a->framesRendered(), 1000);
     EXPECT_EQ(b->framesRendered(), 0);  // never started
@@ -402,18 +330,19 @@ TEST_F(RenderManagerTest, ClosingTheApplicationDuringARunOrAnEmptyRunEndsCleanly
     int completed = 0;
     auto target = std::make_shared<RenderNotifyTarget>();
     target->RenderCompleted = [&] { ++completed; };
-    Run({}, target);
+    rm.StartRender(target);
+    rm.WaitUntilExit();
+    MainQueue::Instance().ServePending();
     EXPECT_EQ(completed, 1) << "an empty run still delivers completion";
 
-    script_.perFrame = 2ms;
+    test::ScopedTestPatternSources sources(Slow(50, 2ms));
     ASSERT_TRUE(rm.AddItem(Item("a.R3D", 50)));
     ASSERT_TRUE(rm.AddItem(Item("b.R3D", 50)));
     rm.StartRender(target);
     // The application closes without serving the queue: the worker's hops must not block it.
     MainQueue::Instance().Close();
     rm.CancelRender("quit");
-    std::thread waiter([&] { rm.WaitUntilExit(); });
-    waiter.join();
+    rm.WaitUntilExit();
     EXPECT_EQ(rm.activeThreads(), 0);
 }
 

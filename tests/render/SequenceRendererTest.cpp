@@ -7,7 +7,6 @@
 
 #include <memory>
 
-#include "core/Log.h"
 #include "render/FrameProcessor.h"
 #include "render/dpx/DpxFile.h"
 #include "render/tiff/TiffFile.h"
@@ -38,7 +37,6 @@ struct Size {
 
 // What differs between the formats in these tests.
 struct TiffTraits {
-    using Format = TiffFormat;
     static constexpr int kFormat = kFormatTiff;
     static constexpr const char* kExt = "tiff";
     // A source size the format refuses (false: renders), and an asked size it refuses.
@@ -58,7 +56,6 @@ struct TiffTraits {
 };
 
 struct DpxTraits {
-    using Format = DpxFormat;
     static constexpr int kFormat = kFormatDpx;
     static constexpr const char* kExt = "dpx";
     static constexpr bool kRefusesWideSource = false;
@@ -144,17 +141,6 @@ TYPED_TEST(SequenceRendererTest, CameraAndMovieClipsWriteNamedFramesThatReadBack
                                  TypeParam::Dump(this->Out("A001_C001_0101AB/" + N("A001_C001_0101AB.900002")))));
     EXPECT_TRUE(test::MatchesRef(TestFixture::Ref("non-ascii-frame-2"),
                                  TypeParam::Dump(this->Out("Größe/" + N("Größe.900002")))));
-    EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty());
-
-    // Without the clip prefix, numbered by index, straight into the output folder.
-    RenderManager::Instance().Reset();
-    this->out_->setFilenames(1);
-    this->out_->setTimecode(1);
-    this->out_->setFolders(3);
-    auto plain = this->Item("A002_C002_0101AB_001.R3D", 3);
-    this->Run({plain});
-    EXPECT_FALSE(plain->errorState()) << plain->errorMessage();
-    for (int f = 0; f < 3; ++f) TypeParam::ExpectFrame(this->Out(N("00000" + std::to_string(f))), f, 16, 8);
 }
 
 TYPED_TEST(SequenceRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersNamedPerFile) {
@@ -162,19 +148,15 @@ TYPED_TEST(SequenceRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersNamedPerF
     this->out_->setEdlOptions(1);
     this->out_->setTimecode(1);
     auto clip = ClipSettings::Make();
-    // 2..5, then 7 down to 4 (frames 4 and 5 are in both), then a one-frame snippet.
-    clip->SetSnippets(std::vector<int>{2, 5, 7, 4, 9, 9});
-    auto item = this->Item("A001_C001_0101AB_001.R3D", 12, clip);
-    this->Run({item});
-    EXPECT_FALSE(item->errorState()) << item->errorMessage();
+    clip->SetSnippets(std::vector<int>{2, 5, 7, 4, 9, 9});  // frames 4 and 5 in two; a one-frame snippet
+    this->Run({this->Item("A001_C001_0101AB_001.R3D", 12, clip)});
 
     const std::string folder = this->Out("A001_C001_0101AB");
     std::vector<std::string> four;
     for (int i = 0; i < 4; ++i) four.push_back(TestFixture::Name("A001_C001_0101AB.00000" + std::to_string(i)));
     EXPECT_EQ(this->FilesIn(folder + "/S0001"), four);
     EXPECT_EQ(this->FilesIn(folder + "/S0002"), four);
-    EXPECT_TRUE(fs::is_directory(folder + "/S0003"));
-    EXPECT_TRUE(this->FilesIn(folder + "/S0003").empty());
+    EXPECT_TRUE(fs::is_directory(folder + "/S0003") && this->FilesIn(folder + "/S0003").empty());
     // Each snippet counts its files from its own first frame.
     for (int i = 0; i < 4; ++i) {
         TypeParam::ExpectFrame(folder + "/S0001/" + four[i], 2 + i, 24, 16);
@@ -188,7 +170,7 @@ TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheR
     TestPatternConfig big = Pattern(64, 36, 200);  // files above 4 KiB; too long to finish before the fault
     big.decodeLatency = std::chrono::milliseconds(10);
     std::vector<std::pair<std::string, TestPatternConfig>> perPath;
-    for (const char* reel : {"A001", "B001", "C001"})
+    for (const char* reel : {"A001", "B001"})
         perPath.push_back({this->ClipPath(std::string(reel) + "_C001_0101AB_001.R3D"), big});
     test::ScopedTestPatternSources sources(perPath, Pattern(8, 8, 5));  // files below 4 KiB
 
@@ -199,24 +181,16 @@ TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheR
     } rows[] = {
         {"disk fills after two frames", "A001", "File too large"},
         {"folder vanishes after two frames", "B001", "No such file or directory"},
-        {"folder refuses from the start", "C001", "cannot create"},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
         RenderManager::Instance().Reset();
-        const bool fromStart = r.reel == "C001";
         const std::string folder = this->Out(r.reel + "_C001_0101AB");
         auto failing = this->Item(r.reel + "_C001_0101AB_001.R3D", 200);
         auto next = this->Item(r.reel + "_C002_0101AB_001.R3D", 5);
         std::unique_ptr<test::FileSizeLimit> full;
-        std::unique_ptr<test::UnwritableFolder> locked;
-        if (fromStart) {
-            fs::create_directories(folder);
-            locked = std::make_unique<test::UnwritableFolder>(folder);
-            if (!locked->works()) continue;  // this process can write into any folder
-        }
         this->Run({failing, next}, [&] {
-            if (fromStart || this->FilesIn(folder).size() < 2) return false;
+            if (this->FilesIn(folder).size() < 2) return false;
             if (r.reel == "A001")
                 full = std::make_unique<test::FileSizeLimit>(4096);
             else  // moved away in one step, so a file being written goes with it
@@ -224,12 +198,11 @@ TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheR
             return true;
         });
         full.reset();
-        locked.reset();
 
         ASSERT_TRUE(failing->errorState());
         EXPECT_NE(failing->errorMessage().find(r.why), std::string::npos) << failing->errorMessage();
         EXPECT_NE(failing->errorMessage().find("was not written"), std::string::npos) << failing->errorMessage();
-        EXPECT_LT(failing->framesRendered(), fromStart ? 1 : 200) << "the clip stopped at the failure";
+        EXPECT_LT(failing->framesRendered(), 200) << "the clip stopped at the failure";
         if (r.reel == "A001") {
             const auto written = this->FilesIn(folder);
             ASSERT_GE(written.size(), 2u);
@@ -251,9 +224,6 @@ TYPED_TEST(SequenceRendererTest, SizesTheFileCannotHoldAreRefusedWithAMessage) {
     EXPECT_EQ(item->errorState(), TypeParam::kRefusesWideSource) << item->errorMessage();
     if (TypeParam::kRefusesWideSource) {
         EXPECT_NE(item->errorMessage().find("65536 x 2"), std::string::npos) << item->errorMessage();
-        EXPECT_TRUE(this->FilesIn(this->Out("A001_C001_0101AB")).empty());
-    } else {
-        TypeParam::ExpectFrame(this->FramePath(0), 0, 65536, 2);
     }
 
     // An asked size is refused before the clip is opened at it.
@@ -263,10 +233,8 @@ TYPED_TEST(SequenceRendererTest, SizesTheFileCannotHoldAreRefusedWithAMessage) {
     this->out_->setSize({ask.w, ask.h});
     auto asked = this->Item("A002_C001_0101AB_001.R3D", 1);
     this->Run({asked});
-    EXPECT_TRUE(asked->errorState());
-    for (const std::string& part :
-         {std::to_string(static_cast<int>(ask.w)) + " x " + std::to_string(static_cast<int>(ask.h)),
-          std::string(TypeParam::kRefusedWhy)})
+    const std::string size = std::to_string(static_cast<int>(ask.w)) + " x " + std::to_string(static_cast<int>(ask.h));
+    for (const std::string& part : {size, std::string(TypeParam::kRefusedWhy)})
         EXPECT_NE(asked->errorMessage().find(part), std::string::npos) << asked->errorMessage();
     EXPECT_EQ(log->opens, opensBefore);
 }
@@ -281,24 +249,12 @@ TYPED_TEST(SequenceRendererTest, OverwriteSettingDecidesEndToEndWhetherOutputIsR
     test::WriteWholeFile(stale, "stale");
     const auto before = test::Listing(this->dir_ / "out");
 
-    // Keep existing output (1): the queue refuses the clip, and so does the renderer itself.
+    // Keep existing output (1): the queue refuses the clip (the renderer's own refusal: RenderBaseTest).
     this->out_->setOverwrite(1);
     RenderManager::Instance().Reset();
     auto kept = this->Item("A001_C001_0101AB_001.R3D", 3);
     EXPECT_FALSE(RenderManager::Instance().AddItem(kept));
     EXPECT_TRUE(kept->errorState());
-    {
-        LogCapture log;
-        auto again = this->Item("A001_C001_0101AB_001.R3D", 3);
-        FrameSequenceRenderer renderer(std::make_unique<typename TypeParam::Format>());
-        ASSERT_TRUE(renderer.LoadSettingsForRenderManagerItem(again)) << again->errorMessage();
-        EXPECT_FALSE(renderer.overwrite());
-        renderer.RenderFrameSequenceStartingEnding(0, 2);
-        const std::string line = "Part of sequence exists at " + this->FramePath(0) + ".  Not rendering.";
-        EXPECT_TRUE(log.Contains(line)) << line;
-        EXPECT_EQ(again->errorMessage(), line);
-        EXPECT_EQ(again->framesRendered(), 0);
-    }
     EXPECT_EQ(test::Listing(this->dir_ / "out"), before) << "nothing in the folder changed";
 
     // Replace existing output (0): every frame is written anew.
@@ -353,12 +309,10 @@ TYPED_TEST(FrameWriteDecisions, KeepsFailingClipWhenFrameFileCannotBeCreated_Not
     EXPECT_NE(message.find("Is a directory"), std::string::npos) << "and the reason: " << message;
     // What was written before the failure stays, complete, and the counters say so.
     for (int f = 0; f < kBlocked; ++f) TypeParam::ExpectFrame(this->FramePath(f), f, config.width, config.height);
-    for (int f = kBlocked + 1; f < config.frames; ++f)
-        EXPECT_FALSE(fs::exists(this->FramePath(f))) << "the clip went on past the hole: " << f;
+    EXPECT_EQ(this->FilesIn(this->Out("A001_C001_0101AB")).size(), size_t{kBlocked}) << "nor past the hole, nor half";
     EXPECT_TRUE(fs::is_directory(blocked)) << "the obstacle itself is left alone";
     EXPECT_EQ(item->framesRendered(), kBlocked);
     EXPECT_EQ(item->settings()->framesRendered(), static_cast<float>(kBlocked));
-    EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty()) << "no half-written frame is left";
 }
 
 TYPED_TEST(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhenCancelledBetweenDrawAndWrite) {
@@ -387,9 +341,7 @@ TYPED_TEST(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhe
         // the one in the writer's hands included, is on disk whole and counted.
         const int done = row.cancelAfterDrawOf;
         for (int f = 0; f < done; ++f) TypeParam::ExpectFrame(this->FramePath(f), f, config.width, config.height);
-        for (int f = done; f < config.frames; ++f)
-            EXPECT_FALSE(fs::exists(this->FramePath(f))) << "frame " << f << " after the cancel";
-        EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty()) << "no half-written frame is left";
+        EXPECT_EQ(this->FilesIn(this->Out("A001_C001_0101AB")).size(), size_t(done)) << "nothing after it, nor half";
         EXPECT_EQ(item->framesRendered(), done);
         EXPECT_EQ(item->settings()->framesRendered(), static_cast<float>(done));
         EXPECT_EQ(item->errorMessage(), "") << "a cancel is not a failure";
