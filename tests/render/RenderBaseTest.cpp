@@ -350,35 +350,6 @@ TEST_F(RenderBaseTest, AFolderThatCannotBeMadeOrAFrameThatNeverDecodesEndsTheCli
     EXPECT_NE(item->errorMessage().find("could not be made"), std::string::npos) << item->errorMessage();
 }
 
-TEST_F(RenderBaseTest, ThePlainBaseRendersNothingAndServesThePreview) {
-    TestPatternConfig c;
-    test::ScopedTestPatternSources sources(c);
-    RenderBase base;
-    ASSERT_TRUE(base.LoadSettingsForRenderManagerItem(Item("A001_C009_0101AB_001.R3D", 10)));
-    LogCapture log;
-    base.RenderFrameSequenceStartingEnding(0, 9);
-    EXPECT_TRUE(log.Contains("Error: RenderFrameSequenceStarting for RenderBase not implemented."));
-    EXPECT_TRUE(sources.log()->prefetched.empty());
-
-    // Preview: decode on request, nothing while aborted.
-    RenderBase preview;
-    auto source = std::make_shared<TestPatternSource>(c, sources.log());
-    ASSERT_TRUE(source->OpenFileForOutputSize(dir_ / "p.R3D", true));
-    preview.setRenderSource(source);
-    preview.SetExposureKelvin(0.5f, 6500.0f);
-    EXPECT_EQ(sources.log()->kelvin, 6500.0f);
-    ASSERT_TRUE(preview.Decode(3));
-    const auto* px = reinterpret_cast<const uint16_t*>(source->RawBuffer());
-    EXPECT_EQ(px[2], TestPatternSource::SampleAt(3, 0, 0, 2, c.width, c.height));
-    preview.AbortRender();
-    EXPECT_FALSE(preview.Decode(5));
-    EXPECT_EQ(preview.decodedFrame(), 3);
-    preview.ResetAbortStatus();
-    EXPECT_TRUE(preview.Decode(5));
-    EXPECT_EQ(preview.decodedFrame(), 5);
-    EXPECT_FALSE(preview.Decode(c.frames));
-}
-
 TEST_F(RenderBaseTest, MovieBufferConversionsSwapBytesAndMoveAlphaToTheFront) {
     std::vector<uint16_t> px = {0x0102, 0x0304, 0x0506, 0x0708, 0x1112, 0x1314, 0x1516, 0x1718};
     RenderBase::SwapRGBA16BufferEndiannessPixels(px.data(), 2);

@@ -166,56 +166,6 @@ TYPED_TEST(SequenceRendererTest, AFrameInTwoSnippetsGoesIntoBothFoldersNamedPerF
     EXPECT_TRUE(test::MatchesRef(TestFixture::Ref("snippet-frame-5"), TypeParam::Dump(folder + "/S0002/" + four[1])));
 }
 
-TYPED_TEST(SequenceRendererTest, WriteFailuresEndTheClipKeepEarlierFramesAndTheRunGoesOn) {
-    TestPatternConfig big = Pattern(64, 36, 200);  // files above 4 KiB; too long to finish before the fault
-    big.decodeLatency = std::chrono::milliseconds(10);
-    std::vector<std::pair<std::string, TestPatternConfig>> perPath;
-    for (const char* reel : {"A001", "B001"})
-        perPath.push_back({this->ClipPath(std::string(reel) + "_C001_0101AB_001.R3D"), big});
-    test::ScopedTestPatternSources sources(perPath, Pattern(8, 8, 5));  // files below 4 KiB
-
-    struct Row {
-        const char* name;
-        std::string reel;
-        const char* why;  // in the item's message
-    } rows[] = {
-        {"disk fills after two frames", "A001", "File too large"},
-        {"folder vanishes after two frames", "B001", "No such file or directory"},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.name);
-        RenderManager::Instance().Reset();
-        const std::string folder = this->Out(r.reel + "_C001_0101AB");
-        auto failing = this->Item(r.reel + "_C001_0101AB_001.R3D", 200);
-        auto next = this->Item(r.reel + "_C002_0101AB_001.R3D", 5);
-        std::unique_ptr<test::FileSizeLimit> full;
-        this->Run({failing, next}, [&] {
-            if (this->FilesIn(folder).size() < 2) return false;
-            if (r.reel == "A001")
-                full = std::make_unique<test::FileSizeLimit>(4096);
-            else  // moved away in one step, so a file being written goes with it
-                fs::rename(folder, folder + ".gone");
-            return true;
-        });
-        full.reset();
-
-        ASSERT_TRUE(failing->errorState());
-        EXPECT_NE(failing->errorMessage().find(r.why), std::string::npos) << failing->errorMessage();
-        EXPECT_NE(failing->errorMessage().find("was not written"), std::string::npos) << failing->errorMessage();
-        EXPECT_LT(failing->framesRendered(), 200) << "the clip stopped at the failure";
-        if (r.reel == "A001") {
-            const auto written = this->FilesIn(folder);
-            ASSERT_GE(written.size(), 2u);
-            EXPECT_EQ(failing->framesRendered(), static_cast<int>(written.size())) << "the failed frame does not count";
-            for (size_t i = 0; i < written.size(); ++i)
-                TypeParam::ExpectFrame(folder + "/" + written[i], static_cast<int>(i), 64, 36);
-        }
-        EXPECT_TRUE(HiddenFiles(folder).empty()) << "no half-written frame is left";
-        EXPECT_FALSE(next->errorState()) << next->errorMessage();
-        EXPECT_EQ(this->FilesIn(this->Out(r.reel + "_C002_0101AB")).size(), 5u);
-    }
-}
-
 TYPED_TEST(SequenceRendererTest, SizesTheFileCannotHoldAreRefusedWithAMessage) {
     auto log = std::make_shared<test::TestPatternLog>();
     test::ScopedTestPatternSources sources(Pattern(65536, 2, 1), log);  // too wide for TIFF, fine for DPX
@@ -239,32 +189,45 @@ TYPED_TEST(SequenceRendererTest, SizesTheFileCannotHoldAreRefusedWithAMessage) {
     EXPECT_EQ(log->opens, opensBefore);
 }
 
-// The check box "overwrite" stores 0 when ticked, and the renderer may replace only then.
-TYPED_TEST(SequenceRendererTest, OverwriteSettingDecidesEndToEndWhetherOutputIsReplaced) {
-    test::ScopedTestPatternSources sources(Pattern(8, 4, 3));
+// The check box "overwrite" stores 0 when ticked, and the renderer may replace only then. Kept
+// output includes its sound: an ".au" already beside the frames is not extracted again.
+TYPED_TEST(SequenceRendererTest, OverwriteDecidesEndToEnd_KeepsExistingAuWhenOutputIsKept_NotExtractedAgain) {
+    TestPatternConfig config = Pattern(8, 4, 3);
+    config.audioChannels = 2;
+    auto log = std::make_shared<test::TestPatternLog>();
+    test::ScopedTestPatternSources sources(config, log);
+    // Frames straight into the output folder, beside the sound of an earlier run.
+    this->out_->setFolders(3);
+    const std::string au = this->Out("A001_C001_0101AB.au");
+    fs::create_directories(this->Out(""));
+    test::WriteWholeFile(au, "sound of an earlier run");
+    this->out_->setOverwrite(1);
     auto first = this->Item("A001_C001_0101AB_001.R3D", 3);
     this->Run({first});
     ASSERT_FALSE(first->errorState()) << first->errorMessage();
-    const std::string stale = this->FramePath(1);
+    EXPECT_TRUE(log->audioPaths.empty());
+    EXPECT_EQ(test::ReadWholeFile(au), "sound of an earlier run");
+    const std::string stale = this->Out(TestFixture::Name("A001_C001_0101AB.086401"));
     test::WriteWholeFile(stale, "stale");
     const auto before = test::Listing(this->dir_ / "out");
 
-    // Keep existing output (1): the queue refuses the clip (the renderer's own refusal: RenderBaseTest).
-    this->out_->setOverwrite(1);
+    // Keep existing output (1) with frames there: refused (the queue's refusal: RenderManagerTest).
     RenderManager::Instance().Reset();
     auto kept = this->Item("A001_C001_0101AB_001.R3D", 3);
-    EXPECT_FALSE(RenderManager::Instance().AddItem(kept));
-    EXPECT_TRUE(kept->errorState());
+    this->Run({kept});
+    EXPECT_NE(kept->errorMessage().find("Part of sequence exists"), std::string::npos) << kept->errorMessage();
     EXPECT_EQ(test::Listing(this->dir_ / "out"), before) << "nothing in the folder changed";
 
-    // Replace existing output (0): every frame is written anew.
+    // Replace existing output (0): every frame is written anew, and the sound.
     this->out_->setOverwrite(0);
     RenderManager::Instance().Reset();
     auto replaced = this->Item("A001_C001_0101AB_001.R3D", 3);
     this->Run({replaced});
     EXPECT_FALSE(replaced->errorState()) << replaced->errorMessage();
     TypeParam::ExpectFrame(stale, 1, 8, 4);
-    EXPECT_TRUE(HiddenFiles(this->Out("A001_C001_0101AB")).empty());
+    EXPECT_EQ(log->audioPaths.size(), 1u);
+    EXPECT_NE(test::ReadWholeFile(au), "sound of an earlier run");
+    EXPECT_TRUE(HiddenFiles(this->Out("")).empty());
 }
 
 // ---- What a sequence holds when a frame cannot be written or the user cancels ------------
@@ -300,19 +263,22 @@ TYPED_TEST(FrameWriteDecisions, KeepsFailingClipWhenFrameFileCannotBeCreated_Not
     const std::string blocked = this->FramePath(kBlocked);
     fs::create_directories(blocked);
     auto item = this->Item("A001_C001_0101AB_001.R3D", config.frames);
-    this->Run({item});
+    auto next = this->Item("A001_C002_0101AB_001.R3D", 2);
+    this->Run({item, next});
 
     ASSERT_TRUE(item->errorState()) << "the hole in the sequence went unreported";
     const std::string message = item->errorMessage();
     EXPECT_NE(message.find("Frame 3 "), std::string::npos) << message;
     EXPECT_NE(message.find(blocked), std::string::npos) << "the message names the frame's file: " << message;
     EXPECT_NE(message.find("Is a directory"), std::string::npos) << "and the reason: " << message;
+    EXPECT_NE(message.find("was not written"), std::string::npos) << message;
     // What was written before the failure stays, complete, and the counters say so.
     for (int f = 0; f < kBlocked; ++f) TypeParam::ExpectFrame(this->FramePath(f), f, config.width, config.height);
     EXPECT_EQ(this->FilesIn(this->Out("A001_C001_0101AB")).size(), size_t{kBlocked}) << "nor past the hole, nor half";
     EXPECT_TRUE(fs::is_directory(blocked)) << "the obstacle itself is left alone";
     EXPECT_EQ(item->framesRendered(), kBlocked);
     EXPECT_EQ(item->settings()->framesRendered(), static_cast<float>(kBlocked));
+    EXPECT_EQ(next->framesRendered(), 2) << "the run goes on";
 }
 
 TYPED_TEST(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhenCancelledBetweenDrawAndWrite) {
