@@ -262,6 +262,7 @@ TEST_F(RenderBaseTest, FrameBaseAndTimecodeBaseNameTheFiles) {
     }
 }
 
+// The renderer's folder, and the queue's idea of it (where it looks for output to keep).
 TEST_F(RenderBaseTest, DestinationFoldersOfRawAndMovieClips) {
     TestPatternConfig c;
     c.audioChannels = 1;
@@ -270,21 +271,23 @@ TEST_F(RenderBaseTest, DestinationFoldersOfRawAndMovieClips) {
     struct Row {
         std::string clip;
         int folders;
-        std::string dest, base;
+        std::string dest, base, queue;
     } rows[] = {
-        {"A001_C001_0101AB_001.R3D", 0, out + "/A001_C001_0101AB", "A001_C001_0101AB"},
-        {"A001_C001_0101AB_001.R3D", 1, out + "/A001_C001", "A001_C001_0101AB"},
-        {"A001_C001_0101AB_001.R3D", 2, out + "/A001/C001", "A001_C001_0101AB"},
-        {"A001_C001_0101AB_001.R3D", 3, out, "A001_C001_0101AB"},
-        {"abc_001.R3D", 1, out + "/abc__", "abc"},           // short names: the whole name and "_"
-        {"take_001.mov", 0, out + "/take_001", "take_001"},  // "_001" stays on movies
-        {"take_001.mov", 2, out, "take_001"},
+        {"A001_C001_0101AB_001.R3D", 0, out + "/A001_C001_0101AB", "A001_C001_0101AB", out + "/A001_C001_0101AB"},
+        {"A001_C001_0101AB_001.R3D", 1, out + "/A001_C001", "A001_C001_0101AB", out + "/A001_C001"},
+        {"A001_C001_0101AB_001.R3D", 2, out + "/A001/C001", "A001_C001_0101AB", out + "/A001/C001"},
+        {"A001_C001_0101AB_001.R3D", 3, out, "A001_C001_0101AB", ""},
+        {"abc_001.R3D", 1, out + "/abc__", "abc", out + "/abc__"},              // short names: the whole name and "_"
+        {"take_001.mov", 0, out + "/take_001", "take_001", out + "/take_001"},  // "_001" stays on movies
+        {"take_001.mov", 2, out, "take_001", out + "/take_001"},
     };
     for (const auto& k : rows) {
         SCOPED_TRACE(k.clip + " folders " + std::to_string(k.folders));
         out_->setFolders(k.folders);
+        auto item = Item(k.clip, 4);
+        EXPECT_EQ(item->DestPath(), k.queue);
         auto r = Sequence();
-        ASSERT_TRUE(r->LoadSettingsForRenderManagerItem(Item(k.clip, 4)));
+        ASSERT_TRUE(r->LoadSettingsForRenderManagerItem(item));
         RenderSetup setup;
         const bool movie = r->renderSource()->SourceType() == "5D";
         ASSERT_TRUE(movie ? r->SetDestPathForQT(setup) : r->SetDestPathForR3D(setup));
@@ -293,6 +296,9 @@ TEST_F(RenderBaseTest, DestinationFoldersOfRawAndMovieClips) {
         // Raw clips bring their sound out beside the frames; movies do not.
         EXPECT_EQ(fs::exists(k.dest + "/" + k.base + ".au"), !movie);
     }
+    out_->setFolders(0);
+    out_->setFormat(kFormatMovie);
+    EXPECT_EQ(Item("A001_C001_0101AB_001.R3D", 4)->DestPath(), out + "/A001_C001_0101AB.mov") << "one file";
 }
 
 TEST_F(RenderBaseTest, KeptOutputRefusesARangeThatMeetsAFileOfItBeforeAnyFrame) {

@@ -34,31 +34,6 @@ protected:
     }
 };
 
-TEST_F(RenderManagerTest, DestinationPathsFollowReelClipAndFolderRules) {
-    const std::string out = dir_ / "out";
-    struct Row {
-        const char* clip;
-        int folders, format;
-        std::string dest;
-    } rows[] = {
-        {"A001_C001_0101AB_001.R3D", 0, kFormatDpx, out + "/A001_C001_0101AB"},
-        {"A001_C001_0101AB_001.R3D", 1, kFormatDpx, out + "/A001_C001"},
-        {"A001_C001_0101AB_001.R3D", 2, kFormatDpx, out + "/A001/C001"},
-        {"A001_C001_0101AB_001.R3D", 3, kFormatDpx, ""},
-        {"B2_001.R3D", 1, kFormatDpx, out + "/B2__"},  // a short name is all reel, the clip part "_"
-        {"A001_C001_0101AB_001.dpx", 0, kFormatDpx, out + "/A001_C001_0101AB_001"},    // "_001" only off R3D names
-        {"A001_C001_0101AB_001.R3D", 0, kFormatMovie, out + "/A001_C001_0101AB.mov"},  // one file for a movie
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::string(row.clip) + " folders " + std::to_string(row.folders));
-        out_->setFolders(row.folders);
-        out_->setFormat(row.format);
-        auto item = Item(row.clip, 10);
-        EXPECT_EQ(item->DestPath(), row.dest);
-    }
-    EXPECT_EQ(Item("A001_C001_0101AB_001.R3D", 10)->BaseName(), "A001_C001_0101AB");
-}
-
 TEST_F(RenderManagerTest, ExistingOutputIsRefusedOnlyWhenItIsToBeKept) {
     const std::string out = dir_ / "out";
     std::filesystem::create_directories(out + "/A001_C001_0101AB");
