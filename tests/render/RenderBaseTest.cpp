@@ -11,6 +11,8 @@
 #include "render/FrameSequenceRenderer.h"
 #include "render/dpx/DpxFile.h"
 #include "render/tiff/TiffFile.h"
+#include "support/FrameFiles.h"
+#include "support/RefFile.h"
 #include "support/RenderQueueFixture.h"
 
 namespace ombrel {
@@ -137,6 +139,7 @@ TEST_F(RenderBaseTest, EveryFrameOfTheRangeIsWrittenOnceAndTheLookStageIsTold) {
     }
 }
 
+// What opening an item told the source and the grain, read against a reference file.
 TEST_F(RenderBaseTest, OpeningFollowsOutputSizeFitMetadataAndGrainRules) {
     TestPatternConfig c;
     c.width = 64;
@@ -146,15 +149,25 @@ TEST_F(RenderBaseTest, OpeningFollowsOutputSizeFitMetadataAndGrainRules) {
     const auto& log = *sources.log();
     auto grain = std::make_shared<GrainLog>();
     int colorFormat = 0;
-    std::string grainAsked;
+    std::string dump;
     RenderHooks hooks;
     hooks.grainMapWithNameSizeStockName = [&](const std::string& name, float w, float h, const std::string& stock) {
-        grainAsked = name + " " + std::to_string(int(w)) + "x" + std::to_string(int(h)) + " " + stock;
+        dump += test::Line("grain map %s %gx%g %s", name.c_str(), w, h, stock.c_str());
         return grain;
     };
     hooks.currentColorFormat = [&] { return colorFormat; };
     SetRenderHooks(hooks);
-
+    const auto open = [&](const RenderManagerItemPtr& item) {
+        auto r = Sequence(true);
+        EXPECT_TRUE(r->LoadSettingsForRenderManagerItem(item)) << item->errorMessage();
+        const RenderSource& s = *r->renderSource();
+        dump += test::Line("output %u, aspect %ux%u, resize %d", s.OutputWidth(), s.AspectWidth(), s.AspectHeight(),
+                           s.needsResize());
+        dump +=
+            test::Line("exposure %g, kelvin %g, planar %d, debayer %d, buffers %d, rocket %d, blur %d", log.exposure,
+                       log.kelvin, log.planar, log.debayer, log.bufferCount, log.useRocket, log.willBlur);
+        return r;
+    };
     out_->setSize({32.0f, 32.0f});
     out_->setFitMethod(0);
     out_->setFormat(kFormatDpx);
@@ -166,39 +179,23 @@ TEST_F(RenderBaseTest, OpeningFollowsOutputSizeFitMetadataAndGrainRules) {
         s.setKelvin(3200.0f);
         s.setBlurRadius(1.0f);
     });
-    auto r = Sequence(true);
-    ASSERT_TRUE(r->LoadSettingsForRenderManagerItem(item));
-    const RenderSource& s = *r->renderSource();
-    EXPECT_EQ(std::vector({s.OutputWidth(), s.AspectWidth(), s.AspectHeight()}), std::vector({32u, 32u, 16u}));
-    EXPECT_EQ(grainAsked, "CP35 64x32 5207");                                  // aspect size x grain scale
-    EXPECT_EQ(std::pair(log.exposure, log.kelvin), std::pair(0.0f, 4300.0f));  // metadata white balance in use
-    EXPECT_GE(log.decodeSetups, 1);
-    EXPECT_TRUE(log.planar);  // DPX
-    EXPECT_EQ(std::pair(log.debayer, log.bufferCount), std::pair(2, 8));
-    EXPECT_TRUE(log.useRocket);  // absent preference counts as true
-    EXPECT_TRUE(log.willBlur);
-
+    auto r = open(item);
     // Grain amount: the multiplier, scaled by 0.3 under colour format 2.
     RenderSetup setup;
     ASSERT_TRUE(r->SetupForRenderStartingEnding(setup, 0, 9));
-    EXPECT_FLOAT_EQ(grain->amount, 0.8f);
+    dump += test::Line("grain amount %g", grain->amount);
     colorFormat = 2;
     r->UpdateCurrentGrainAmount();
-    EXPECT_FLOAT_EQ(grain->amount, 0.24f);
+    dump += test::Line("grain amount under colour format 2: %g", grain->amount);
 
-    // Fit 2: the grain follows the output size; without metadata the clip's own values.
+    // Fit 2 at the source size, without metadata, the decoder preference off.
     out_->setFitMethod(2);
-    out_->setSize({0.0f, 0.0f});  // source size
+    out_->setSize({0.0f, 0.0f});
     item->settings()->setUseMetadata(false);
     hooks.useRocketPreference = [] { return std::optional<bool>(false); };
     SetRenderHooks(hooks);
-    auto r2 = Sequence(true);
-    ASSERT_TRUE(r2->LoadSettingsForRenderManagerItem(item));
-    EXPECT_EQ(r2->renderSource()->OutputWidth(), 64u);
-    EXPECT_FALSE(r2->renderSource()->needsResize());
-    EXPECT_EQ(grainAsked, "CP35 128x64 5207");
-    EXPECT_EQ(std::pair(log.exposure, log.kelvin), std::pair(1.5f, 3200.0f));
-    EXPECT_FALSE(log.useRocket);
+    open(item);
+    EXPECT_TRUE(test::MatchesRef("render/opening.txt", dump));
 }
 
 TEST_F(RenderBaseTest, SnippetsAndTheEdlOptionDecideWhichFramesAreRendered) {
@@ -365,21 +362,16 @@ TEST_F(RenderBaseTest, MovieBufferConversionsSwapBytesAndMoveAlphaToTheFront) {
 }
 
 TEST_F(RenderBaseTest, TheRegistryMakesRenderersOnlyForRegisteredFormats) {
-    // Format codes of our own, so that the renderers of the build stay as they are.
-    constexpr int kOwn = 901, kMissing = 902;
+    constexpr int kOwn = 901;  // a code of our own, so that the build's renderers stay as they are
     RegisterRendererMaker(kOwn, [] { return Sequence(); });
-    test::ScopedTestPatternSources sources(TestPatternConfig{});
-    out_->setFormat(kOwn);
-    auto own = Item("D001_C001_0101AB_001.R3D", 3);
-    auto missingOut = OutputSettings::Make();
-    missingOut->setFormat(kMissing);
-    missingOut->setOutputDirectory(Out(""));
-    auto missing = RenderManagerItem::Make(ClipPath("D001_C002_0101AB_001.R3D"), 3, ClipSettings::Make(), missingOut);
-    Run({own, missing});
-    EXPECT_EQ(FramesIn("D001_C001_0101AB"), Range(0, 2));
-    EXPECT_NE(missing->errorMessage().find("No renderer"), std::string::npos) << missing->errorMessage();
+    EXPECT_NE(MakeRendererForFormat(kOwn), nullptr);
     RegisterRendererMaker(kOwn, nullptr);
     EXPECT_EQ(MakeRendererForFormat(kOwn), nullptr);
+    test::ScopedTestPatternSources sources(TestPatternConfig{});
+    out_->setFormat(kOwn);
+    auto missing = Item("D001_C002_0101AB_001.R3D", 3);
+    Run({missing});
+    EXPECT_NE(missing->errorMessage().find("No renderer"), std::string::npos) << missing->errorMessage();
 }
 
 }  // namespace

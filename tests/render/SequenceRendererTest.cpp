@@ -301,6 +301,10 @@ TYPED_TEST(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhe
         SetRenderHooks(hooks);
         auto later = this->Item("A001_C002_0101AB_001.R3D", config.frames);
         auto item = this->Item("A001_C001_0101AB_001.R3D", config.frames);
+        std::vector<std::string> events;
+        RenderManager::Instance().setUsageEventSink([&](const std::string& name, const std::string& data) {
+            if (name == "COMPLETE") events.push_back(data.substr(0, data.find('\r')));
+        });
         this->Run({item, later});
 
         // The frame drawn when the cancel came is dropped unwritten; every frame before it,
@@ -311,6 +315,8 @@ TYPED_TEST(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhe
         EXPECT_EQ(item->framesRendered(), done);
         EXPECT_EQ(item->settings()->framesRendered(), static_cast<float>(done));
         EXPECT_EQ(item->errorMessage(), "") << "a cancel is not a failure";
+        EXPECT_EQ(events, std::vector<std::string>{"CANCELLED:"});
+        EXPECT_EQ(MainQueue::Instance().ServePending(), 0u) << "no hop left behind";
         EXPECT_EQ(later->framesRendered(), 0) << "the next clip never starts";
         // Every thread and source the clip started has ended.
         EXPECT_EQ(log->prefetchThreadsEntered, log->prefetchThreadsLeft);
