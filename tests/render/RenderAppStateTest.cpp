@@ -19,11 +19,11 @@ namespace {
 
 using test::TestPatternConfig;
 
-// What the look stage saw when the render set its stock.
+// What the look stage saw when the render set its stock: the first entry of the table the
+// catalogue handed over, and the application state at that moment.
 struct TableLoads {
     std::mutex lock;
-    std::vector<float> firstEntry;  // of the table the catalogue handed over
-    std::vector<int> state;         // the application state at that moment
+    std::vector<std::pair<float, int>> seen;
 };
 
 // The identity stage that also loads the stock table the way the look pipeline does.
@@ -38,46 +38,35 @@ public:
         LutManager::TextureWithStockSourceTypeToBufferOfLength(stock, sourceType, table.data(),
                                                                static_cast<int64_t>(kStockLutBytes));
         std::lock_guard l(loads_->lock);
-        loads_->firstEntry.push_back(table[0]);
-        loads_->state.push_back(AppState::Instance().State());
+        loads_->seen.push_back({table[0], AppState::Instance().State()});
     }
 
 private:
     std::shared_ptr<TableLoads> loads_;
 };
 
-using test::WriteStock;
-
-constexpr float kMovieFallback = 0.1f;
-constexpr float kRawFallback = 0.2f;
-
 class RenderAppStateTest : public test::SequenceRenderTest {
 protected:
-    void SetUp() override {
-        SequenceRenderTest::SetUp();
-        out_->setFormat(kFormatTiff);
-        // The profile store holds the two last fallbacks and nothing for the clip's camera.
-        WriteStock(dir_ / "data", "5D", "5207", kMovieFallback);
-        WriteStock(dir_ / "data", "EpicM", "5207", kRawFallback);
-        root_.emplace(dir_ / "data");
-        RenderHooks hooks;
-        hooks.makeFrameProcessor = [loads = loads_] {
-            return std::unique_ptr<FrameProcessor>(std::make_unique<TableLoadingProcessor>(loads));
-        };
-        SetRenderHooks(hooks);
-    }
     void TearDown() override {
         SetRenderHooks({});
-        root_.reset();
         AppState::Instance().setState(1);
         SequenceRenderTest::TearDown();
     }
-
-    std::shared_ptr<TableLoads> loads_ = std::make_shared<TableLoads>();
-    std::optional<test::ScopedDataRoot> root_;
 };
 
 TEST_F(RenderAppStateTest, RawClipWithoutATableForItsCameraFallsBackToTheRawChain) {
+    // The profile store holds the two last fallbacks (first entries 0.1 and 0.2) and nothing
+    // for the clip's camera.
+    test::WriteStock(dir_ / "data", "5D", "5207", 0.1f);
+    test::WriteStock(dir_ / "data", "EpicM", "5207", 0.2f);
+    test::ScopedDataRoot root(dir_ / "data");
+    auto loads = std::make_shared<TableLoads>();
+    RenderHooks hooks;
+    hooks.makeFrameProcessor = [loads] {
+        return std::unique_ptr<FrameProcessor>(std::make_unique<TableLoadingProcessor>(loads));
+    };
+    SetRenderHooks(hooks);
+    out_->setFormat(kFormatTiff);
     struct Row {
         const char* name;
         int stateBefore;  // what the application worked on before the render
@@ -88,8 +77,7 @@ TEST_F(RenderAppStateTest, RawClipWithoutATableForItsCameraFallsBackToTheRawChai
                            Row{"a movie after it puts the state back to movies", 1, true, 1}}) {
         SCOPED_TRACE(row.name);
         RenderManager::Instance().Reset();
-        loads_->firstEntry.clear();
-        loads_->state.clear();
+        loads->seen.clear();
         AppState::Instance().setState(row.stateBefore);
         TestPatternConfig raw, movie;
         raw.sourceType = "RedOne";  // a camera whose profile is not installed
@@ -102,9 +90,8 @@ TEST_F(RenderAppStateTest, RawClipWithoutATableForItsCameraFallsBackToTheRawChai
         if (row.movieAfter) items.push_back(Item("holiday.mov", 2));  // a ".mov" takes the movie source type
         Run(items);
         for (const auto& item : items) EXPECT_FALSE(item->errorState()) << item->errorMessage();
-        ASSERT_EQ(loads_->firstEntry.size(), 1u) << "only the raw clip draws through the render's look stage";
-        EXPECT_FLOAT_EQ(loads_->firstEntry[0], kRawFallback) << "the movie chain's table was loaded";
-        EXPECT_EQ(loads_->state[0], 0);
+        // Only the raw clip draws through the render's look stage, with the raw chain's table.
+        EXPECT_EQ(loads->seen, (std::vector<std::pair<float, int>>{{0.2f, 0}}));
         EXPECT_EQ(AppState::Instance().State(), row.stateAfter);
     }
 }
