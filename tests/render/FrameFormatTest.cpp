@@ -150,12 +150,11 @@ TEST(FrameFormat, SizesAFileCannotHoldAreRefusedNotWrapped) {
     };
     for (const Row& r : rows) {
         const std::string problem = r.format.SizeProblem(r.w, r.h);
-        if (*r.problem == 0) {
-            EXPECT_EQ(problem, "") << r.name;
-        } else {
-            EXPECT_NE(problem.find(r.problem), std::string::npos) << r.name << ": " << problem;
-            EXPECT_NE(problem.find(std::to_string(r.w) + " x " + std::to_string(r.h)), std::string::npos) << r.name;
-        }
+        const std::string size = std::to_string(r.w) + " x " + std::to_string(r.h);
+        EXPECT_EQ(problem.empty(), *r.problem == 0) << r.name << ": " << problem;
+        EXPECT_TRUE(problem.empty() ||
+                    (problem.find(r.problem) != std::string::npos && problem.find(size) != std::string::npos))
+            << r.name << ": " << problem;
     }
     // The one-call writer refuses the same sizes, and any pixel size but 6, writing nothing.
     TempDir dir;
@@ -163,27 +162,6 @@ TEST(FrameFormat, SizesAFileCannotHoldAreRefusedNotWrapped) {
     EXPECT_EQ(writeCompactTiffRGB(65536, 1, sample, dir / "wide.tiff", 6), 1);
     EXPECT_EQ(writeCompactTiffRGB(1, 1, sample, dir / "eight.tiff", 8), 1);
     EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
-}
-
-// The writer's failures are the AtomicFileWriter's (tests/core); here, the parts and the flag.
-TEST(FrameFile, PartsArriveInOrderAndAKeptFileStays) {
-    TempDir dir;
-    const std::string path = dir / "A.000001.dpx";
-    auto write = [&](const std::string& bytes, bool replace) {
-        const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
-        const std::span<const uint8_t> parts[] = {{data, 10}, {data + 10, bytes.size() - 10}, {}};
-        return WriteFrameFile(path, parts, replace);
-    };
-    const std::string first = "0123456789" + std::string(5000, 'a'), second(3000, 'b');
-    ASSERT_TRUE(write(first, false).ok());
-    EXPECT_EQ(ReadWholeFile(path), first);
-    const Status kept = write(second, false);
-    EXPECT_EQ(kept.code(), Status::Code::kExists) << kept.message();
-    EXPECT_NE(kept.message().find(path), std::string::npos) << kept.message();
-    EXPECT_EQ(ReadWholeFile(path), first);
-    ASSERT_TRUE(write(second, true).ok());
-    EXPECT_EQ(ReadWholeFile(path), second);
-    EXPECT_TRUE(test::HiddenFiles(dir.path()).empty());
 }
 
 // The file rules' front of the compact TIFF writer: the same file as the writer itself, and
@@ -226,8 +204,7 @@ TEST_F(CompactTiffFront, AFileThatCannotBeMadeIsAnsweredWithItsReasonAndNotLogge
         LogCapture log;
         std::string error;
         EXPECT_EQ(FileParser::Write16BitTiffOfWidthHeightFromBufferToPath(4, 4, row.samples, row.path, &error), 1);
-        EXPECT_NE(error.find(row.reason), std::string::npos) << error;
-        EXPECT_FALSE(std::filesystem::exists(row.path));
+        EXPECT_TRUE(error.find(row.reason) != std::string::npos && !std::filesystem::exists(row.path)) << error;
         EXPECT_EQ(log.Lines(), std::vector<std::string>{}) << "the writer spoke for its caller";
     }
 }

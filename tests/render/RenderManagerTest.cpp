@@ -42,11 +42,7 @@ TEST_F(RenderManagerTest, ExistingOutputIsRefusedOnlyWhenItIsToBeKept) {
     test::WriteWholeFile(out + "/Movie.mov", "x");
 
     auto& rm = RenderManager::Instance();
-    out_->setOverwrite(0);  // replace: nothing is refused
-    EXPECT_TRUE(rm.AddItem(Item("A001_C001_0101AB_001.R3D", 10)));
-    rm.Reset();
-
-    out_->setOverwrite(1);
+    out_->setOverwrite(1);  // keep (replacing, the default, refuses nothing: SequenceRendererTest)
     auto taken = Item("A001_C001_0101AB_001.R3D", 10);
     EXPECT_FALSE(rm.AddItem(taken));
     EXPECT_EQ(taken->settings()->errorState(), 3);
