@@ -41,21 +41,5 @@ TEST(AuFile, HeaderBytesAndBlocksAsTheDecoderGivesThem) {
         EXPECT_NE(probe.output.find(want), std::string::npos) << want << "\n" << probe.output;
 }
 
-// A full disk part way is the AtomicFileWriter's (tests/core).
-TEST(AuFile, AnUnfinishedOrFailedFileLeavesNothing) {
-    TempDir dir;
-    {
-        AuFileWriter writer;
-        ASSERT_TRUE(writer.Open(dir / "a.au", 48000, 1).ok());
-        const uint8_t some[8] = {};
-        ASSERT_TRUE(writer.Append(some, sizeof some).ok());
-    }
-    AuFileWriter writer;
-    const Status s = writer.Open(dir / "missing/a.au", 48000, 1);
-    EXPECT_NE(s.message().find("missing/a.au"), std::string::npos) << s.message();
-    EXPECT_FALSE(writer.Append("x", 1).ok());
-    EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
-}
-
 }  // namespace
 }  // namespace ombrel

@@ -83,7 +83,6 @@ TEST_F(RenderManagerTest, InOutPointsDecideTheTotalsAndTheRange) {
         EXPECT_EQ(item->useInOutPoints(), row.useInOut);
         total += row.useInOut ? static_cast<uint32_t>(row.out - row.in + 1) : 100u;
         EXPECT_EQ(rm.totalFrameCount(), total);
-        if (row.useInOut) { EXPECT_EQ(item->inoutFrames(), row.out - row.in + 1); }
         item->settings()->setUserFrameOut(std::min(row.out, 99));  // the worker clamps first
         EXPECT_EQ(RenderManager::FrameRangeForItem(*item), row.range);
     }
@@ -149,7 +148,6 @@ TEST_F(EtaDecision, TimeTextsForASweepOfElapsedAndRemainingTimes) {
     EXPECT_EQ(rm.ElapsedString() + rm.ETAString() + rm.FPSString(), " -  -  - ");
     item->setFramesRendered(5);
     rm.UpdateFramesRendered();
-    EXPECT_EQ(rm.framesRendered(), 5u);
     EXPECT_EQ(rm.FPSString(), " - ");  // below ten frames
 
     struct Case {
@@ -235,7 +233,6 @@ TEST_F(RenderManagerTest, ARunRendersEveryClipInOrderAndReportsOnTheMainThread) 
     rm.WaitUntilExit();
     MainQueue::Instance().ServePending();
 
-    EXPECT_EQ(rm.activeThreads(), 0);
     EXPECT_NE(cannotOpen->errorMessage().find("refuses to open"), std::string::npos) << cannotOpen->errorMessage();
     EXPECT_EQ(noAspect->errorMessage(), "Render source aspect width was 0");
     EXPECT_NE(noRenderer->errorMessage().find("This build cannot write movies"), std::string::npos)
