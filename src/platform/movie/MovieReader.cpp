@@ -80,8 +80,6 @@ struct MovieReader::State {
     PacketPtr packet{av_packet_alloc()};
     FramePtr frame{av_frame_alloc()};
     std::unique_ptr<SwsContext, SwsFreer> sws;
-    int swsSpace = -1;
-    int swsFull = -1;
 
     // Constant rate: frame f at startPts + f x frameDuration. Otherwise `table`.
     bool constantRate = false;
@@ -337,15 +335,15 @@ bool MovieReader::State::Convert(int width, int height, std::vector<uint16_t>& r
         space = f->height >= 720 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
     }
     const int range = f->color_range != AVCOL_RANGE_UNSPECIFIED ? f->color_range : stream()->codecpar->color_range;
-    const int full = range == AVCOL_RANGE_JPEG || IsYuvJ(f->format) ? 1 : 0;
-    // The cached context may be a new one: its colour details start at the defaults again.
-    int *inv, *table, srcRange, dstRange, brightness, contrast, saturation;
-    sws_getColorspaceDetails(ctx, &inv, &srcRange, &table, &dstRange, &brightness, &contrast, &saturation);
-    if (space != swsSpace || full != swsFull || srcRange != full || dstRange != 1) {
+    const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(f->format));
+    const bool rgbSource = desc && (desc->flags & AV_PIX_FMT_FLAG_RGB);
+    const bool greySource = desc && desc->nb_components <= 2;
+    // RGB needs no matrix; grey without a range tag keeps FFmpeg's full range. Set on every picture:
+    // a cached context that had to be made anew starts at the defaults.
+    if (!rgbSource && !(greySource && range == AVCOL_RANGE_UNSPECIFIED)) {
+        const int full = range == AVCOL_RANGE_JPEG || IsYuvJ(f->format) ? 1 : 0;
         sws_setColorspaceDetails(ctx, sws_getCoefficients(space), full, sws_getCoefficients(SWS_CS_DEFAULT), 1, 0,
                                  1 << 16, 1 << 16);
-        swsSpace = space;
-        swsFull = full;
     }
     rgb.resize(static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
     uint8_t* dst[4] = {reinterpret_cast<uint8_t*>(rgb.data()), nullptr, nullptr, nullptr};

@@ -153,14 +153,16 @@ TEST(MovieReader, ConvertsByTheMatrixAndRangeOfTheStream) {
     const struct {
         const char* name;
         int width, height;
+        const char* format;  // grey leaves the chroma planes out
         const char* tags;
         double kr, kb;
         bool full;
     } rows[] = {
-        {"Bt709Limited", 64, 48, "-colorspace bt709 -color_range tv", 0.2126, 0.0722, false},
-        {"Bt709Full", 64, 48, "-colorspace bt709 -color_range pc", 0.2126, 0.0722, true},
-        {"UntaggedSmallIs601", 64, 48, "", 0.299, 0.114, false},
-        {"Untagged720LinesIs709", 64, 720, "", 0.2126, 0.0722, false},
+        {"Bt709Limited", 64, 48, "yuv444p", "-colorspace bt709 -color_range tv", 0.2126, 0.0722, false},
+        {"Bt709Full", 64, 48, "yuv444p", "-colorspace bt709 -color_range pc", 0.2126, 0.0722, true},
+        {"UntaggedSmallIs601", 64, 48, "yuv444p", "", 0.299, 0.114, false},
+        {"Untagged720LinesIs709", 64, 720, "yuv444p", "", 0.2126, 0.0722, false},
+        {"UntaggedGreyIsFullRange", 64, 48, "gray", "", 0.2126, 0.0722, true},
     };
     const int bars[4][3] = {{126, 128, 128}, {81, 90, 240}, {145, 54, 34}, {41, 240, 110}};
     test::TempDir dir;
@@ -172,18 +174,19 @@ TEST(MovieReader, ConvertsByTheMatrixAndRangeOfTheStream) {
         }
         test::WriteWholeFile(dir / "bars.yuv", raw);
         const std::string size = std::to_string(row.width) + "x" + std::to_string(row.height);
-        ASSERT_TRUE(test::MakeMovie(
-            "-f rawvideo -pix_fmt yuv444p -s " + size + " -i '" + (dir / "bars.yuv") + "' -c:v ffv1 " + row.tags,
-            dir / (std::string(row.name) + ".mkv")));
+        ASSERT_TRUE(test::MakeMovie(std::string("-f rawvideo -pix_fmt ") + row.format + " -s " + size + " -i '" +
+                                        (dir / "bars.yuv") + "' -c:v ffv1 " + row.tags,
+                                    dir / (std::string(row.name) + ".mkv")));
         MovieReader reader;
         std::vector<uint16_t> rgb;
         ASSERT_TRUE(reader.Open(dir / (std::string(row.name) + ".mkv")) && reader.ReadFrame(0, rgb))
             << reader.lastError();
         for (int bar = 0; bar < 4; ++bar) {
             const double scale = row.full ? 255.0 : 224.0;
+            const double chroma = std::string(row.format) == "gray" ? 0.0 : 1.0;
             const double y = row.full ? bars[bar][0] / 255.0 : (bars[bar][0] - 16) / 219.0;
-            const double r = y + 2 * (1 - row.kr) * (bars[bar][2] - 128) / scale;
-            const double b = y + 2 * (1 - row.kb) * (bars[bar][1] - 128) / scale;
+            const double r = y + 2 * (1 - row.kr) * chroma * (bars[bar][2] - 128) / scale;
+            const double b = y + 2 * (1 - row.kb) * chroma * (bars[bar][1] - 128) / scale;
             const double want[3] = {r, (y - row.kr * r - row.kb * b) / (1 - row.kr - row.kb), b};
             const size_t at = (static_cast<size_t>(row.height / 2) * row.width + (2 * bar + 1) * row.width / 8) * 3;
             for (int c = 0; c < 3; ++c) {
