@@ -213,7 +213,11 @@ bool MovieReader::Open(const std::string& path) {
     if (count <= 0 && st->duration > 0 && steady && ticksDen > 0 && ticksNum % ticksDen == 0) {
         count = st->duration / (ticksNum / ticksDen);
     }
-    if (!mpeg && steady && ticksDen > 0 && ticksNum % ticksDen == 0 && count > 0) {
+    // A sample count that does not fill the stream's length (an edit that trims, a gap) is no
+    // ground for arithmetic: such a movie gets the table.
+    const bool whole = ticksDen > 0 && ticksNum % ticksDen == 0 && count > 0 &&
+                       (st->duration <= 0 || st->duration == count * (ticksNum / ticksDen));
+    if (!mpeg && steady && whole) {
         s->constantRate = true;
         s->frameDuration = ticksNum / ticksDen;
         s->startPts = st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;

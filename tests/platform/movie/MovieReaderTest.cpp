@@ -50,7 +50,8 @@ struct Movie {
 };
 
 const Movie kMovies[] = {
-    {"LongGopH264", "24", 60, 24, 1, 0, "-c:v libx264 -bf 3 -g 48 -sc_threshold 0 -pix_fmt yuv420p .mp4"},
+    {"LongGopH264StartingLate", "24", 60, 24, 1, 0,
+     "-c:v libx264 -bf 3 -g 48 -sc_threshold 0 -pix_fmt yuv420p -output_ts_offset 10 .mp4"},
     {"MpegPsStartingLate", "25", 30, 25, 1, 0, "-c:v mpeg2video -bf 2 -g 12 -output_ts_offset 10 .mpg"},
     {"NtscRateWithTimecode", "24000/1001", 30, 24000, 1001, 86400, "-c:v mpeg4 -bf 2 -g 10 -timecode 01:00:00:00 .mov"},
     {"PalRateWithTimecode", "25", 30, 25, 1, 255, "-c:v mpeg4 -timecode 00:00:10:05 .mov"},
