@@ -2,7 +2,6 @@
 // dictionary may hold before a render takes it.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <string>
 

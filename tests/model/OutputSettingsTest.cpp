@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/Paths.h"
 #include "model/SettingsManager.h"
 #include "support/Plists.h"
 #include "support/RefFile.h"

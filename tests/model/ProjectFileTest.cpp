@@ -8,7 +8,6 @@
 #include <filesystem>
 
 #include "ModelTestSupport.h"
-#include "core/Log.h"
 #include "core/Paths.h"
 #include "datafile/Resource.h"
 #include "support/Plists.h"
