@@ -11,7 +11,6 @@ extern "C" {
 }
 
 #include <algorithm>
-#include <cmath>
 #include <fstream>
 #include <limits>
 
