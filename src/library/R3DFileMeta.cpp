@@ -1,40 +1,15 @@
 #include "library/R3DFileMeta.h"
 
-#include "core/Log.h"
 #include "core/Paths.h"
 #include "library/FileParser.h"
-#include "platform/movie/MovieProbe.h"
+#include "library/MetadataCache.h"
 #include "r3d/sdk/R3DSDK.h"
-
-#include <cmath>
-#include <filesystem>
-#include <optional>
 
 namespace ombrel {
 namespace {
 
 // Media without a timecode start here; the full stop before the frames is deliberate.
 constexpr const char* kNoTimecode = "00:00:00.00";
-
-struct MovieFacts {
-    float fps = 0.0f;
-    int32_t frameCount = 0;
-};
-
-std::optional<MovieFacts> ProbeFacts(const std::string& path) {
-    MovieInfo info;
-    if (const Status probed = ProbeMovie(path, info); !probed.ok()) {
-        LogWarn("Cannot read movie details: {}", probed.message());
-        return std::nullopt;
-    }
-    double fps = 0.0;
-    double count = 0.0;
-    FileParser::GetDetailsFromMovieOutFPSOutFrameCount(info, &fps, &count);
-    MovieFacts facts;
-    facts.fps = static_cast<float>(fps);
-    facts.frameCount = static_cast<int32_t>(std::llround(count));
-    return facts;
-}
 
 }  // namespace
 
@@ -68,14 +43,13 @@ bool R3DFileMeta::LoadR3D(const std::string& path) {
 }
 
 bool R3DFileMeta::LoadMovie(const std::string& path) {
-    std::error_code ec;
-    if (!std::filesystem::exists(path, ec)) return false;
-    const std::optional<MovieFacts> facts = ProbeFacts(path);
-    if (!facts) return false;
+    // A movie the cache could not read (junk, no picture) is left out, as a missing file is.
+    const std::shared_ptr<ClipMetadata> meta = MetadataCache::Instance().ForceMetadataForPath(path);
+    if (!meta || meta->notPlayable() || !meta->hasTimingInfo()) return false;
     frameIn_ = 0;
     edgeFrameIn_ = 0;
-    fps_ = facts->fps;
-    frameCount_ = facts->frameCount;
+    fps_ = static_cast<float>(meta->fps());
+    frameCount_ = static_cast<int32_t>(meta->frameCount());
     // The last frame itself, unlike an R3D clip's.
     frameOut_ = frameCount_ - 1;
     edgeFrameOut_ = frameCount_ - 1;

@@ -11,7 +11,7 @@ class R3DFileMeta {
 public:
     // Fills the record from the clip at `path`; answers whether that worked. An R3D clip
     // is read through the registered camera SDK reader; a movie through the metadata
-    // cache, or by probing the file when no cache is registered.
+    // cache, and a movie the cache cannot read loads no record.
     bool LoadMetadataFromPathIsR3d(const std::string& path, bool isR3d);
 
     // The last path component without extension.
