@@ -13,7 +13,6 @@ namespace {
 
 using test::Quoted;
 using test::ReadWholeFile;
-using test::RunCommand;
 using test::TempDir;
 
 // The header is read back by an independent reader; the samples pass through untouched.
@@ -33,7 +32,7 @@ TEST(AuFile, HeaderBytesAndBlocksAsTheDecoderGivesThem) {
     ASSERT_EQ(file.size(), 28 + (4800u + 2400u) * 8);
     EXPECT_EQ(file.substr(28, block.size()), std::string(block.begin(), block.end()));
 
-    const auto probe = RunCommand(
+    const auto probe = test::RunShell(
         "ffprobe -v error -show_entries stream=codec_name,sample_rate,channels:format=duration -of default=nw=1 " +
         Quoted(path));
     EXPECT_EQ(probe.status, 0) << probe.output;

@@ -1,12 +1,9 @@
 #pragma once
 
-// Files and folders that fail on purpose, and small readers of what tests wrote: a folder that
-// refuses new files, a cap on file sizes (a full disk), listings, hidden temporary names,
-// numbers read in either byte order, a scoped environment variable.
+// Writes that fail on purpose, and small readers of what tests wrote: a cap on file sizes (a
+// full disk), listings, hidden temporary names, numbers read in either byte order.
 
 #include <fcntl.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,7 +11,6 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -23,9 +19,6 @@
 #include "support/Shell.h"
 
 namespace ombrel::test {
-
-using CommandResult = ShellResult;
-inline CommandResult RunCommand(const std::string& command) { return RunShell(command); }
 
 inline std::string Quoted(const std::string& path) {
     std::string q = "'";
@@ -45,9 +38,6 @@ inline uint32_t Le(const std::string& b, size_t at, int width) {
     return v;
 }
 inline uint32_t BigEndian32(const std::string& bytes, size_t offset) { return Be(bytes, offset, 4); }
-inline uint16_t BigEndian16(const std::string& bytes, size_t offset) { return uint16_t(Be(bytes, offset, 2)); }
-inline uint32_t LittleEndian32(const std::string& bytes, size_t offset) { return Le(bytes, offset, 4); }
-inline uint16_t LittleEndian16(const std::string& bytes, size_t offset) { return uint16_t(Le(bytes, offset, 2)); }
 
 // Names, sizes and modification times of everything below a folder, hidden files included.
 inline std::map<std::string, std::pair<uintmax_t, int64_t>> Listing(const std::string& folder) {
@@ -62,48 +52,6 @@ inline std::map<std::string, std::pair<uintmax_t, int64_t>> Listing(const std::s
     }
     return out;
 }
-
-// Makes a folder refuse new files while alive: its mode goes to 0555, and where that does not
-// stop this process (it runs as root) the folder is also marked immutable. `works()` says
-// whether the folder really refuses writes here.
-class UnwritableFolder {
-public:
-    explicit UnwritableFolder(const std::string& path) : path_(path) {
-        ::chmod(path_.c_str(), 0555);
-        if (!Refuses()) immutable_ = SetImmutable(true);
-        works_ = Refuses();
-    }
-    ~UnwritableFolder() {
-        if (immutable_) SetImmutable(false);
-        ::chmod(path_.c_str(), 0755);
-    }
-    UnwritableFolder(const UnwritableFolder&) = delete;
-    UnwritableFolder& operator=(const UnwritableFolder&) = delete;
-    bool works() const { return works_; }
-
-private:
-    bool SetImmutable(bool on) const {
-        const int fd = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        int flags = 0;
-        const bool done = fd >= 0 && ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0 &&
-                          (flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL,
-                           ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0);
-        if (fd >= 0) ::close(fd);
-        return done;
-    }
-    bool Refuses() const {
-        const std::string probe = path_ + "/.probe";
-        const int fd = ::open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-        if (fd < 0) return true;
-        ::close(fd);
-        ::unlink(probe.c_str());
-        return false;
-    }
-
-    std::string path_;
-    bool immutable_ = false;
-    bool works_ = false;
-};
 
 // Caps the size of files this process writes, so a write beyond it fails as on a full disk.
 class FileSizeLimit {

@@ -16,21 +16,6 @@ constexpr int kPad = 10;
 // Bytes at the start of the bitmap that set the range of the texture values.
 constexpr size_t kRangeSampleBytes = 1000;
 
-std::mutex& HooksLock() {
-    static std::mutex lock;
-    return lock;
-}
-
-GrainResizeHooks& Hooks() {
-    static GrainResizeHooks hooks;
-    return hooks;
-}
-
-GrainResizeHooks CurrentHooks() {
-    std::lock_guard lock(HooksLock());
-    return Hooks();
-}
-
 // C's truncation to int, with what C leaves undefined (NaN, out of range) made harmless: an
 // impossible size then fails as a size, not as arithmetic.
 int Truncate(double v) {
@@ -47,11 +32,6 @@ std::unique_ptr<uint8_t[]> TryAllocate(size_t bytes) {
 }
 
 }  // namespace
-
-void SetGrainResizeHooksForTesting(GrainResizeHooks hooks) {
-    std::lock_guard lock(HooksLock());
-    Hooks() = std::move(hooks);
-}
 
 BitmapRepPtr GrainMap::resizeNSImageToSize(const BitmapRepPtr& scan, float width, float height, GrainSize* grainSize) {
     const int iw = scan ? scan->width : 0;
@@ -103,16 +83,10 @@ BitmapRepPtr GrainMap::resizeNSImageToSize(const BitmapRepPtr& scan, float width
         sy0 = my + 1;
     }
 
-    const GrainResizeHooks hooks = CurrentHooks();
     const size_t cropBytes = static_cast<size_t>(cw) * static_cast<size_t>(ch);
     const size_t padBytes = static_cast<size_t>(pw) * static_cast<size_t>(ph);
     const size_t scaledBytes = static_cast<size_t>(dw) * static_cast<size_t>(dh);
-    std::unique_ptr<uint8_t[]> crop, padded, scaled;
-    if (!hooks.mayAllocate || hooks.mayAllocate(cropBytes + padBytes + scaledBytes)) {
-        crop = TryAllocate(cropBytes);
-        padded = TryAllocate(padBytes);
-        scaled = TryAllocate(scaledBytes);
-    }
+    const auto crop = TryAllocate(cropBytes), padded = TryAllocate(padBytes), scaled = TryAllocate(scaledBytes);
     if (!crop || !padded || !scaled) {
         LogWarn("grain resize warning - buffer memory not allocated - using original grain size");
         return original();
@@ -137,8 +111,7 @@ BitmapRepPtr GrainMap::resizeNSImageToSize(const BitmapRepPtr& scan, float width
             uint8_t* out = padded.get() + static_cast<size_t>(y) * pw;
             for (int x = 0; x < pw; ++x) out[x] = in[fromX[static_cast<size_t>(x)]];
         }
-        const int rc = hooks.scalePlane ? hooks.scalePlane(padded.get(), pw, ph, pw, scaled.get(), dw, dh, dw)
-                                        : ScalePlanar8(padded.get(), pw, ph, pw, scaled.get(), dw, dh, dw);
+        const int rc = ScalePlanar8(padded.get(), pw, ph, pw, scaled.get(), dw, dh, dw);
         if (rc != 0) {
             LogWarn("grain resize error:{} - could not resize plane - using original image", rc);
             return original();

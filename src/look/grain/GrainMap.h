@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -98,16 +97,5 @@ private:
 };
 
 using GrainMapPtr = std::shared_ptr<GrainMap>;
-
-// Seams for tests of the resize's failure paths. Empty members keep the real behaviour.
-struct GrainResizeHooks {
-    // Scales one plane, as ScalePlanar8.
-    std::function<int(const uint8_t* src, int srcWidth, int srcHeight, int srcStride, uint8_t* dst, int dstWidth,
-                      int dstHeight, int dstStride)>
-        scalePlane;
-    // Asked with the total size of the work buffers before they are allocated.
-    std::function<bool(size_t bytes)> mayAllocate;
-};
-void SetGrainResizeHooksForTesting(GrainResizeHooks hooks);
 
 }  // namespace ombrel
