@@ -25,6 +25,12 @@ struct SwsFreer {
 // at first, doubled each time; after the last the demuxer starts over from the file's head.
 constexpr int kSeekRetries = 4;
 
+// A key frame's time stamp and where its packet starts in the file.
+struct KeyFrame {
+    int64_t pts;
+    int64_t pos;
+};
+
 int64_t TimeOf(const AVFrame* f) { return f->pts != AV_NOPTS_VALUE ? f->pts : f->best_effort_timestamp; }
 
 bool IsYuvJ(int format) {
@@ -85,6 +91,8 @@ struct MovieReader::State {
     int64_t startPts = 0;
     int64_t frameDuration = 0;
     std::vector<int64_t> table;
+    // MPEG streams: a seek by time lands on any packet, so seeks go to a key frame's bytes.
+    std::vector<KeyFrame> keys;
 
     StaticFrameRate rate;
     int64_t frameCount = 0;
@@ -128,12 +136,14 @@ struct PacketStamp {
     int64_t dts;
     int64_t pts;
     int64_t duration;
+    int64_t pos;
+    bool key;
 };
 
 // One pass over the stream's packets. A packet without a presentation time is a reference
 // picture (B pictures show as they decode): it shows when the next reference picture decodes.
-bool BuildTable(const std::string& path, int index, std::vector<int64_t>* table, int64_t* lastDuration,
-                std::string* error) {
+bool BuildTable(const std::string& path, int index, std::vector<int64_t>* table, std::vector<KeyFrame>* keys,
+                int64_t* lastDuration, std::string* error) {
     MovieProbe pass(path);
     if (!pass.ok()) {
         *error = pass.error();
@@ -143,7 +153,7 @@ bool BuildTable(const std::string& path, int index, std::vector<int64_t>* table,
     std::vector<PacketStamp> stamps;
     while (av_read_frame(pass.context(), pkt.get()) >= 0) {
         if (pkt->stream_index == index && !(pkt->flags & AV_PKT_FLAG_DISCARD)) {
-            stamps.push_back({pkt->dts, pkt->pts, pkt->duration});
+            stamps.push_back({pkt->dts, pkt->pts, pkt->duration, pkt->pos, (pkt->flags & AV_PKT_FLAG_KEY) != 0});
         }
         av_packet_unref(pkt.get());
     }
@@ -161,10 +171,13 @@ bool BuildTable(const std::string& path, int index, std::vector<int64_t>* table,
         stamps[waiting].pts = last + std::max<int64_t>(stamps[waiting].duration, 0);
     }
     table->clear();
+    keys->clear();
     for (const PacketStamp& s : stamps) {
         if (s.pts == AV_NOPTS_VALUE) continue;
         table->push_back(s.pts);
+        if (s.key && s.pos >= 0) keys->push_back({s.pts, s.pos});
     }
+    std::sort(keys->begin(), keys->end(), [](const KeyFrame& a, const KeyFrame& b) { return a.pts < b.pts; });
     std::sort(table->begin(), table->end());
     table->erase(std::unique(table->begin(), table->end()), table->end());
     *lastDuration = stamps.empty() ? 0 : stamps.back().duration;
@@ -205,6 +218,8 @@ bool MovieReader::Open(const std::string& path) {
     const int64_t timeScale = st->time_base.den;
     AVRational r = st->r_frame_rate.num > 0 && st->r_frame_rate.den > 0 ? st->r_frame_rate : st->avg_frame_rate;
     const bool mpeg = info.IsMpegMedia();
+    // AVI keeps no presentation times: with B pictures its first one is not its first decode time.
+    const bool reordered = info.formatName == "avi" && st->codecpar->video_delay > 0;
     const bool steady = r.num > 0 && r.den > 0 && (st->avg_frame_rate.num == 0 || av_cmp_q(st->avg_frame_rate, r) == 0);
     const int64_t ticksNum = timeScale * r.den;
     const int64_t ticksDen = tbNum * r.num;
@@ -216,7 +231,7 @@ bool MovieReader::Open(const std::string& path) {
     // ground for arithmetic: such a movie gets the table.
     const bool whole = ticksDen > 0 && ticksNum % ticksDen == 0 && count > 0 &&
                        (st->duration <= 0 || st->duration == count * (ticksNum / ticksDen));
-    if (!mpeg && steady && whole) {
+    if (!mpeg && !reordered && steady && whole) {
         s->constantRate = true;
         s->frameDuration = ticksNum / ticksDen;
         s->startPts = st->start_time != AV_NOPTS_VALUE ? st->start_time : 0;
@@ -226,8 +241,10 @@ bool MovieReader::Open(const std::string& path) {
     } else {
         std::string error;
         int64_t lastDuration = 0;
-        if (!BuildTable(path, s->streamIndex, &s->table, &lastDuration, &error)) return Fail(error);
+        if (!BuildTable(path, s->streamIndex, &s->table, &s->keys, &lastDuration, &error)) return Fail(error);
         if (s->table.empty()) return Fail("no pictures with time stamps: " + path);
+        // Only program and transport streams carry time stamps a byte seek lands on.
+        if (info.formatName != "mpeg" && info.formatName != "mpegts") s->keys.clear();
         s->frameCount = static_cast<int64_t>(s->table.size());
         if (mpeg && r.num > 0 && r.den > 0) {
             // MPEG media keep the encoded rate.
@@ -303,19 +320,26 @@ bool MovieReader::State::Rewind(std::string* error) {
 
 bool MovieReader::State::SeekTo(int64_t target, std::string* error) {
     const int64_t second = timeBase.num > 0 ? std::max<int64_t>(timeBase.den / timeBase.num, 1) : 1;
+    const auto key =
+        std::upper_bound(keys.begin(), keys.end(), target, [](int64_t t, const KeyFrame& k) { return t < k.pts; });
     for (int attempt = 0; attempt <= kSeekRetries; ++attempt) {
         const int64_t at = attempt == 0 ? target : target - (second << (attempt - 1));
         const bool last = attempt == kSeekRetries;
-        if (last || avformat_seek_file(fmt(), streamIndex, std::numeric_limits<int64_t>::min(), at, at, 0) < 0) {
-            if (!Rewind(error)) return false;
+        int rc = -1;
+        if (!last && attempt == 0 && key != keys.begin()) {
+            const int64_t pos = std::prev(key)->pos;
+            rc = avformat_seek_file(fmt(), streamIndex, pos, pos, pos, AVSEEK_FLAG_BYTE);
+        } else if (!last) {
+            rc = avformat_seek_file(fmt(), streamIndex, std::numeric_limits<int64_t>::min(), at, at, 0);
         }
+        if (rc < 0 && !Rewind(error)) return false;
         avcodec_flush_buffers(decoder.get());
         draining = false;
         pending = false;
         const int got = NextPicture(error);
         if (got < 0) return false;
-        // A key frame that shows after the target (B pictures before it) means stepping back.
-        if (got == 1 && TimeOf(frame.get()) > target && !last) continue;
+        // No picture, or a key frame that shows after the target (B pictures before it): step back.
+        if ((got == 0 || TimeOf(frame.get()) > target) && !last) continue;
         pending = got == 1;
         return true;
     }
