@@ -14,7 +14,8 @@ struct MovieCodecChoice {
     std::string title;
 };
 
-// The codecs of the format menu that this machine's FFmpeg can encode, in tag order.
+// The codecs of the format menu whose stored preset reads and whose encoder this machine's
+// FFmpeg has, in tag order.
 // Tags 4 and 9 hold the same codec; the menu offers tag 9 and leaves 4 out.
 std::vector<MovieCodecChoice> AvailableMovieCodecs();
 
