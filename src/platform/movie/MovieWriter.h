@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/Status.h"
+#include "platform/movie/CodecPreset.h"
+
+namespace ombrel {
+
+// What a movie is made of: the codec, the picture size, the rate and the timecode track.
+struct MovieWriterSettings {
+    CodecPreset preset;
+    int width = 0;
+    int height = 0;
+    bool alpha = false;  // frames are 16-bit RGBA, else 16-bit RGB
+    int rateNum = 24;    // frames per second as an exact fraction: 24000 / 1001 stays exact
+    int rateDen = 1;
+    int timeScale = 24000;      // ticks per second of the video track: the caller's, not the muxer's
+    int64_t timecodeStart = 0;  // first frame of the timecode track, counted at the rate rounded up
+    std::string reelName;       // the timecode track's source name
+};
+
+// Writes one QuickTime movie through an FFmpeg encoder and the mov muxer, into "__NAME.mov"
+// beside the target; renaming it to the target is the caller's. Frames are converted to the
+// preset's pixel format with BT.709 at limited range and tagged so. A failure, a cancel or a
+// writer that dies unclosed deletes the "__" file.
+class MovieWriter {
+public:
+    MovieWriter();
+    ~MovieWriter();
+    MovieWriter(const MovieWriter&) = delete;
+    MovieWriter& operator=(const MovieWriter&) = delete;
+
+    static std::string TemporaryPathFor(const std::string& target);
+
+    bool Open(const std::string& target, const MovieWriterSettings& settings);
+    // One frame of native-endian 16-bit samples, `rowBytes` apart; frame n lasts from n to n + 1
+    // frame durations.
+    bool WriteFrame(const uint16_t* pixels, size_t rowBytes);
+    // Flushes the encoder and finishes the file, which stays at temporaryPath().
+    bool Close();
+    void Cancel();
+
+    const std::string& temporaryPath() const { return tempPath_; }
+    int64_t framesWritten() const { return frames_; }
+    const Status& lastError() const { return error_; }
+
+private:
+    struct Av;
+    bool Fail(Status error);
+    bool Encode(bool flush);
+    void Discard();
+
+    std::unique_ptr<Av> av_;
+    std::string tempPath_;
+    int64_t frames_ = 0;
+    bool open_ = false;
+    Status error_;
+};
+
+// Proves that a preset can encode: writes a few frames at the smallest size its encoder takes
+// into a scratch folder, which goes afterwards.
+Status TestCodecPreset(const CodecPreset& preset);
+Status TestCodecPreset(int tag);
+// The factory tags, 0 to 9 without 4 (tag 9's codec again), whose test fails.
+std::vector<int> TestCodecs();
+
+}  // namespace ombrel
