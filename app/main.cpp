@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "CodecsCommand.h"
 #include "DemoCommand.h"
 #include "InfoCommand.h"
 #include "ProjectCommand.h"
@@ -31,6 +32,8 @@ int main(int argc, char** argv) {
     CLI::App* info = cli::AddInfoCommand(app, infoOptions);
     cli::DemoOptions demoOptions;
     CLI::App* demo = cli::AddDemoCommand(app, demoOptions);
+    cli::CodecsOptions codecsOptions;
+    CLI::App* codecs = cli::AddCodecsCommand(app, codecsOptions);
 
     try {
         app.parse(argc, argv);
@@ -52,6 +55,7 @@ int main(int argc, char** argv) {
     if (*project) return cli::RunProject(projectOptions);
     if (*info) return cli::RunInfo(infoOptions);
     if (*demo) return cli::RunDemo(demoOptions);
+    if (*codecs) return cli::RunCodecs(codecsOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;
 }

@@ -25,6 +25,8 @@ const TextCase kTextCases[] = {
     {"HelpProject", "project --help", "app/help-project.txt"},
     {"HelpProjectShow", "project show --help", "app/help-project-show.txt"},
     {"HelpDemo", "demo --help", "app/help-demo.txt"},
+    {"HelpCodecs", "codecs --help", "app/help-codecs.txt"},
+    {"CodecsJson", "codecs --json", "app/codecs.json"},
     {"InfoJson", "info --json {clip}", "app/info-basic-clip.json"},
     {"InfoTextOfExtractType2", "info --extract 2 {clip}", "app/info-basic-clip-extract2.txt"},
 };
