@@ -109,6 +109,18 @@ TEST_P(MovieWriterCodec, WritesWhatFFprobeReadsBack) {
 INSTANTIATE_TEST_SUITE_P(Codecs, MovieWriterCodec, ::testing::ValuesIn(kCodecs),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// 12288 ticks a second (a usual MP4's) at 24000/1001: 512.512 ticks a frame, so each frame starts at
+// its own rounded time and the durations add up instead of drifting.
+TEST(MovieWriter, TimeScaleTheRateDoesNotDivideKeepsEachFrameAtItsRoundedTime) {
+    test::TempDir dir;
+    MovieWriter w;
+    auto s = Settings(6, 64, 48);
+    s.timeScale = 12288;
+    ASSERT_TRUE(WriteMovie(w, dir / "clip.mov", s, 4)) << w.lastError().message();
+    EXPECT_EQ(Probe("-select_streams v -show_entries packet=pts,duration", w.temporaryPath()),
+              "pts=0|duration=513\npts=513|duration=512\npts=1025|duration=513\npts=1538|duration=512\n");
+}
+
 // Red at BT.709 and limited range is luma 64 + 876 x 0.2126 = 250; BT.601 would give 326, full range 217.
 TEST(MovieWriter, ConvertsWithBt709AtLimitedRange) {
     test::TempDir dir;
