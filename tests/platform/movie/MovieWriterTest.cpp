@@ -72,6 +72,9 @@ const Codec kCodecs[] = {
     {"ProRes4444", 9, "ap4h", 64, 48, "tv"},
 };
 
+// Names the row in test listings rather than its bytes.
+void PrintTo(const Codec& c, std::ostream* os) { *os << c.name; }
+
 class MovieWriterCodec : public ::testing::TestWithParam<Codec> {};
 
 // ffprobe, an independent reader, sees the codec, size, the caller's time scale, exact
@@ -147,6 +150,8 @@ const Failure kFailures[] = {
     {"DestroyedUnclosed", "", "", 3, ""},
 };
 
+void PrintTo(const Failure& f, std::ostream* os) { *os << f.name; }
+
 class MovieWriterFailure : public ::testing::TestWithParam<Failure> {};
 
 // Whatever stops a movie, its "__" file goes and no final file appears.
@@ -199,6 +204,8 @@ const BrokenPreset kBrokenPresets[] = {
     {"UnknownPixelFormat", "pixel_format", "pixel_format = yuv999", ": unknown pixel format \"yuv999\""},
     {"OptionWithoutValue", "options", "options = b=2M crf", ": option \"crf\" is not key=value"},
 };
+
+void PrintTo(const BrokenPreset& b, std::ostream* os) { *os << b.name; }
 
 class CodecPresetFile : public ::testing::TestWithParam<BrokenPreset> {};
 
