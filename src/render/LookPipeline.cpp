@@ -3,6 +3,7 @@
 #include "core/Log.h"
 #include "look/LutManager.h"
 #include "look/grain/GrainManager.h"
+#include "sources/QTRenderSource.h"
 
 namespace ombrel {
 
@@ -80,6 +81,8 @@ void InstallLookPipeline(LookPipeline which) {
     };
     hooks.currentColorFormat = [] { return LutManager::Instance().currentColorFormat(); };
     SetRenderHooks(std::move(hooks));
+    // Movie sources grade their own frames, with a pipeline of the same kind.
+    RegisterMovieSource(which == LookPipeline::Cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL);
 }
 
 }  // namespace ombrel

@@ -15,7 +15,8 @@ namespace ombrel {
 enum class LookPipeline { OpenGL, Cpu };
 
 // Makes every render's look stage a ShaderProcessor of the chosen kind, and the grain cache
-// the source of each render's grain image. The other render hooks are kept.
+// the source of each render's grain image; movie files render through the movie source, with a
+// pipeline of the same kind. The other render hooks are kept.
 void InstallLookPipeline(LookPipeline which);
 
 // The look stage of one clip's render of raw frames.
