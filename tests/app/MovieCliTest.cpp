@@ -1,0 +1,190 @@
+// Movies through the real command line: numbered pictures of a long-GOP H.264 movie with
+// B-frames come out in order and exact, a render split into ranges equals the whole, the GPU
+// agrees with the CPU reference, and a truncated movie fails its clip while the next renders.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "CliSupport.h"
+#include "support/FrameFiles.h"
+
+namespace ombrel {
+namespace {
+
+using namespace clitest;
+
+bool Ffmpeg(const std::string& args, const std::string& out) {
+    const std::string cmd = "ffmpeg -nostdin -hide_banner -loglevel error -y " + args + " " + Quoted(out);
+    const int rc = std::system(cmd.c_str());
+    EXPECT_EQ(rc, 0) << cmd;
+    return rc == 0;
+}
+
+// Nine pictures, each a level of its own (16 + 24 per frame, with a ramp across): one I-frame,
+// then B, B, P in turn, so that decode order is not presentation order.
+std::string NumberedMovie(const std::string& path) {
+    Ffmpeg(
+        "-f lavfi -i \"nullsrc=s=64x48:r=24,geq=lum='16+N*24+mod(X\\,8)':cb=128:cr=128\" -frames:v 9 "
+        "-c:v libx264 -g 9 -bf 2 -x264-params b-adapt=0:scenecut=0 -pix_fmt yuv420p",
+        path);
+    return path;
+}
+
+// The image data of a DPX file. Its header names the first frame of the render's range, so
+// renders of different ranges compare by their pictures.
+std::string DpxImageData(const std::string& path) {
+    const std::string bytes = test::ReadWholeFile(path);
+    const bool big = bytes.starts_with("SDPX");
+    if (bytes.size() < 2080 || (!big && !bytes.starts_with("XPDS"))) return {};
+    uint32_t offset = 0;
+    for (int i = 0; i < 4; ++i) offset |= uint32_t(uint8_t(bytes[size_t(4 + i)])) << (big ? 24 - 8 * i : 8 * i);
+    return offset < bytes.size() ? bytes.substr(offset) : std::string();
+}
+
+// The 10-bit samples of a DPX frame: three to a 32-bit word, from the top bits down.
+std::vector<int> Samples(const std::string& path) {
+    const bool big = test::ReadWholeFile(path).starts_with("SDPX");
+    const std::string data = DpxImageData(path);
+    std::vector<int> out;
+    for (size_t at = 0; at + 4 <= data.size(); at += 4) {
+        uint32_t w = 0;
+        for (size_t i = 0; i < 4; ++i) w |= uint32_t(uint8_t(data[at + i])) << (big ? 24 - 8 * i : 8 * i);
+        for (int shift : {22, 12, 2}) out.push_back(int((w >> shift) & 0x3ff));
+    }
+    return out;
+}
+
+double Mean(const std::vector<int>& v) {
+    double sum = 0;
+    for (int x : v) sum += x;
+    return v.empty() ? 0.0 : sum / double(v.size());
+}
+
+std::string Frame(const std::string& folder, const std::string& name, int f) {
+    return folder + "/" + name + "." + test::Formatted("%06d", f) + ".dpx";
+}
+
+TEST(MovieCli, NumberedPicturesOfALongGopWithBFramesComeOutInOrderAndExact) {
+    test::TempDir dir;
+    const std::string movie = NumberedMovie(dir / "num.mov");
+    const auto types =
+        test::RunShell("ffprobe -v error -select_streams v -show_entries frame=pict_type -of csv " + Quoted(movie));
+    ASSERT_NE(types.output.find(",B"), std::string::npos) << "the movie must have B-frames: " << types.output;
+
+    for (const char* pipeline : {"", "--cpu "}) {
+        SCOPED_TRACE(*pipeline ? "CPU pipeline" : "GPU pipeline");
+        const std::string out = dir / (*pipeline ? "cpu" : "gpu");
+        const auto r = Ombrel("render " + std::string(pipeline) + "--out " + out + " " + movie);
+        ASSERT_EQ(r.status, 0) << r.output;
+        // A movie has no timecode of its own: its frames are numbered from 0.
+        const auto frames = DpxFrames(out + "/num");
+        ASSERT_EQ(frames.size(), 9u) << r.output;
+        EXPECT_EQ(frames.front(), "num.000000.dpx");
+        // Each picture is brighter than the one before: none repeated, none swapped.
+        double previous = -1.0;
+        for (int f = 0; f < 9; ++f) {
+            const double mean = Mean(Samples(Frame(out + "/num", "num", f)));
+            EXPECT_GT(mean, previous + 10.0) << "frame " << f;
+            previous = mean;
+        }
+        // A frame rendered alone comes from a seek to it; in the whole render it came by steps.
+        struct Row {
+            const char* name;
+            int frame;
+        } rows[] = {{"the I-frame", 0}, {"a B-frame", 2}, {"a P-frame", 3}, {"the last, a P-frame", 8}};
+        for (const Row& row : rows) {
+            SCOPED_TRACE(row.name);
+            const std::string alone = dir / ("alone" + std::to_string(row.frame) + (*pipeline ? "c" : "g"));
+            const std::string range = std::to_string(row.frame) + "-" + std::to_string(row.frame);
+            const auto one =
+                Ombrel("render " + std::string(pipeline) + "--frames " + range + " --out " + alone + " " + movie);
+            ASSERT_EQ(one.status, 0) << one.output;
+            EXPECT_EQ(DpxFrames(alone + "/num").size(), 1u);
+            EXPECT_TRUE(DpxImageData(Frame(alone + "/num", "num", row.frame)) ==
+                        DpxImageData(Frame(out + "/num", "num", row.frame)));
+        }
+    }
+}
+
+TEST(MovieCli, ARenderSplitIntoRangesEqualsTheWholeByteForByte) {
+    test::TempDir dir;
+    const std::string movie = NumberedMovie(dir / "num.mov");
+    ASSERT_EQ(Ombrel("render --out " + dir / "whole --frames 0-5 " + movie).status, 0);
+    ASSERT_EQ(Ombrel("render --out " + dir / "split --frames 0-2 " + movie).status, 0);
+    ASSERT_EQ(Ombrel("render --out " + dir / "split --frames 3-5 " + movie).status, 0);
+    ASSERT_EQ(DpxFrames(dir / "split/num"), DpxFrames(dir / "whole/num"));
+    ASSERT_EQ(DpxFrames(dir / "whole/num").size(), 6u);
+    for (int f = 0; f < 6; ++f) {
+        SCOPED_TRACE("frame " + std::to_string(f));
+        const std::string whole = DpxImageData(Frame(dir / "whole/num", "num", f));
+        EXPECT_FALSE(whole.empty());
+        EXPECT_TRUE(DpxImageData(Frame(dir / "split/num", "num", f)) == whole);
+    }
+}
+
+TEST(MovieCli, TheGpuAgreesWithTheCpuReferenceWithinTheLookTolerance) {
+    // The tolerance of the look pipeline's own GPU against CPU comparison, in 10-bit steps.
+    constexpr int kMaxError1023 = 2;
+    test::TempDir dir;
+    const std::string movie = dir / "bars.mov";
+    Ffmpeg("-f lavfi -i testsrc=size=96x54:rate=24 -frames:v 3 -c:v libx264 -pix_fmt yuv420p", movie);
+    struct Row {
+        const char* name;
+        const char* look;
+    } rows[] = {
+        {"the default film look", ""},
+        {"exposure and Kelvin run in the pipeline", "--exposure 1 --kelvin 3200 "},
+        {"a stock, grain and levels", "--stock 5213 --grain 2 --levels 0.05,0.45,0.95 "},
+    };
+    std::vector<int> defaultLook;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string gpu = dir / (std::string("gpu_") + row.name), cpu = dir / (std::string("cpu_") + row.name);
+        ASSERT_EQ(Ombrel("render " + std::string(row.look) + "--out " + Quoted(gpu) + " " + movie).status, 0);
+        ASSERT_EQ(Ombrel("render --cpu " + std::string(row.look) + "--out " + Quoted(cpu) + " " + movie).status, 0);
+        for (int f = 0; f < 3; ++f) {
+            const std::vector<int> g = Samples(Frame(gpu + "/bars", "bars", f));
+            const std::vector<int> c = Samples(Frame(cpu + "/bars", "bars", f));
+            ASSERT_EQ(g.size(), c.size());
+            ASSERT_GE(g.size(), 96u * 54u * 3u);
+            int worst = 0;
+            for (size_t i = 0; i < g.size(); ++i) worst = std::max(worst, std::abs(g[i] - c[i]));
+            EXPECT_LE(worst, kMaxError1023) << "frame " << f;
+        }
+        const std::vector<int> first = Samples(Frame(gpu + "/bars", "bars", 0));
+        if (defaultLook.empty())
+            defaultLook = first;
+        else
+            EXPECT_NE(first, defaultLook) << "the look options did not reach the movie's pipeline";
+    }
+}
+
+TEST(MovieCli, ATruncatedMovieFailsItsClipWithAMessageAndTheNextClipRenders) {
+    test::TempDir dir;
+    const std::string cut = dir / "cut.mov";
+    // The index first, so that the movie opens and names frames whose data is gone.
+    Ffmpeg(
+        "-f lavfi -i testsrc=size=64x48:rate=24 -frames:v 48 -c:v libx264 -g 12 -pix_fmt yuv420p "
+        "-movflags +faststart",
+        cut);
+    std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
+    const std::string good = NumberedMovie(dir / "good.mov");
+    for (const char* pipeline : {"", "--cpu "}) {
+        SCOPED_TRACE(*pipeline ? "CPU pipeline" : "GPU pipeline");
+        const std::string out = dir / (*pipeline ? "cpu" : "gpu");
+        const auto r = Ombrel("render " + std::string(pipeline) + "--out " + out + " " + cut + " " + good);
+        EXPECT_EQ(r.status, 1) << r.output;  // 124 would be a hang ended by the timeout
+        EXPECT_TRUE(Has(r, "of " + cut + " could not be decoded: ")) << r.output;
+        const size_t rendered = DpxFrames(out + "/cut").size();
+        EXPECT_GT(rendered, 0u);
+        EXPECT_LT(rendered, 48u);
+        EXPECT_EQ(DpxFrames(out + "/good").size(), 9u) << r.output;
+    }
+}
+
+}  // namespace
+}  // namespace ombrel
