@@ -1,22 +1,14 @@
 #include "model/OutputSettings.h"
 
-#include <array>
 #include <filesystem>
 
 #include "core/Paths.h"
+#include "platform/movie/CodecPreset.h"
 
 namespace ombrel {
-namespace {
-
-// Resource base names of the stored compression presets, by codec menu tag. The names of
-// tags 0 to 8 are the codec's four-character type read back to front; tag 9 reads forward.
-constexpr std::array<const char*, 10> kPresetResources = {"doci", "ncpa", "hcpa", "scpa", "h4pa",
-                                                          "1cva", "v4pm", "yuv2", "012v", "ap4h"};
-
-}  // namespace
 
 std::optional<std::string> OutputSettings::PresetResourceNameForTag(int tag) {
-    if (tag >= 0 && tag < static_cast<int>(kPresetResources.size())) return std::string(kPresetResources[tag]);
+    if (tag >= 0 && tag < kFactoryCodecTags) return CodecPresetBaseName(tag);
     if (tag >= 100 && tag <= 109) return "cust_" + std::to_string(tag - 100);
     return std::nullopt;
 }

@@ -14,8 +14,7 @@ extern "C" {
 namespace ombrel {
 namespace {
 
-// The codec's four characters read back to front, except tag 9, which reads forward; the model's
-// OutputSettings names the same files.
+// The codec's four characters read back to front, except tag 9, which reads forward.
 constexpr std::array<const char*, kFactoryCodecTags> kBaseNames = {"doci", "ncpa", "hcpa", "scpa", "h4pa",
                                                                    "1cva", "v4pm", "yuv2", "012v", "ap4h"};
 
