@@ -20,6 +20,7 @@
 #include "model/Gauge.h"
 #include "model/LookRanges.h"
 #include "model/SettingsManager.h"
+#include "platform/movie/CodecPreset.h"
 #include "render/LookPipeline.h"
 #include "render/RenderManager.h"
 
@@ -218,6 +219,37 @@ void PrintProgress(const std::string& style, const RenderManager& rm) {
 
 }  // namespace
 
+std::optional<int> CodecTagForName(const std::string& name) {
+    const auto lower = [](std::string t) {
+        for (char& c : t) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return t;
+    };
+    if (!name.empty() && name.find_first_not_of("0123456789") == std::string::npos) {
+        const int tag = name.size() <= 2 ? std::stoi(name) : -1;
+        if (tag >= 0 && tag < kFactoryCodecTags) return tag;
+        return std::nullopt;
+    }
+    // Tag 4 repeats tag 9's codec; a name finds the tag the menu offers.
+    for (int tag : {0, 1, 2, 3, 5, 6, 7, 8, 9}) {
+        CodecPreset preset;
+        if (!LoadCodecPreset(tag, &preset).ok()) continue;
+        if (name == preset.fourCC || lower(name) == lower(preset.title)) return tag;
+    }
+    return std::nullopt;
+}
+
+std::string LimitMovieSize(float* width, float* height) {
+    if (!(*width > 2048.0f || *height > 1152.0f)) return {};
+    char text[200];
+    std::snprintf(text, sizeof text,
+                  "Ombrel has a maximum Quicktime output size of 2K\n\nYou have currently selected %i x %i.\nYour "
+                  "output will instead be scaled to 2048 x 1152",
+                  static_cast<int>(*width), static_cast<int>(*height));
+    *width = 2048.0f;
+    *height = 1152.0f;
+    return text;
+}
+
 void ApplyLookOptions(const RenderOptions& o, ClipSettings& look) {
     if (o.stock) look.setStockName(*o.stock);
     if (o.gauge) {
@@ -255,6 +287,8 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     CLI::App* render = app.add_subcommand("render", "Render clips with a film look");
     render->add_option("CLIP", o.clips, "Clips to render");
     render->add_option("--format", o.format, "Output format")->check(CLI::IsMember({"dpx", "tiff", "mov"}));
+    render->add_option("--codec", o.codec,
+                       "Movie codec by tag, four characters or title, as apch (default 5; see ombrel codecs)");
     render->add_option("--out", o.out, "Output folder (default ~/Documents/Ombrel/Render/)");
     auto* size = render->add_option("--size", o.size, "Output size WxH (default: the source's size)");
     render->add_option("--size-tag", o.sizeTag, "Output size by menu tag (0-7, 101)")
@@ -307,8 +341,21 @@ int RunRender(const RenderOptions& o) {
                      "ombrel render: name the clips to render, or a saved project with --project FILE (not both)\n");
         return kExitUsage;
     }
+    int codecTag = 5;
+    if (o.codec) {
+        const std::optional<int> tag = CodecTagForName(*o.codec);
+        if (o.format != "mov") {
+            std::fprintf(stderr, "ombrel render: --codec is for --format mov\n");
+            return kExitUsage;
+        }
+        if (!tag) {
+            std::fprintf(stderr, "ombrel render: --codec %s names no codec; see ombrel codecs\n", o.codec->c_str());
+            return kExitUsage;
+        }
+        codecTag = *tag;
+    }
     auto out = OutputSettings::Make();
-    out->SelectFormatMenuTag(o.format == "dpx" ? kFormatDpx : o.format == "tiff" ? kFormatTiff : 5);
+    out->SelectFormatMenuTag(o.format == "dpx" ? kFormatDpx : o.format == "tiff" ? kFormatTiff : codecTag);
     out->setOutputDirectory(ExpandTilde(o.out.value_or(RenderFolder())));
     OutputSize size;
     if (o.size && !ParseSize(*o.size, &size)) {
@@ -384,6 +431,14 @@ int RunRender(const RenderOptions& o) {
         int exitCode = kExitFailed;
         if (!(project = ProjectRender::Load(o, *out, &exitCode))) return exitCode;
         out = project->output();
+    }
+    if (out->format() == kFormatMovie && out->resize()) {
+        OutputSize chosen = out->size();
+        if (const std::string why = LimitMovieSize(&chosen.width, &chosen.height); !why.empty()) {
+            std::fprintf(stderr, "ombrel render: Quicktime Size Limit: %s\n", why.c_str());
+            out->setSize(chosen);
+            out->setOutputSizeTag(SettingsManager::TagForSize(chosen));
+        }
     }
 
     InstallLookPipeline(o.cpu ? LookPipeline::Cpu : LookPipeline::OpenGL);

@@ -23,6 +23,7 @@ enum ExitCode : int { kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitCancell
 struct RenderOptions {
     std::vector<std::string> clips;
     std::string format = "dpx";
+    std::optional<std::string> codec;  // --codec TAG|FOURCC|NAME of a movie
     std::optional<std::string> out;
     std::optional<std::string> size;
     std::optional<int> sizeTag;
@@ -55,6 +56,12 @@ struct RenderOptions {
 CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& options);
 // Puts the look options that were given on a clip's record; they were checked when read.
 void ApplyLookOptions(const RenderOptions& options, ClipSettings& look);
+// The codec menu tag that --codec names: a tag, a four-character code or a preset's title
+// (either case); nullopt for none.
+std::optional<int> CodecTagForName(const std::string& name);
+// The 2K rule of movies: a chosen size above 2048 x 1152 becomes 2048 x 1152, with the
+// message that says so (empty when the size stands).
+std::string LimitMovieSize(float* width, float* height);
 // Runs a parsed render command: queues the clips and renders them. Returns an exit code.
 int RunRender(const RenderOptions& options);
 

@@ -6,6 +6,7 @@
 #include "render/FrameSequenceRenderer.h"
 #include "render/RenderManager.h"
 #include "render/dpx/DpxFile.h"
+#include "render/movie/QuicktimeRenderer.h"
 #include "render/tiff/TiffFile.h"
 
 namespace ombrel {
@@ -30,6 +31,7 @@ void RegisterDefaultRenderers() {
     // The format renderers of this build register here, one line each.
     RegisterRendererMaker(kFormatTiff, SequenceOf<TiffFormat>);
     RegisterRendererMaker(kFormatDpx, SequenceOf<DpxFormat>);
+    RegisterRendererMaker(kFormatMovie, MakeQuicktimeRenderer);
     RegisterCompactTiffWriter();
     RenderManager::Instance().setRendererFactory([](int format) { return MakeRendererForFormat(format); });
 }

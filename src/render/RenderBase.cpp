@@ -76,6 +76,11 @@ bool RenderBase::ShouldCancel() const {
     return m && m->ShouldCancel();
 }
 
+void RenderBase::CancelRender(const std::string& reason) const {
+    FailItem(reason);
+    if (RenderManager* m = renderManager_.load()) m->CancelRender(reason);
+}
+
 void RenderBase::FailItem(const std::string& message) const {
     if (currentRenderItem_)
         currentRenderItem_->Fail(message);
@@ -511,6 +516,10 @@ void RenderBase::RenderQTFrameSequenceStartingEnding(int first, int last) {
         FailItem("The movie source of " + sourcePath_ + " could not be set up for rendering");
         return;
     }
+    if (KeepsMovieLength()) {
+        setup.useFrameFlags = false;
+        setup.frameFlags.clear();
+    }
     if (!BeginFrameSequence(setup, first, last)) return;
     bool completed = false;
     {
@@ -562,6 +571,10 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
         if (setup.useFrameFlags && !setup.FrameFlagged(f)) {
             // The counters move in frame order: the frame in hand is counted first.
             if (writer && !writer->Wait()) return false;
+            if (KeepsMovieLength()) {
+                if (ShouldCancel() || !WriteAndCountFrame(setup, f, nullptr)) return false;
+                continue;
+            }
             // Skipped frames move the clip's own counter only.
             clip.setFramesRendered(static_cast<float>(f + 1));
             if (f == last) PostFramesRendered(f);

@@ -150,6 +150,11 @@ protected:
     virtual void WriteFrame(RenderSetup& setup, int frame, uint8_t* buffer);
     // Once per clip after the loop; `completed` is false after a cancel or a failure.
     virtual void EndFrameSequence(const RenderSetup& setup, bool completed);
+    // A movie keeps its length: a raw clip's frames that the snippets leave out reach
+    // WriteFrame with a null buffer, and a movie source renders every frame of the range.
+    virtual bool KeepsMovieLength() const { return false; }
+    // Stops the whole run; the item fails with the reason.
+    void CancelRender(const std::string& reason) const;
 
     // The files of a frame as the frame sequences name them: "%@%06i.<extension>" of the
     // prefix and the frame's number, under "S%04i" of each snippet job that holds it when

@@ -198,8 +198,7 @@ void RenderManager::RenderThread() {
             item->Fail("The clip's frames cannot be rendered: " + pointsFault);
         } else if (!renderer) {
             const int format = item->outputSettings()->format();
-            item->Fail(format == 0 ? std::string("This build cannot write movies; render to TIFF or DPX")
-                                   : "No renderer for output format " + std::to_string(format) + " in this build");
+            item->Fail("No renderer for output format " + std::to_string(format) + " in this build");
         } else if (renderer->LoadSettingsForRenderManagerItem(item)) {
             renderer->setRenderManager(this);
             if (auto top = SettingsManager::Instance().SettingsForClip(item->filePath())) top->setAcquired(true);

@@ -211,9 +211,10 @@ TEST_F(RenderManagerTest, ARunRendersEveryClipInOrderAndReportsOnTheMainThread) 
     auto cannotOpen = Item("B001_C001_0101AB_001.R3D", 12);
     auto noAspect = Item("B001_C002_0101AB_001.R3D", 12);
     auto noRenderer = Item("B001_C004_0101AB_001.R3D", 3);
-    auto movieOut = OutputSettings::Make();
-    movieOut->setOutputDirectory(dir_.path());
-    noRenderer->setOutputSettings(movieOut);
+    auto unknownOut = OutputSettings::Make();
+    unknownOut->setOutputDirectory(dir_.path());
+    unknownOut->setFormat(99);
+    noRenderer->setOutputSettings(unknownOut);
     auto inOut = Item("B001_C003_0101AB_001.R3D", 30);
     inOut->settings()->setUserFrameIn(10);
     inOut->settings()->setUserFrameOut(20);
@@ -235,7 +236,7 @@ TEST_F(RenderManagerTest, ARunRendersEveryClipInOrderAndReportsOnTheMainThread) 
 
     EXPECT_NE(cannotOpen->errorMessage().find("refuses to open"), std::string::npos) << cannotOpen->errorMessage();
     EXPECT_EQ(noAspect->errorMessage(), "Render source aspect width was 0");
-    EXPECT_NE(noRenderer->errorMessage().find("This build cannot write movies"), std::string::npos)
+    EXPECT_NE(noRenderer->errorMessage().find("No renderer for output format 99"), std::string::npos)
         << noRenderer->errorMessage();
     EXPECT_FALSE(first->errorState() || inOut->errorState());
     EXPECT_EQ(FilesIn(Out("B001_C000_0101AB")).size(), 12u);

@@ -132,6 +132,7 @@ bool MovieWriter::Open(const std::string& target, const MovieWriterSettings& s) 
     RouteFFmpegLogging();
     error_ = OkStatus();
     frames_ = 0;
+    stamps_.clear();
     tempPath_.clear();
     const CodecPreset& p = s.preset;
     if (s.width <= 0 || s.height <= 0 || s.rateNum <= 0 || s.rateDen <= 0 || s.timeScale <= 0)
@@ -233,6 +234,12 @@ bool MovieWriter::WriteFrame(const uint16_t* pixels, size_t rowBytes) {
     return Encode(false);
 }
 
+bool MovieWriter::WriteFrameAt(const uint16_t* pixels, size_t rowBytes, int64_t timeStamp, int64_t duration) {
+    if (!open_) return false;
+    stamps_.emplace_back(timeStamp, duration);
+    return WriteFrame(pixels, rowBytes);
+}
+
 bool MovieWriter::Encode(bool flush) {
     AVCodecContext* c = av_->codec.get();
     if (int rc = avcodec_send_frame(c, flush ? nullptr : av_->frame.get()); rc < 0)
@@ -246,9 +253,22 @@ bool MovieWriter::Encode(bool flush) {
         // Each packet is one frame: its duration is where the next frame starts, so that a rate
         // that does not divide the time scale still adds up.
         const int64_t pts = pkt->pts;
+        const int64_t frameDts = pkt->dts == AV_NOPTS_VALUE ? pts : pkt->dts;
         pkt->pts = av_rescale_q(pts, c->time_base, tb);
         pkt->dts = av_rescale_q(pkt->dts, c->time_base, tb);
         pkt->duration = av_rescale_q(pts + 1, c->time_base, tb) - pkt->pts;
+        if (!stamps_.empty()) {
+            // Frame numbers to the caller's stamps; a decode time before frame 0 (B-frames) goes
+            // back in steps of the first duration.
+            const auto stamp = [this](int64_t n) {
+                return n >= 0 && n < static_cast<int64_t>(stamps_.size()) ? stamps_[static_cast<size_t>(n)].first
+                                                                          : n * stamps_.front().second;
+            };
+            pkt->pts = stamp(pts);
+            pkt->dts = stamp(frameDts);
+            if (pts >= 0 && pts < static_cast<int64_t>(stamps_.size()))
+                pkt->duration = stamps_[static_cast<size_t>(pts)].second;
+        }
         pkt->stream_index = av_->stream->index;
         rc = av_interleaved_write_frame(av_->format.get(), pkt);
         if (rc < 0) return Fail(AvError("writing " + tempPath_, rc));

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/Status.h"
@@ -41,6 +42,9 @@ public:
     // One frame of native-endian 16-bit samples, `rowBytes` apart; frame n lasts from n to n + 1
     // frame durations.
     bool WriteFrame(const uint16_t* pixels, size_t rowBytes);
+    // As WriteFrame, at a time stamp and for a duration of the caller's, in ticks of the time
+    // scale. A movie takes one form or the other for all its frames.
+    bool WriteFrameAt(const uint16_t* pixels, size_t rowBytes, int64_t timeStamp, int64_t duration);
     // Flushes the encoder and finishes the file, which stays at temporaryPath().
     bool Close();
     void Cancel();
@@ -58,6 +62,7 @@ private:
     std::unique_ptr<Av> av_;
     std::string tempPath_;
     int64_t frames_ = 0;
+    std::vector<std::pair<int64_t, int64_t>> stamps_;  // time stamp and duration by frame, if the caller's
     bool open_ = false;
     Status error_;
 };
