@@ -126,6 +126,32 @@ TEST(MovieWriter, TimeScaleTheRateDoesNotDivideKeepsEachFrameAtItsRoundedTime) {
               "pts=0|duration=513\npts=513|duration=512\npts=1025|duration=513\npts=1538|duration=512\n");
 }
 
+// The caller's time stamps go into the movie as given, also for H.264, whose B-frames come
+// out of order and decode before frame 0.
+TEST(MovieWriter, CallersTimeStampsAreKeptInPresentationOrder) {
+    struct Row {
+        const char* name;
+        int tag;
+    } rows[] = {{"ProRes", 2}, {"H.264 with B-frames", 5}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        test::TempDir dir;
+        MovieWriter w;
+        auto s = Settings(row.tag, 64, 48);
+        s.timeScale = 1000;
+        const auto px = Picture(64, 48, 3);
+        ASSERT_TRUE(w.Open(dir / "clip.mov", s));
+        const int64_t stamps[] = {0, 41, 83, 125, 166};  // 41.7 ticks a frame, truncated
+        for (int64_t t : stamps) ASSERT_TRUE(w.WriteFrameAt(px.data(), 64 * 6, t, 41)) << w.lastError().message();
+        ASSERT_TRUE(w.Close()) << w.lastError().message();
+        std::istringstream packets(Probe("-select_streams v -show_entries packet=pts", w.temporaryPath()));
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(packets, line);) lines.push_back(line);
+        std::sort(lines.begin(), lines.end());
+        EXPECT_EQ(lines, (std::vector<std::string>{"pts=0", "pts=125", "pts=166", "pts=41", "pts=83"}));
+    }
+}
+
 // Red at BT.709 and limited range is luma 64 + 876 x 0.2126 = 250; BT.601 would give 326, full range 217.
 TEST(MovieWriter, ConvertsWithBt709AtLimitedRange) {
     test::TempDir dir;
