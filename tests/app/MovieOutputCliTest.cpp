@@ -99,6 +99,13 @@ TEST_P(MovieOutputCli, RendersTheClipIntoAMovieThatFFprobeReadsBack) {
     EXPECT_NE(tmcd.find("00000010: 1800"), std::string::npos) << tmcd;
     EXPECT_NE(tmcd.find("tag:reel_name=A001_C001_0101AB_001.R3D|tag:timecode=11:22:33:12"), std::string::npos) << tmcd;
     EXPECT_TRUE(fs::exists(dir / "mov/A001_C001_0101AB.au")) << "the sound stays beside the movie";
+    // And goes into it whole, sample for sample: 2002 a frame.
+    EXPECT_EQ(Probe("-select_streams a -show_entries stream=codec_name,sample_rate,channels,duration_ts", movie),
+              "codec_name=pcm_s32be|sample_rate=48000|channels=2|duration_ts=6006\n");
+    const auto pcm =
+        test::RunShell("ffmpeg -v error -i '" + movie + "' -map 0:a -c copy -f s32be - | md5sum; tail -c +29 '" +
+                       std::string(dir / "mov/A001_C001_0101AB.au") + "' | md5sum");
+    EXPECT_EQ(pcm.output.substr(0, 32), pcm.output.substr(pcm.output.find('\n') + 1, 32)) << pcm.output;
     EXPECT_FALSE(fs::exists(dir / "mov/__A001_C001_0101AB.mov"));
 
     const auto dpx =
@@ -165,6 +172,22 @@ TEST(MovieOutputCliOptions, CodecNamesAndRefusals) {
         EXPECT_TRUE(Has(r, row.says)) << r.output;
         EXPECT_FALSE(fs::exists(dir / "out/A001_C001_0101AB.mov"));
     }
+}
+
+// Frames 1 to 2 of the clip get their sound, cut at the sample: 2002 sample frames each of
+// 8 bytes (two channels of 32 bits), from the second frame's first sample.
+TEST(MovieOutputCliOptions, APartOfTheClipGetsItsPartOfTheSound) {
+    test::TempDir dir;
+    const std::string clip = SmoothClip(dir / "A001_C001_0101AB_001.R3D", 32, 16, 4);
+    const auto r = Ombrel("render --format mov --frames 1-2 --out " + Quoted(dir / "mov") + " " + Quoted(clip));
+    ASSERT_EQ(r.status, 0) << r.output;
+    const std::string movie = dir / "mov/A001_C001_0101AB.mov";
+    EXPECT_EQ(Probe("-select_streams a -show_entries stream=duration_ts", movie), "duration_ts=4004\n");
+    const auto pcm =
+        test::RunShell("ffmpeg -v error -i '" + movie + "' -map 0:a -c copy -f s32be - | md5sum; tail -c +" +
+                       std::to_string(28 + 2002 * 8 + 1) + " '" + std::string(dir / "mov/A001_C001_0101AB.au") +
+                       "' | head -c " + std::to_string(4004 * 8) + " | md5sum");
+    EXPECT_EQ(pcm.output.substr(0, 32), pcm.output.substr(pcm.output.find('\n') + 1, 32)) << pcm.output;
 }
 
 }  // namespace

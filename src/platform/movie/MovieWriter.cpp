@@ -12,6 +12,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -92,6 +93,13 @@ struct MovieWriter::Av {
     PacketPtr packet;
     int width = 0;
     int height = 0;
+    AVRational rate{24, 1};
+    AVStream* audio = nullptr;
+    std::ifstream au;
+    int auFrameBytes = 0;  // bytes of one sample of every channel
+    int auRate = 0;
+    int64_t auSamples = 0;  // copied so far
+    int64_t auEnd = -1;     // samples to copy; -1: all
 };
 
 MovieWriter::MovieWriter() = default;
@@ -150,6 +158,7 @@ bool MovieWriter::Open(const std::string& target, const MovieWriterSettings& s) 
     av_->height = s.height;
     AVRational rate{};
     av_reduce(&rate.num, &rate.den, s.rateNum, s.rateDen, INT32_MAX);
+    av_->rate = rate;
 
     AVFormatContext* fc = nullptr;
     if (int rc = avformat_alloc_output_context2(&fc, nullptr, "mov", tempPath_.c_str()); rc < 0)
@@ -194,6 +203,14 @@ bool MovieWriter::Open(const std::string& target, const MovieWriterSettings& s) 
     av_dict_set(&st->metadata, "timecode", TimecodeText(s.timecodeStart, fps).c_str(), 0);
     if (!s.reelName.empty()) av_dict_set(&st->metadata, "reel_name", s.reelName.c_str(), 0);
 
+    if (!s.audioPath.empty()) {
+        if (Status a = AddAudioTrack(s.audioPath); !a.ok()) return Fail(a);
+        const auto samples = [&](int64_t frames) {
+            return av_rescale(frames, int64_t(rate.den) * av_->auRate, rate.num);
+        };
+        av_->au.seekg(samples(s.audioFirstFrame) * av_->auFrameBytes, std::ios::cur);
+        av_->auEnd = s.audioFrames < 0 ? -1 : samples(s.audioFirstFrame + s.audioFrames) - samples(s.audioFirstFrame);
+    }
     if (int rc = avio_open(&fc->pb, tempPath_.c_str(), AVIO_FLAG_WRITE); rc < 0)
         return Fail(AvError("cannot write " + tempPath_, rc));
     AVDictionary* muxing = nullptr;
@@ -231,7 +248,64 @@ bool MovieWriter::WriteFrame(const uint16_t* pixels, size_t rowBytes) {
     const int stride[1] = {static_cast<int>(rowBytes)};
     sws_scale(av_->sws.get(), src, stride, 0, av_->height, f->data, f->linesize);
     f->pts = frames_++;
-    return Encode(false);
+    // The sound keeps pace with the pictures, so the muxer interleaves them as they come.
+    return Encode(false) && WriteAudioUpTo(av_rescale(frames_, int64_t(av_->rate.den) * av_->auRate, av_->rate.num));
+}
+
+Status MovieWriter::AddAudioTrack(const std::string& path) {
+    Av& a = *av_;
+    a.au.open(path, std::ios::binary);
+    unsigned char h[24];
+    if (!a.au.read(reinterpret_cast<char*>(h), sizeof h) || std::memcmp(h, ".snd", 4) != 0)
+        return InvalidError(path + " is not a Sun audio file");
+    const auto be32 = [&](int at) {
+        return static_cast<uint32_t>(h[at]) << 24 | static_cast<uint32_t>(h[at + 1]) << 16 |
+               static_cast<uint32_t>(h[at + 2]) << 8 | h[at + 3];
+    };
+    const uint32_t offset = be32(4), encoding = be32(12), rate = be32(16), channels = be32(20);
+    // Linear PCM of 16, 24 and 32 bits: encodings 3, 4 and 5.
+    const AVCodecID codecs[] = {AV_CODEC_ID_PCM_S16BE, AV_CODEC_ID_PCM_S24BE, AV_CODEC_ID_PCM_S32BE};
+    if (encoding < 3 || encoding > 5 || rate == 0 || rate > 768000 || channels == 0 || channels > 64)
+        return UnsupportedError(path + ": sound of encoding " + std::to_string(encoding) + " is not copied");
+    a.au.seekg(offset);
+    AVStream* st = avformat_new_stream(a.format.get(), nullptr);
+    if (!st) return NoMemoryError("no memory for the sound track");
+    const int bytes = static_cast<int>(encoding) - 1;
+    st->codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
+    st->codecpar->codec_id = codecs[encoding - 3];
+    st->codecpar->sample_rate = static_cast<int>(rate);
+    av_channel_layout_default(&st->codecpar->ch_layout, static_cast<int>(channels));
+    st->codecpar->bits_per_coded_sample = bytes * 8;
+    st->codecpar->block_align = bytes * static_cast<int>(channels);
+    st->time_base = AVRational{1, static_cast<int>(rate)};
+    a.audio = st;
+    a.auFrameBytes = st->codecpar->block_align;
+    a.auRate = static_cast<int>(rate);
+    return OkStatus();
+}
+
+bool MovieWriter::WriteAudioUpTo(int64_t endSample) {
+    Av& a = *av_;
+    if (!a.audio) return true;
+    if (a.auEnd >= 0) endSample = endSample < 0 ? a.auEnd : std::min(endSample, a.auEnd);
+    constexpr int64_t kChunk = 4800;
+    while ((endSample < 0 || a.auSamples < endSample) && a.au) {
+        const int64_t want = endSample < 0 ? kChunk : std::min(kChunk, endSample - a.auSamples);
+        PacketPtr pkt(av_packet_alloc());
+        if (!pkt || av_new_packet(pkt.get(), static_cast<int>(want * a.auFrameBytes)) < 0)
+            return Fail(NoMemoryError("no memory for sound"));
+        a.au.read(reinterpret_cast<char*>(pkt->data), want * a.auFrameBytes);
+        const int64_t got = a.au.gcount() / a.auFrameBytes;
+        if (got <= 0) break;
+        av_shrink_packet(pkt.get(), static_cast<int>(got * a.auFrameBytes));
+        pkt->pts = pkt->dts = a.auSamples;
+        pkt->duration = got;
+        pkt->stream_index = a.audio->index;
+        a.auSamples += got;
+        if (int rc = av_interleaved_write_frame(a.format.get(), pkt.get()); rc < 0)
+            return Fail(AvError("writing the sound of " + tempPath_, rc));
+    }
+    return true;
 }
 
 bool MovieWriter::WriteFrameAt(const uint16_t* pixels, size_t rowBytes, int64_t timeStamp, int64_t duration) {
@@ -277,7 +351,7 @@ bool MovieWriter::Encode(bool flush) {
 
 bool MovieWriter::Close() {
     if (!open_) return false;
-    if (!Encode(true)) return false;
+    if (!Encode(true) || !WriteAudioUpTo(-1)) return false;
     if (int rc = av_write_trailer(av_->format.get()); rc < 0) return Fail(AvError("finishing " + tempPath_, rc));
     if (int rc = avio_closep(&av_->format->pb); rc < 0) return Fail(AvError("closing " + tempPath_, rc));
     if (Status s = SetTimecodeWrapFlag(tempPath_); !s.ok()) return Fail(s);

@@ -133,6 +133,17 @@ bool QuicktimeRenderer::SetupMovieExporter(const RenderSetup& setup, SetupMovieE
     const TimecodeValues tc = source.Timecode(0);
     s.timecodeStart = (static_cast<int64_t>(tc.hours) * 3600 + tc.minutes * 60 + tc.seconds) * fpsUp + tc.frames;
     s.reelName = LastPathComponent(sourcePath());
+    // The sound of a raw clip stays beside the movie as a file of its own, and goes into it.
+    if (IsRawClip()) {
+        if (!source.ExtractAudio(args->audioPath)) LogWarn("The audio of {} was not extracted", sourcePath());
+        if (fs::exists(args->audioPath, ec)) s.audioPath = args->audioPath;
+        // A snippet render keeps all the sound, as its movie keeps the clip's length; a part of
+        // the clip gets its part of the sound.
+        if (!setup.clipSettings || !setup.clipSettings->hasSnippets()) {
+            s.audioFirstFrame = firstFrame_;
+            s.audioFrames = lastFrame_ - firstFrame_ + 1;
+        }
+    }
 
     movieExporter_ = std::make_unique<MovieWriter>();
     if (!movieExporter_->Open(args->finalPath, s)) {
@@ -144,12 +155,10 @@ bool QuicktimeRenderer::SetupMovieExporter(const RenderSetup& setup, SetupMovieE
     return true;
 }
 
-bool QuicktimeRenderer::BeginFrameSequence(const RenderSetup& setup, int /*first*/, int /*last*/) {
-    if (!SetupMovieExporter(setup, &args_)) return false;
-    // The sound of a raw clip stays beside the movie as a file of its own.
-    if (IsRawClip() && !renderSource()->ExtractAudio(args_.audioPath))
-        LogWarn("The audio of {} was not extracted", sourcePath());
-    return true;
+bool QuicktimeRenderer::BeginFrameSequence(const RenderSetup& setup, int first, int last) {
+    firstFrame_ = first;
+    lastFrame_ = last;
+    return SetupMovieExporter(setup, &args_);
 }
 
 MovieFrameTime QuicktimeRenderer::NextFrameTime(double* t, double step, int64_t n, bool rawClip) {

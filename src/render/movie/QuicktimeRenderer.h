@@ -72,6 +72,8 @@ private:
     bool IsRawClip() const;
 
     int codecTag_ = 5;
+    int firstFrame_ = 0;  // the rendered range, which the sound follows
+    int lastFrame_ = -1;
     CodecPreset preset_;
     std::unique_ptr<MovieWriter> movieExporter_;
     SetupMovieExporterArgs args_;
