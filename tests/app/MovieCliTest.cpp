@@ -1,9 +1,11 @@
 // Movies through the real command line: numbered pictures of a long-GOP H.264 movie with
 // B-frames come out in order, a render split into ranges equals the whole, the GPU
-// agrees with the CPU reference, and a truncated movie fails its clip while the next renders.
+// agrees with the CPU reference, a movie rendered to a movie keeps the picture of its DPX render,
+// and a truncated movie fails its clip while the next renders.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -141,6 +143,33 @@ TEST(MovieCli, TheGpuAgreesWithTheCpuReferenceWithinTheLookTolerance) {
             defaultLook = first;
         else
             EXPECT_NE(first, defaultLook) << "the look options did not reach the movie's pipeline";
+    }
+}
+
+// The movie output of a movie source against the DPX frames of the same render: the codec's
+// loss only. Picture and look decide the figure; 640 x 360 bars with the film look's grain.
+TEST(MovieCli, AMovieRenderedToAMovieKeepsThePictureOfItsDpxRender) {
+    test::TempDir dir;
+    const std::string movie = dir / "bars.mov";
+    Ffmpeg("-f lavfi -i testsrc2=size=640x360:rate=24 -frames:v 3 -c:v libx264 -pix_fmt yuv420p", movie);
+    ASSERT_EQ(Ombrel("render --out " + dir / "dpx " + movie).status, 0);
+    struct Row {
+        const char* codec;
+        double minPsnr;
+    } rows[] = {{"apch", 35.0}, {"ap4h", 44.0}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.codec);
+        const std::string out = dir / row.codec;
+        const auto r = Ombrel("render --format mov --codec " + std::string(row.codec) + " --out " + out + " " + movie);
+        ASSERT_EQ(r.status, 0) << r.output;
+        const auto psnr = test::RunShell("ffmpeg -nostdin -v info -i " + Quoted(out + "/bars.mov") + " -i " +
+                                         Quoted(dir / "dpx/bars/bars.%06d.dpx") +
+                                         " -lavfi '[0:v]format=rgb48le[a];[1:v]format=rgb48le[b];[a][b]psnr' -f null - "
+                                         "2>&1 | grep -o 'average:[0-9.]*'");
+        ASSERT_TRUE(psnr.output.starts_with("average:")) << psnr.output;
+        const double db = std::atof(psnr.output.c_str() + 8);
+        std::printf("PSNR of a movie source to %s against DPX: %.2f dB\n", row.codec, db);
+        EXPECT_GE(db, row.minPsnr);
     }
 }
 
