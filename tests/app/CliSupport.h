@@ -36,6 +36,18 @@ inline std::string WriteClip(const std::string& path, const sdktest::SdkClip& cl
     return path;
 }
 
+// The image data of a DPX file: from the offset its header names to the end (the header names
+// the render's first frame, so renders of different ranges compare by this). The magic tells
+// the byte order.
+inline std::string DpxImageData(const std::string& path) {
+    const std::string bytes = test::ReadWholeFile(path);
+    const bool big = bytes.starts_with("SDPX");
+    if (bytes.size() < 8 || (!big && !bytes.starts_with("XPDS"))) return {};
+    uint32_t offset = 0;
+    for (int i = 0; i < 4; ++i) offset |= uint32_t(uint8_t(bytes[size_t(4 + i)])) << (big ? 24 - 8 * i : 8 * i);
+    return offset < bytes.size() ? bytes.substr(offset) : std::string();
+}
+
 // The DPX frame names in a folder, sorted.
 inline std::vector<std::string> DpxFrames(const std::string& folder) {
     std::vector<std::string> out;

@@ -6,45 +6,27 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "CliSupport.h"
 #include "support/FrameFiles.h"
+#include "support/Movies.h"
 
 namespace ombrel {
 namespace {
 
 using namespace clitest;
 
-bool Ffmpeg(const std::string& args, const std::string& out) {
-    const std::string cmd = "ffmpeg -nostdin -hide_banner -loglevel error -y " + args + " " + Quoted(out);
-    const int rc = std::system(cmd.c_str());
-    EXPECT_EQ(rc, 0) << cmd;
-    return rc == 0;
-}
-
 // Nine pictures, each a level of its own (16 + 24 per frame, with a ramp across): one I-frame,
 // then B, B, P in turn, so that decode order is not presentation order.
 std::string NumberedMovie(const std::string& path) {
-    Ffmpeg(
+    test::MakeMovie(
         "-f lavfi -i \"nullsrc=s=64x48:r=24,geq=lum='16+N*24+mod(X\\,8)':cb=128:cr=128\" -frames:v 9 "
         "-c:v libx264 -g 9 -bf 2 -x264-params b-adapt=0:scenecut=0 -pix_fmt yuv420p",
         path);
     return path;
-}
-
-// The image data of a DPX file. Its header names the first frame of the render's range, so
-// renders of different ranges compare by their pictures.
-std::string DpxImageData(const std::string& path) {
-    const std::string bytes = test::ReadWholeFile(path);
-    const bool big = bytes.starts_with("SDPX");
-    if (bytes.size() < 2080 || (!big && !bytes.starts_with("XPDS"))) return {};
-    uint32_t offset = 0;
-    for (int i = 0; i < 4; ++i) offset |= uint32_t(uint8_t(bytes[size_t(4 + i)])) << (big ? 24 - 8 * i : 8 * i);
-    return offset < bytes.size() ? bytes.substr(offset) : std::string();
 }
 
 // The 10-bit samples of a DPX frame: three to a 32-bit word, from the top bits down.
@@ -114,7 +96,7 @@ TEST(MovieCli, TheGpuAgreesWithTheCpuReferenceWithinTheLookTolerance) {
     constexpr int kMaxError1023 = 2;
     test::TempDir dir;
     const std::string movie = dir / "bars.mov";
-    Ffmpeg("-f lavfi -i testsrc=size=96x54:rate=24 -frames:v 3 -c:v libx264 -pix_fmt yuv420p", movie);
+    test::MakeMovie("-f lavfi -i testsrc=size=96x54:rate=24 -frames:v 3 -c:v libx264 -pix_fmt yuv420p", movie);
     struct Row {
         const char* name;
         const char* look;
@@ -177,7 +159,7 @@ TEST(MovieCli, ATruncatedMovieFailsItsClipWithAMessageAndTheNextClipRenders) {
     test::TempDir dir;
     const std::string cut = dir / "cut.mov";
     // The index first, so that the movie opens and names frames whose data is gone.
-    Ffmpeg(
+    test::MakeMovie(
         "-f lavfi -i testsrc=size=64x48:rate=24 -frames:v 48 -c:v libx264 -g 12 -pix_fmt yuv420p "
         "-movflags +faststart",
         cut);

@@ -11,17 +11,6 @@ namespace {
 
 using namespace clitest;
 
-// The image data of a DPX file: from the offset its header names to the end. The magic tells
-// the byte order.
-std::string DpxImageData(const std::string& path) {
-    const std::string bytes = test::ReadWholeFile(path);
-    const bool big = bytes.starts_with("SDPX");
-    if (bytes.size() < 8 || (!big && !bytes.starts_with("XPDS"))) return {};
-    uint32_t offset = 0;
-    for (int i = 0; i < 4; ++i) offset |= uint32_t(uint8_t(bytes[size_t(4 + i)])) << (big ? 24 - 8 * i : 8 * i);
-    return offset < bytes.size() ? bytes.substr(offset) : std::string();
-}
-
 // What oiiotool says of a file, its runs of spaces made one.
 std::string OiioInfo(const std::string& path) {
     std::string text = test::RunShell("oiiotool --info " + Quoted(path)).output;

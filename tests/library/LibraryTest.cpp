@@ -4,7 +4,7 @@
 #include "library/FileParserHooks.h"
 #include "library/R3DFileMeta.h"
 #include "platform/movie/MovieProbe.h"
-#include "platform/movie/TestMovies.h"
+#include "support/Movies.h"
 #include "r3d/sdk/SdkClips.h"
 #include "support/RefFile.h"
 #include "support/TempDir.h"

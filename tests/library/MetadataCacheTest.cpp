@@ -1,6 +1,6 @@
 #include "library/MetadataCache.h"
 
-#include "platform/movie/TestMovies.h"
+#include "support/Movies.h"
 #include "r3d/sdk/SdkClips.h"
 #include "support/TempDir.h"
 

@@ -4,7 +4,6 @@
 // prefetch thread.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -13,16 +12,15 @@
 #include "model/ClipSettings.h"
 #include "platform/movie/MovieReader.h"
 #include "sources/QTRenderSource.h"
+#include "support/Movies.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
 
 std::string Movie(const test::TempDir& dir, const std::string& name, const std::string& args) {
-    const std::string path = dir / name;
-    const std::string cmd = "ffmpeg -nostdin -hide_banner -loglevel error -y " + args + " '" + path + "'";
-    EXPECT_EQ(std::system(cmd.c_str()), 0) << cmd;
-    return path;
+    test::MakeMovie(args, dir / name);
+    return dir / name;
 }
 
 // 24 frames of a long GOP with B-frames.

@@ -1,7 +1,7 @@
 #include "platform/movie/MovieProbe.h"
 
 #include "core/Log.h"
-#include "platform/movie/TestMovies.h"
+#include "support/Movies.h"
 #include "support/RefFile.h"
 #include "support/TempDir.h"
 

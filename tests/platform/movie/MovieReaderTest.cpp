@@ -1,7 +1,7 @@
 #include "platform/movie/MovieReader.h"
 
 #include "platform/movie/MovieProbe.h"
-#include "platform/movie/TestMovies.h"
+#include "support/Movies.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
