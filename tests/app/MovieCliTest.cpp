@@ -133,7 +133,7 @@ TEST(MovieCli, TheGpuAgreesWithTheCpuReferenceWithinTheLookTolerance) {
 TEST(MovieCli, AMovieRenderedToAMovieKeepsThePictureOfItsDpxRender) {
     test::TempDir dir;
     const std::string movie = dir / "bars.mov";
-    Ffmpeg("-f lavfi -i testsrc2=size=640x360:rate=24 -frames:v 3 -c:v libx264 -pix_fmt yuv420p", movie);
+    test::MakeMovie("-f lavfi -i testsrc2=size=640x360:rate=24 -frames:v 3 -c:v libx264 -pix_fmt yuv420p", movie);
     ASSERT_EQ(Ombrel("render --out " + dir / "dpx " + movie).status, 0);
     struct Row {
         const char* codec;
