@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "CliSupport.h"
+#include "support/Movies.h"
 
 namespace ombrel {
 namespace {
@@ -38,10 +39,6 @@ std::string SmoothClip(const std::string& path, uint32_t width, uint32_t height,
     }
     if (!ok || !w.Finish()) ADD_FAILURE() << path << ": " << w.Error();
     return path;
-}
-
-std::string Probe(const std::string& what, const std::string& path) {
-    return test::RunShell("ffprobe -v error " + what + " -of compact=p=0 '" + path + "'").output;
 }
 
 // The mean PSNR over all frames of a movie against a DPX sequence, in 16-bit RGB.
@@ -81,26 +78,24 @@ TEST_P(MovieOutputCli, RendersTheClipIntoAMovieThatFFprobeReadsBack) {
                           " " + Quoted(clip));
     ASSERT_EQ(r.status, 0) << r.output;
     const std::string movie = dir / "mov/A001_C001_0101AB.mov";
-    EXPECT_EQ(Probe("-select_streams v -show_entries stream=codec_tag_string,width,height,time_base,avg_frame_rate,"
+    EXPECT_EQ(
+        test::Probe("-select_streams v -show_entries stream=codec_tag_string,width,height,time_base,avg_frame_rate,"
                     "color_space,color_transfer,color_primaries",
                     movie),
-              std::string("codec_tag_string=") + row.fourCC +
-                  "|width=128|height=64|color_space=bt709|color_transfer=bt709|color_primaries=bt709|avg_frame_rate="
-                  "24000/1001|time_base=1/24000\n");
-    std::istringstream packets(Probe("-select_streams v -show_entries packet=pts,duration", movie));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(packets, line);) lines.push_back(line);
-    std::sort(lines.begin(), lines.end());
-    EXPECT_EQ(lines,
+        std::string("codec_tag_string=") + row.fourCC +
+            "|width=128|height=64|color_space=bt709|color_transfer=bt709|color_primaries=bt709|avg_frame_rate="
+            "24000/1001|time_base=1/24000\n");
+    EXPECT_EQ(test::SortedPackets(movie, "pts,duration"),
               (std::vector<std::string>{"pts=0|duration=1001", "pts=1001|duration=1001", "pts=2002|duration=1001"}));
-    const std::string tmcd = Probe("-select_streams d -show_data -show_entries stream=extradata:stream_tags", movie);
+    const std::string tmcd =
+        test::Probe("-select_streams d -show_data -show_entries stream=extradata:stream_tags", movie);
     // Flags (24-hour wrap), time scale 24000, frame duration 1001; then 24 frames a second.
     EXPECT_NE(tmcd.find("0000 0000 0000 0002 0000 5dc0 0000 03e9"), std::string::npos) << tmcd;
     EXPECT_NE(tmcd.find("00000010: 1800"), std::string::npos) << tmcd;
     EXPECT_NE(tmcd.find("tag:reel_name=A001_C001_0101AB_001.R3D|tag:timecode=11:22:33:12"), std::string::npos) << tmcd;
     EXPECT_TRUE(fs::exists(dir / "mov/A001_C001_0101AB.au")) << "the sound stays beside the movie";
     // And goes into it whole, sample for sample: 2002 a frame.
-    EXPECT_EQ(Probe("-select_streams a -show_entries stream=codec_name,sample_rate,channels,duration_ts", movie),
+    EXPECT_EQ(test::Probe("-select_streams a -show_entries stream=codec_name,sample_rate,channels,duration_ts", movie),
               "codec_name=pcm_s32be|sample_rate=48000|channels=2|duration_ts=6006\n");
     const auto pcm =
         test::RunShell("ffmpeg -v error -i '" + movie + "' -map 0:a -c copy -f s32be - | md5sum; tail -c +29 '" +
@@ -144,8 +139,8 @@ TEST(MovieOutputCliOptions, TheTwoKRuleScalesAChosenSizeAboveItOnly) {
                       "1152.\nYour output will instead be scaled to 2048 x 1152"),
                   row.warned)
             << r.output;
-        EXPECT_EQ(Probe("-select_streams v -show_entries stream=width,height",
-                        dir / (std::string(row.name) + "/A001_C001_0101AB.mov")),
+        EXPECT_EQ(test::Probe("-select_streams v -show_entries stream=width,height",
+                              dir / (std::string(row.name) + "/A001_C001_0101AB.mov")),
                   std::string(row.rendered) + "\n");
     }
 }
@@ -182,7 +177,7 @@ TEST(MovieOutputCliOptions, APartOfTheClipGetsItsPartOfTheSound) {
     const auto r = Ombrel("render --format mov --frames 1-2 --out " + Quoted(dir / "mov") + " " + Quoted(clip));
     ASSERT_EQ(r.status, 0) << r.output;
     const std::string movie = dir / "mov/A001_C001_0101AB.mov";
-    EXPECT_EQ(Probe("-select_streams a -show_entries stream=duration_ts", movie), "duration_ts=4004\n");
+    EXPECT_EQ(test::Probe("-select_streams a -show_entries stream=duration_ts", movie), "duration_ts=4004\n");
     const auto pcm =
         test::RunShell("ffmpeg -v error -i '" + movie + "' -map 0:a -c copy -f s32be - | md5sum; tail -c +" +
                        std::to_string(28 + 2002 * 8 + 1) + " '" + std::string(dir / "mov/A001_C001_0101AB.au") +

@@ -59,25 +59,6 @@ std::vector<double> FrameMeans(const std::string& path) {
     return means;
 }
 
-// The identity look stage that cancels the run once it has drawn one chosen frame.
-class CancellingProcessor : public IdentityFrameProcessor {
-public:
-    explicit CancellingProcessor(int cancelAfterDrawOf) : cancelAt_(cancelAfterDrawOf) {}
-    void SetGrainFrame(uint64_t seed, int64_t frame) override {
-        IdentityFrameProcessor::SetGrainFrame(seed, frame);
-        frame_ = frame;
-    }
-    bool RenderUsingR3DRenderBuffer(const FrameDrawParams& params) override {
-        const bool drawn = IdentityFrameProcessor::RenderUsingR3DRenderBuffer(params);
-        if (frame_ == cancelAt_) RenderManager::Instance().CancelRender("Cancelling at user's request");
-        return drawn;
-    }
-
-private:
-    int64_t cancelAt_;
-    int64_t frame_ = -1;
-};
-
 class MovieRendererTest : public test::SequenceRenderTest {
 protected:
     void SetUp() override {
@@ -177,7 +158,9 @@ TEST_F(MovieRendererTest, SnippetRenderOfMovieSourceWritesEveryFrame) {
 TEST_F(MovieRendererTest, CancelLeavesNoMovie) {
     test::ScopedTestPatternSources sources(Pattern(8));
     RenderHooks hooks;
-    hooks.makeFrameProcessor = [] { return std::unique_ptr<FrameProcessor>(std::make_unique<CancellingProcessor>(3)); };
+    hooks.makeFrameProcessor = [] {
+        return std::unique_ptr<FrameProcessor>(std::make_unique<test::CancellingProcessor>(3));
+    };
     SetRenderHooks(hooks);
     auto item = Item("A001_C001_0101AB_001.R3D", 8);
     Run({item});

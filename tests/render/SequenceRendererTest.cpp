@@ -218,25 +218,6 @@ TYPED_TEST(SequenceRendererTest, OverwriteDecidesEndToEnd_KeepsExistingAuWhenOut
 
 // ---- What a sequence holds when a frame cannot be written or the user cancels ------------
 
-// The identity look stage that cancels the run once it has drawn one chosen frame.
-class CancellingProcessor : public IdentityFrameProcessor {
-public:
-    explicit CancellingProcessor(int cancelAfterDrawOf) : cancelAt_(cancelAfterDrawOf) {}
-    void SetGrainFrame(uint64_t seed, int64_t frame) override {
-        IdentityFrameProcessor::SetGrainFrame(seed, frame);
-        frame_ = frame;
-    }
-    bool RenderUsingR3DRenderBuffer(const FrameDrawParams& params) override {
-        const bool drawn = IdentityFrameProcessor::RenderUsingR3DRenderBuffer(params);
-        if (frame_ == cancelAt_) RenderManager::Instance().CancelRender("Cancelling at user's request");
-        return drawn;
-    }
-
-private:
-    int64_t cancelAt_;
-    int64_t frame_ = -1;
-};
-
 template <typename Traits>
 class FrameWriteDecisions : public SequenceRendererTest<Traits> {};
 TYPED_TEST_SUITE(FrameWriteDecisions, Formats, FormatNames);
@@ -282,7 +263,7 @@ TYPED_TEST(FrameWriteDecisions, KeepsFramesWrittenOnTheirOwnThread_ConsistentWhe
         test::ScopedTestPatternSources sources(config, log);
         RenderHooks hooks;
         hooks.makeFrameProcessor = [at = row.cancelAfterDrawOf] {
-            return std::unique_ptr<FrameProcessor>(std::make_unique<CancellingProcessor>(at));
+            return std::unique_ptr<FrameProcessor>(std::make_unique<test::CancellingProcessor>(at));
         };
         SetRenderHooks(hooks);
         auto later = this->Item("A001_C002_0101AB_001.R3D", config.frames);

@@ -5,9 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <sstream>
 #include <string>
+#include <vector>
 
+#include "support/Shell.h"
 #include "support/TempDir.h"
 
 namespace ombrel::test {
@@ -38,6 +42,21 @@ inline bool PatchBytes(const std::string& path, const std::string& after, const 
     if (at == std::string::npos) return false;
     WriteWholeFile(path, bytes.replace(at, from.size(), to));
     return true;
+}
+
+// What ffprobe says of a file's `what` (e.g. "-select_streams v -show_entries stream=width"),
+// one line a record, fields as "key=value|key=value".
+inline std::string Probe(const std::string& what, const std::string& path) {
+    return RunShell("ffprobe -v error " + what + " -of compact=p=0 '" + path + "'").output;
+}
+
+// The video packets' `fields` ("pts,duration"), sorted: B-frames leave the file out of order.
+inline std::vector<std::string> SortedPackets(const std::string& path, const std::string& fields) {
+    std::istringstream packets(Probe("-select_streams v -show_entries packet=" + fields, path));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(packets, line);) lines.push_back(line);
+    std::sort(lines.begin(), lines.end());
+    return lines;
 }
 
 }  // namespace ombrel::test

@@ -12,6 +12,7 @@
 #include "core/MainQueue.h"
 #include "model/SettingsManager.h"
 #include "render/DefaultRenderers.h"
+#include "render/FrameProcessor.h"
 #include "render/RenderManager.h"
 #include "sources/testing/TestPatternSource.h"
 #include "support/FileFaults.h"
@@ -84,6 +85,25 @@ protected:
 
     TempDir dir_;
     OutputSettingsPtr out_;
+};
+
+// The identity look stage that cancels the run once it has drawn one chosen frame.
+class CancellingProcessor : public IdentityFrameProcessor {
+public:
+    explicit CancellingProcessor(int cancelAfterDrawOf) : cancelAt_(cancelAfterDrawOf) {}
+    void SetGrainFrame(uint64_t seed, int64_t frame) override {
+        IdentityFrameProcessor::SetGrainFrame(seed, frame);
+        frame_ = frame;
+    }
+    bool RenderUsingR3DRenderBuffer(const FrameDrawParams& params) override {
+        const bool drawn = IdentityFrameProcessor::RenderUsingR3DRenderBuffer(params);
+        if (frame_ == cancelAt_) RenderManager::Instance().CancelRender("Cancelling at user's request");
+        return drawn;
+    }
+
+private:
+    int64_t cancelAt_;
+    int64_t frame_ = -1;
 };
 
 }  // namespace ombrel::test

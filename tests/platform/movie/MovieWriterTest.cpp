@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "support/Movies.h"
 #include "support/Shell.h"
 #include "support/TempDir.h"
 
@@ -49,10 +50,6 @@ bool WriteMovie(MovieWriter& w, const std::string& target, const MovieWriterSett
     return ok && w.Close();
 }
 
-std::string Probe(const std::string& what, const std::string& path) {
-    return test::RunShell("ffprobe -v error " + what + " -of compact=p=0 '" + path + "'").output;
-}
-
 struct Codec {
     const char* name;
     int tag;
@@ -93,20 +90,18 @@ TEST_P(MovieWriterCodec, WritesWhatFFprobeReadsBack) {
     video << "codec_tag_string=" << c.fourCC << "|width=" << c.width << "|height=" << c.height
           << "|color_range=" << c.range << "|color_space=bt709|color_transfer=bt709|color_primaries=bt709"
           << "|avg_frame_rate=24000/1001|time_base=1/24000\n";
-    EXPECT_EQ(Probe("-select_streams v -show_entries stream=codec_tag_string,width,height,color_range,color_space,"
+    EXPECT_EQ(
+        test::Probe("-select_streams v -show_entries stream=codec_tag_string,width,height,color_range,color_space,"
                     "color_transfer,color_primaries,avg_frame_rate,time_base",
                     movie),
-              video.str());
+        video.str());
     // In presentation order: H.264's B-frames come out of order.
-    std::istringstream packets(Probe("-select_streams v -show_entries packet=pts,duration", movie));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(packets, line);) lines.push_back(line);
-    std::sort(lines.begin(), lines.end());
-    EXPECT_EQ(lines,
+    EXPECT_EQ(test::SortedPackets(movie, "pts,duration"),
               (std::vector<std::string>{"pts=0|duration=1001", "pts=1001|duration=1001", "pts=2002|duration=1001"}));
     // The sample description after the first four bytes: timecode flags, time scale, frame
     // duration, frames a second; then the name.
-    const std::string tmcd = Probe("-select_streams d -show_data -show_entries stream=extradata:stream_tags", movie);
+    const std::string tmcd =
+        test::Probe("-select_streams d -show_data -show_entries stream=extradata:stream_tags", movie);
     EXPECT_NE(tmcd.find("00000000: 0000 0000 0000 0002 0000 5dc0 0000 03e9"), std::string::npos) << tmcd;
     EXPECT_NE(tmcd.find("tag:reel_name=A007|tag:timecode=01:00:00:03"), std::string::npos) << tmcd;
 }
@@ -122,7 +117,7 @@ TEST(MovieWriter, TimeScaleTheRateDoesNotDivideKeepsEachFrameAtItsRoundedTime) {
     auto s = Settings(6, 64, 48);
     s.timeScale = 12288;
     ASSERT_TRUE(WriteMovie(w, dir / "clip.mov", s, 4)) << w.lastError().message();
-    EXPECT_EQ(Probe("-select_streams v -show_entries packet=pts,duration", w.temporaryPath()),
+    EXPECT_EQ(test::Probe("-select_streams v -show_entries packet=pts,duration", w.temporaryPath()),
               "pts=0|duration=513\npts=513|duration=512\npts=1025|duration=513\npts=1538|duration=512\n");
 }
 
@@ -144,11 +139,8 @@ TEST(MovieWriter, CallersTimeStampsAreKeptInPresentationOrder) {
         const int64_t stamps[] = {0, 41, 83, 125, 166};  // 41.7 ticks a frame, truncated
         for (int64_t t : stamps) ASSERT_TRUE(w.WriteFrameAt(px.data(), 64 * 6, t, 41)) << w.lastError().message();
         ASSERT_TRUE(w.Close()) << w.lastError().message();
-        std::istringstream packets(Probe("-select_streams v -show_entries packet=pts", w.temporaryPath()));
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(packets, line);) lines.push_back(line);
-        std::sort(lines.begin(), lines.end());
-        EXPECT_EQ(lines, (std::vector<std::string>{"pts=0", "pts=125", "pts=166", "pts=41", "pts=83"}));
+        EXPECT_EQ(test::SortedPackets(w.temporaryPath(), "pts"),
+                  (std::vector<std::string>{"pts=0", "pts=125", "pts=166", "pts=41", "pts=83"}));
     }
 }
 
