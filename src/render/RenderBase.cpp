@@ -28,13 +28,6 @@ constexpr auto kRawFramePoll = std::chrono::milliseconds(50);
 constexpr auto kPrefetchRetry = std::chrono::milliseconds(10);
 const char* const kMovieSourceType = "5D";
 
-std::string StripTrailing001(std::string base) {
-    const std::string suffix = "_001";
-    if (base.size() >= suffix.size() && base.compare(base.size() - suffix.size(), suffix.size(), suffix) == 0)
-        base.erase(base.size() - suffix.size());
-    return base;
-}
-
 std::string FrameFileName(const std::string& prefix, int number, const std::string& extension) {
     char digits[32];
     std::snprintf(digits, sizeof digits, "%06i", number);
@@ -231,6 +224,16 @@ bool RenderBase::LoadSettingsForRenderManagerItem32Bit(const RenderManagerItemPt
 // ---------------------------------------------------------------------------------------
 // Setup
 
+std::string RenderBase::ClipBaseName(const std::string& path) {
+    std::string base = DeletingPathExtension(LastPathComponent(path));
+    const std::string suffix = "_001";
+    if (base.size() >= suffix.size() && base.compare(base.size() - suffix.size(), suffix.size(), suffix) == 0)
+        base.erase(base.size() - suffix.size());
+    return base;
+}
+
+bool RenderBase::HasMovieSource() const { return renderSource_ && renderSource_->SourceType() == kMovieSourceType; }
+
 bool RenderBase::MakeFolder(const std::string& path) const {
     if (FileParser::CreateDirectoryWithIntermediaries(path)) return true;
     std::error_code ec;
@@ -240,7 +243,7 @@ bool RenderBase::MakeFolder(const std::string& path) const {
 }
 
 bool RenderBase::SetDestPathForR3D(RenderSetup& setup) {
-    setup.baseName = StripTrailing001(DeletingPathExtension(LastPathComponent(sourcePath_)));
+    setup.baseName = ClipBaseName(sourcePath_);
     const auto [reel, clip] = ReelAndClipOfBaseName(setup.baseName);
     switch (folderSettings_) {
         case 0: setup.destPath = AppendingPathComponent(destDirectory_, setup.baseName); break;
@@ -270,7 +273,7 @@ bool RenderBase::SetupForRenderStartingEnding(RenderSetup& setup, int first, int
     if (!clip) clip = ClipSettings::Make();
     setup.clipSettings = clip;
 
-    const bool movie = renderSource_ && renderSource_->SourceType() == kMovieSourceType;
+    const bool movie = HasMovieSource();
     if (!(movie ? SetDestPathForQT(setup) : SetDestPathForR3D(setup))) return false;
     // Another render writing the same frames into this folder would leave a mixed sequence.
     if (const Status locked = destLock_.TryLock(setup.destPath, first, last); !locked.ok()) {
@@ -420,7 +423,7 @@ void RenderBase::RenderFrameSequenceStartingEnding(int first, int last) {
         return;
     }
     try {
-        if (renderSource_->SourceType() == kMovieSourceType)
+        if (HasMovieSource())
             RenderQTFrameSequenceStartingEnding(first, last);
         else
             RenderR3DFrameSequenceStartingEnding(first, last);

@@ -169,6 +169,13 @@ protected:
     bool ShouldCancel() const;
     // The item fails with a message (the first one wins).
     void FailItem(const std::string& message) const;
+    // Makes an output folder and its parents; false, with the item failed, when it cannot.
+    bool MakeFolder(const std::string& path) const;
+    // The clip's file name without its extension and, as R3D clips name their first file,
+    // without a trailing "_001".
+    static std::string ClipBaseName(const std::string& path);
+    // The source is a movie, not a raw clip.
+    bool HasMovieSource() const;
 
 private:
     // Waits for frame f; answers kFrameReady, kFrameFailed, or kFrameNotReady on a cancel.
@@ -180,7 +187,6 @@ private:
     // cancel had). Runs on the frame writer's thread for raw frames.
     bool WriteAndCountFrame(RenderSetup& setup, int frame, uint8_t* buffer);
     void PostFramesRendered(int frame) const;
-    bool MakeFolder(const std::string& path) const;
 
     FolderLock destLock_;  // first, so it is let go last; the clip's frames in its output folder
     RenderSourcePtr renderSource_;

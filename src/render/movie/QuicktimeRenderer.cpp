@@ -15,15 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const char* const kMovieSourceType = "5D";
-
-std::string StripTrailing001(std::string base) {
-    const std::string suffix = "_001";
-    if (base.size() >= suffix.size() && base.compare(base.size() - suffix.size(), suffix.size(), suffix) == 0)
-        base.erase(base.size() - suffix.size());
-    return base;
-}
-
 bool SameFile(const std::string& a, const std::string& b) {
     std::error_code ec;
     if (fs::equivalent(a, b, ec)) return true;
@@ -44,26 +35,19 @@ bool QuicktimeRenderer::LoadSettingsForRenderManagerItem(const RenderManagerItem
     return RenderBase::LoadSettingsForRenderManagerItem(item);
 }
 
-bool QuicktimeRenderer::MakeDestFolder(const std::string& path) const {
-    std::error_code ec;
-    if (FileParser::CreateDirectoryWithIntermediaries(path) || fs::is_directory(path, ec)) return true;
-    FailItem("The output folder " + path + " could not be made");
-    return false;
-}
-
 bool QuicktimeRenderer::SetDestPathForR3D(RenderSetup& setup) {
-    setup.baseName = StripTrailing001(DeletingPathExtension(LastPathComponent(sourcePath())));
+    setup.baseName = ClipBaseName(sourcePath());
     setup.destPath = destDirectory();
-    return MakeDestFolder(setup.destPath);
+    return MakeFolder(setup.destPath);
 }
 
 bool QuicktimeRenderer::SetDestPathForQT(RenderSetup& setup) {
     setup.baseName = DeletingPathExtension(LastPathComponent(sourcePath()));
     setup.destPath = destDirectory();
-    return MakeDestFolder(setup.destPath);
+    return MakeFolder(setup.destPath);
 }
 
-bool QuicktimeRenderer::IsRawClip() const { return renderSource() && renderSource()->SourceType() != kMovieSourceType; }
+bool QuicktimeRenderer::IsRawClip() const { return renderSource() && !HasMovieSource(); }
 
 bool QuicktimeRenderer::RemoveInTheWay(const std::string& path, const std::string& logText,
                                        const std::string& reason) const {
@@ -87,7 +71,7 @@ bool QuicktimeRenderer::SetupMovieExporter(const RenderSetup& setup, SetupMovieE
     RenderSource& source = *renderSource();
     args->width = static_cast<int>(source.OutputWidth());
     args->height = static_cast<int>(source.OutputHeight());
-    if (!MakeDestFolder(destDirectory())) return false;
+    if (!MakeFolder(destDirectory())) return false;
     args->baseName = setup.baseName;
     args->finalPath = AppendingPathComponent(destDirectory(), setup.baseName + ".mov");
     args->tempPath = MovieWriter::TemporaryPathFor(args->finalPath);

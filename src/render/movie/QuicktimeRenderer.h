@@ -66,7 +66,6 @@ protected:
     void EndFrameSequence(const RenderSetup& setup, bool completed) override;
 
 private:
-    bool MakeDestFolder(const std::string& path) const;
     // Removes a file in the way; false, after the cancel with `reason`, when it stays.
     bool RemoveInTheWay(const std::string& path, const std::string& logText, const std::string& reason) const;
     bool IsRawClip() const;
