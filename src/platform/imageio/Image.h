@@ -24,8 +24,11 @@ struct Image {
 
 using ImagePtr = std::shared_ptr<const Image>;
 
-// TIFF through libtiff. Writing goes through a temporary file and a rename.
+// TIFF through libtiff, written whole through AtomicFileWriter.
 Status WriteImageAsTiff(const Image& image, const std::string& path);
+// Three planes of 16-bit samples (R, G, then B, each width x height, rows top to bottom) as an
+// uncompressed TIFF of planar configuration 2.
+Status WriteRgb16PlanarTiff(const uint16_t* planes, int width, int height, const std::string& path);
 // Any TIFF libtiff reads, converted to RGBA8; *out is null on failure.
 Status ReadTiffImage(const std::string& path, ImagePtr* out);
 
