@@ -50,13 +50,25 @@ inline std::string Probe(const std::string& what, const std::string& path) {
     return RunShell("ffprobe -v error " + what + " -of compact=p=0 '" + path + "'").output;
 }
 
-// The video packets' `fields` ("pts,duration"), sorted: B-frames leave the file out of order.
-inline std::vector<std::string> SortedPackets(const std::string& path, const std::string& fields) {
+// The video packets' `fields` ("pts,duration") in one line, sorted: B-frames leave the file out
+// of order.
+inline std::string SortedPackets(const std::string& path, const std::string& fields) {
     std::istringstream packets(Probe("-select_streams v -show_entries packet=" + fields, path));
     std::vector<std::string> lines;
     for (std::string line; std::getline(packets, line);) lines.push_back(line);
     std::sort(lines.begin(), lines.end());
-    return lines;
+    std::string out;
+    for (const auto& line : lines) out += (out.empty() ? "" : " ") + line;
+    return out;
+}
+
+// The mean PSNR over all frames of a movie against a frame sequence ("dpx/%06d.dpx"), in 16-bit RGB.
+inline double Psnr(const std::string& movie, const std::string& framePattern) {
+    const auto r = RunShell("ffmpeg -nostdin -v info -i '" + movie + "' -i '" + framePattern +
+                            "' -lavfi '[0:v]format=rgb48le[a];[1:v]format=rgb48le[b];[a][b]psnr' -f null - 2>&1 "
+                            "| grep -o 'average:[0-9.inf]*'");
+    EXPECT_TRUE(r.output.starts_with("average:")) << r.output;
+    return std::atof(r.output.c_str() + std::string("average:").size());
 }
 
 }  // namespace ombrel::test
