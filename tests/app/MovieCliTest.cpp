@@ -140,22 +140,26 @@ TEST(MovieCli, AMovieRenderedToAMovieKeepsThePictureOfItsDpxRender) {
     }
 }
 
+// A movie cut short fails its clip with a message, and the next clip renders: with the index
+// first it opens and names frames whose data is gone, with the index at the tail it cannot open.
 TEST(MovieCli, ATruncatedMovieFailsItsClipWithAMessageAndTheNextClipRenders) {
     test::TempDir dir;
-    const std::string cut = dir / "cut.mov";
-    // The index first, so that the movie opens and names frames whose data is gone.
-    test::MakeMovie(
-        "-f lavfi -i testsrc=size=64x48:rate=24 -frames:v 48 -c:v libx264 -g 12 -pix_fmt yuv420p "
-        "-movflags +faststart",
-        cut);
-    std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
+    const std::string cut = dir / "cut.mov", tail = dir / "tail.mp4";
+    for (const std::string& movie : {cut, tail}) {
+        test::MakeMovie("-f lavfi -i testsrc=size=64x48:rate=24 -frames:v 48 -c:v libx264 -g 12 -pix_fmt yuv420p" +
+                            std::string(movie == cut ? " -movflags +faststart" : ""),
+                        movie);
+        std::filesystem::resize_file(movie, std::filesystem::file_size(movie) / 2);
+    }
     const std::string good = NumberedMovie(dir / "good.mov");
-    const auto r = Ombrel("render --out " + dir / "out " + cut + " " + good);
+    const auto r = Ombrel("render --out " + dir / "out " + cut + " " + tail + " " + good);
     EXPECT_EQ(r.status, 1) << r.output;  // 124 would be a hang ended by the timeout
     EXPECT_TRUE(Has(r, "of " + cut + " could not be decoded: ")) << r.output;
     const size_t rendered = DpxFrames(dir / "out/cut").size();
     EXPECT_GT(rendered, 0u);
     EXPECT_LT(rendered, 48u);
+    EXPECT_TRUE(Has(r, tail)) << r.output;
+    EXPECT_TRUE(DpxFrames(dir / "out/tail").empty());
     EXPECT_EQ(DpxFrames(dir / "out/good").size(), 9u) << r.output;
 }
 

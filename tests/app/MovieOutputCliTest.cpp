@@ -20,26 +20,17 @@ namespace fs = std::filesystem;
 // such and not as the cost of coding noise; its sound is the test clip's.
 std::string SmoothClip(const std::string& path, uint32_t width, uint32_t height, int frames) {
     sdktest::SdkClip c = sdktest::BasicClip(width, height, frames);
-    std::error_code ec;
-    fs::create_directories(fs::path(path).parent_path(), ec);
-    r3d::R3DWriter w;
-    bool ok = w.Create(path, c.spec, true);
-    for (int f = 0; ok && f < frames; ++f) {
+    c.picture = [](uint32_t width, uint32_t height, int f) {
         std::vector<uint16_t> rgb(size_t(width) * height * 3);
-        for (uint32_t y = 0; y < height; ++y)
-            for (uint32_t x = 0; x < width; ++x) {
-                const double u = double(x) / width, v = double(y) / height;
-                uint16_t* px = &rgb[(size_t(y) * width + x) * 3];
-                px[0] = uint16_t(9000 + 30000 * u + 2000 * f);
-                px[1] = uint16_t(12000 + 20000 * v + 8000 * std::sin(6.0 * u + f));
-                px[2] = uint16_t(15000 + 10000 * u * v);
-            }
-        ok = w.AddVideoFrameRGB(rgb.data(), c.payload, 0);
-        const auto samples = sdktest::Samples(uint64_t(f), c.audioBlocks[size_t(f)], c.spec.audioChannels);
-        ok = ok && w.AddAudioBlock(samples.data(), c.audioBlocks[size_t(f)]);
-    }
-    if (!ok || !w.Finish()) ADD_FAILURE() << path << ": " << w.Error();
-    return path;
+        for (size_t i = 0; i < rgb.size() / 3; ++i) {
+            const double u = double(i % width) / width, v = double(i / width) / height;
+            rgb[3 * i] = uint16_t(9000 + 30000 * u + 2000 * f);
+            rgb[3 * i + 1] = uint16_t(12000 + 20000 * v + 8000 * std::sin(6.0 * u + f));
+            rgb[3 * i + 2] = uint16_t(15000 + 10000 * u * v);
+        }
+        return rgb;
+    };
+    return WriteClip(path, c);
 }
 
 // Whether the movie's sound is, byte for byte, `count` bytes of the .au file beside it from

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,7 @@ struct SdkClip {
     std::vector<uint32_t> audioBlocks;  // sample frames of each block, one after each frame
     r3d::ImagePayloadOptions payload;
     bool overwrite = true;
+    std::function<std::vector<uint16_t>(uint32_t width, uint32_t height, int frame)> picture;  // empty: Picture()
 };
 
 // A second-generation clip of camera code 5 with timecode, reel and clip, white balance and
@@ -105,7 +107,9 @@ inline std::vector<std::string> WriteClipFiles(const std::string& path, const Sd
             const auto data = MakersImageData();
             ok = w.AddVideoFrame(data.data(), data.size());
         } else if (f < c.frames) {
-            ok = w.AddVideoFrameRGB(Picture(c.spec.width, c.spec.height, uint64_t(f)).data(), c.payload, 0);
+            const auto rgb = c.picture ? c.picture(c.spec.width, c.spec.height, f)
+                                       : Picture(c.spec.width, c.spec.height, uint64_t(f));
+            ok = w.AddVideoFrameRGB(rgb.data(), c.payload, 0);
         }
         if (ok && f < second)
             ok = w.AddVideoFrameRGB(Picture(c.spec.width, c.spec.height, uint64_t(f), 1).data(), c.payload, 1);
