@@ -1,3 +1,4 @@
+#include "core/Log.h"
 #include "core/MainQueue.h"
 #include "core/Paths.h"
 #include "core/PlistValue.h"
@@ -31,8 +32,10 @@ bool ServeUntil(Done done) {
     return done();
 }
 
-std::string MakeR3D(const test::TempDir& dir, const std::string& name, uint32_t rateNum, uint32_t rateDen) {
+std::string MakeR3D(const test::TempDir& dir, const std::string& name, uint32_t rateNum, uint32_t rateDen,
+                    std::vector<int> makerFrames = {}) {
     sdktest::SdkClip clip = sdktest::BasicClip(64, 32, 4);
+    clip.makerFrames = std::move(makerFrames);
     clip.spec.rateNumerator = rateNum;
     clip.spec.rateDenominator = static_cast<uint16_t>(rateDen);
     const std::string path = dir / name;
@@ -107,13 +110,16 @@ TEST(MetadataQueue, RecordsAndThumbnailsRoundTrip) {
          {"Image Width: 4 Image Length: 2", "Bits/Sample: 16", "Planar Configuration: separate image planes"}},
         {dir / "movie.mov", false, {"Image Width: 156 Image Length: 94", "Bits/Sample: 8", "single image plane"}},
         {dir / "junk.mov", true, {}},
+        {MakeR3D(dir, "A001_C003_0101AB_001.R3D", 24, 1, {0}), false, {}},
     };
     ASSERT_TRUE(test::MakeMovie(test::TestPattern("24000/1001", 5) + " -c:v mpeg4 -timecode 01:00:00:00", rows[1].path));
     test::WriteWholeFile(rows[2].path, std::string(4096, 'x'));
     MetadataCache& cache = MetadataCache::Instance();
     auto view = std::make_shared<Seen>();
+    LogCapture log;
     for (const Row& row : rows) cache.MetadataForPathWithThumbnailNotifyDiscard(row.path, true, view, false);
-    ASSERT_TRUE(ServeUntil([&] { return view->told.size() == 3; }));
+    ASSERT_TRUE(ServeUntil([&] { return view->told.size() == std::size(rows); }));
+    EXPECT_TRUE(log.Contains("Decode failed 14?"));
 
     for (const Row& row : rows) {
         SCOPED_TRACE(row.path);
@@ -121,7 +127,7 @@ TEST(MetadataQueue, RecordsAndThumbnailsRoundTrip) {
         ClipMetadata again(row.path);
         ASSERT_TRUE(again.LoadFromPList());
         EXPECT_EQ(again.notPlayable(), row.notPlayable);
-        EXPECT_EQ(again.hasThumbnail(), meta->hasThumbnail());
+        EXPECT_EQ(again.hasThumbnail(), !row.tiff.empty());
         EXPECT_EQ(again.thumbnailPath(), meta->thumbnailPath());
         const auto same = [](const ClipMetadata& m) {
             return std::make_tuple(m.timeScale(), m.fps(), m.duration(), m.frameCount(), m.originalWidth(),
