@@ -56,6 +56,8 @@ void ClipMetadata::setRate(int64_t numerator, int64_t denominator) {
 bool ClipMetadata::AddNotifyTarget(const std::shared_ptr<MetadataObserver>& target) {
     if (!target) return false;
     std::lock_guard hold(lock_);
+    // Views that are gone make room.
+    std::erase_if(notifyTargets_, [](const auto& known) { return known.expired(); });
     for (const auto& known : notifyTargets_) {
         if (known.lock() == target) return false;
     }

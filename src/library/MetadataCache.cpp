@@ -186,24 +186,28 @@ void MetadataCache::KeepThumbnail(const std::string& path, const ImagePtr& image
 
 std::shared_ptr<ClipMetadata> MetadataCache::ForceMetadataForPath(const std::string& path) {
     if (!Exists(path)) return nullptr;
-    if (auto known = CacheGet(path)) {
-        if (known->isQueued()) {
-            // The worker will load it again from its queue entry; both loads agree.
-            LoadForKind(*known);
-            Cache(known);
+    std::shared_ptr<ClipMetadata> meta = CacheGet(path);
+    if (!meta) {
+        auto fresh = std::make_shared<ClipMetadata>(path);
+        const bool fromFile = fresh->LoadFromPList();
+        if (!fromFile) LoadForKind(*fresh);
+        meta = Adopt(fresh);
+        if (meta == fresh) {
+            if (fromFile) {
+                KeepThumbnail(path, meta->thumbnail());
+            } else {
+                EnQueue(meta);
+                Cache(meta);
+            }
+            return meta;
         }
-        return known;
+        // Another thread made the clip known meanwhile: its record is the answer, as below.
     }
-    auto meta = std::make_shared<ClipMetadata>(path);
-    if (meta->LoadFromPList()) {
-        meta = Adopt(meta);
-        KeepThumbnail(path, meta->thumbnail());
-        return meta;
+    if (meta->isQueued()) {
+        // The worker will load it again from its queue entry; both loads agree.
+        LoadForKind(*meta);
+        Cache(meta);
     }
-    LoadForKind(*meta);
-    meta = Adopt(meta);
-    EnQueue(meta);
-    Cache(meta);
     return meta;
 }
 

@@ -69,6 +69,7 @@ TEST(MetadataCache, LoadsTheTimingOfMoviesAndR3DClipsOnce) {
         EXPECT_EQ(meta->fps(), 1.0);
     }
     EXPECT_TRUE(test::MatchesRef("library/metadata-timing.txt", out.str()));
+    cache.Restart();
 }
 
 }  // namespace

@@ -93,7 +93,7 @@ TEST(MetadataQueue, AsynchronousAnswersReachEachObserverOnce) {
     EXPECT_EQ(thumb->width * 10 + thumb->height, 4 * 10 + 2);
     // A movie seen without a thumbnail is asked for one: the placeholder meanwhile, queued again.
     EXPECT_EQ(MetadataCache::RequestThumbNotify(movie, one), MetadataCache::ThumbPlaceholder());
-    EXPECT_EQ(cache.QueueSize(), queued + 1);
+    EXPECT_EQ(cache.QueueSize(), 1);
     cache.Restart();
 }
 
