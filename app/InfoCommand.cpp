@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "Json.h"
 #include "RenderCommand.h"
 #include "core/Log.h"
 #include "core/Paths.h"
@@ -39,27 +40,6 @@ std::string Colons(std::string tc) {
         if (c == '.' || c == ';') c = ':';
     return tc;
 }
-
-std::string JsonString(const std::string& s) {
-    std::string out = "\"";
-    for (const unsigned char c : s) {
-        switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            default:
-                if (c < 0x20)
-                    out += fmt::format("\\u{:04x}", unsigned(c));
-                else
-                    out += char(c);
-        }
-    }
-    return out + "\"";
-}
-
-std::string JsonNumber(double v) { return std::isfinite(v) ? fmt::format("{}", v) : std::string("0"); }
 
 Status ReadR3DFacts(const std::string& path, int extractType, ClipFacts* f) {
     R3DSDK::Clip clip(path);

@@ -128,10 +128,23 @@ CLI::App* AddProjectCommand(CLI::App& app, ProjectOptions& options) {
     project->require_subcommand(1);
     CLI::App* show = project->add_subcommand("show", "List a project's clips and their key settings");
     show->add_option("FILE", options.file, "Project file")->required();
+    show->callback([&options] { options.action = ProjectOptions::Action::kShow; });
+    CLI::App* add = project->add_subcommand(
+        "add", "Add clips to a project's shot list; a folder adds every clip under it (the project is made when missing)");
+    add->add_option("FILE", options.file, "Project file")->required();
+    add->add_option("PATH", options.paths, "Clips and folders")->required();
+    add->callback([&options] { options.action = ProjectOptions::Action::kAdd; });
+    CLI::App* remove = project->add_subcommand(
+        "remove", "Remove clips from a project's shot list, with their settings and edit ranges; a folder removes the "
+                  "clips under it");
+    remove->add_option("FILE", options.file, "Project file")->required();
+    remove->add_option("PATH", options.paths, "Clips and folders of the shot list")->required();
+    remove->callback([&options] { options.action = ProjectOptions::Action::kRemove; });
     return project;
 }
 
 int RunProject(const ProjectOptions& options) {
+    if (options.action != ProjectOptions::Action::kShow) return RunProjectEdit(options);
     ProjectState state;
     if (Status s = ProjectFile::LoadProjectAtPath(options.file, &state, SettingsManager::Migration::kReadOnly);
         !s.ok()) {

@@ -17,13 +17,20 @@ namespace ombrel::cli {
 struct RenderOptions;
 
 struct ProjectOptions {
+    enum class Action { kShow, kAdd, kRemove };
+    Action action = Action::kShow;
     std::string file;
+    std::vector<std::string> paths;
 };
 
-// Adds `project show FILE`.
+// Adds `project show FILE`, `project add FILE PATH...` and `project remove FILE PATH...`.
 CLI::App* AddProjectCommand(CLI::App& app, ProjectOptions& options);
-// Runs a parsed `project show`: lists the clips and their key settings. Returns an exit code.
+// Runs a parsed `project` command: `show` lists the clips and their key settings, `add` and
+// `remove` edit the shot list. Returns an exit code.
 int RunProject(const ProjectOptions& options);
+// `add` and `remove`: the shot list of the project (made when missing) edited as the browse tab
+// does, and the project written whole.
+int RunProjectEdit(const ProjectOptions& options);
 
 // A saved project as `render --project` queues it. The project is read without
 // migrating it: a render never writes the project file or the preset libraries.

@@ -92,7 +92,7 @@ bool RenderManager::AddItem(const RenderManagerItemPtr& item) {
                                                            : SequenceOutputExists(dest, item->BaseName());
         if (refused) {
             item->setErrorState(true);
-            item->Fail("File already exists. Not Rendering: " + dest);
+            item->Fail(std::string(kFileExistsNotRendering) + ": " + dest);
             if (clip) clip->setErrorState(3);
             std::lock_guard lock(lock_);
             findPaths_[item->filePath()] = dest;

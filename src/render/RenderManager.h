@@ -16,6 +16,9 @@
 
 namespace ombrel {
 
+// Why a clip whose output exists and is to be kept is not rendered, as the render list says it.
+inline constexpr const char* kFileExistsNotRendering = "File already exists. Not Rendering";
+
 // The receiver of a run's progress. Both calls are optional and run on the main thread.
 struct RenderNotifyTarget {
     std::function<void()> UpdateProgress;
