@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "BrowseCommands.h"
 #include "CodecsCommand.h"
 #include "DemoCommand.h"
 #include "InfoCommand.h"
@@ -34,6 +35,8 @@ int main(int argc, char** argv) {
     CLI::App* demo = cli::AddDemoCommand(app, demoOptions);
     cli::CodecsOptions codecsOptions;
     CLI::App* codecs = cli::AddCodecsCommand(app, codecsOptions);
+    cli::VolumesOptions volumesOptions;
+    CLI::App* volumes = cli::AddVolumesCommand(app, volumesOptions);
 
     try {
         app.parse(argc, argv);
@@ -56,6 +59,7 @@ int main(int argc, char** argv) {
     if (*info) return cli::RunInfo(infoOptions);
     if (*demo) return cli::RunDemo(demoOptions);
     if (*codecs) return cli::RunCodecs(codecsOptions);
+    if (*volumes) return cli::RunVolumes(volumesOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;
 }
