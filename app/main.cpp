@@ -35,6 +35,8 @@ int main(int argc, char** argv) {
     CLI::App* demo = cli::AddDemoCommand(app, demoOptions);
     cli::CodecsOptions codecsOptions;
     CLI::App* codecs = cli::AddCodecsCommand(app, codecsOptions);
+    cli::ScanOptions scanOptions;
+    CLI::App* scan = cli::AddScanCommand(app, scanOptions);
     cli::VolumesOptions volumesOptions;
     CLI::App* volumes = cli::AddVolumesCommand(app, volumesOptions);
 
@@ -59,6 +61,7 @@ int main(int argc, char** argv) {
     if (*info) return cli::RunInfo(infoOptions);
     if (*demo) return cli::RunDemo(demoOptions);
     if (*codecs) return cli::RunCodecs(codecsOptions);
+    if (*scan) return cli::RunScan(scanOptions);
     if (*volumes) return cli::RunVolumes(volumesOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;

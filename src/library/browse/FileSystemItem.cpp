@@ -140,7 +140,8 @@ int32_t FileSystemItem::FrameCount() {
     if (frameCount_.load() > 0) return frameCount_.load();
     const auto path = MetadataPath();
     if (!path) return 0;
-    if (auto meta = MetadataCache::Instance().CacheGet(*path)) frameCount_.store(static_cast<int32_t>(meta->frameCount()));
+    if (auto meta = MetadataCache::Instance().MetadataForPathWithThumbnailNotifyDiscard(*path, true, nullptr, false))
+        frameCount_.store(static_cast<int32_t>(meta->frameCount()));
     return frameCount_.load();
 }
 
@@ -157,8 +158,8 @@ float FileSystemItem::FPS() {
     if (fps_.load() > 0.0f) return fps_.load();
     const auto path = MetadataPath();
     if (!path) return 0.0f;
-    auto meta = MetadataCache::Instance().CacheGet(*path);
-    fps_.store(meta && meta->hasTimingInfo() ? static_cast<float>(meta->fps()) : 0.0f);
+    auto meta = MetadataCache::Instance().MetadataForPathWithThumbnailNotifyDiscard(*path, true, nullptr, false);
+    fps_.store(meta ? static_cast<float>(meta->fps()) : 0.0f);
     return fps_.load();
 }
 

@@ -45,7 +45,8 @@ public:
     // clip's camera proxy "<name less _001.R3D>_P.mov" when it exists; null otherwise.
     std::optional<std::string> proxyPath() const;
     // The clip's frames and rate, cached once known. FrameCount and FPS ask the metadata
-    // cache without waiting and answer 0 until it knows; FrameCountImmediate waits for it.
+    // cache without waiting (its worker makes the thumbnail too) and answer 0 until it knows;
+    // FrameCountImmediate waits for it.
     int32_t FrameCount();
     int32_t FrameCountImmediate();
     float FPS();
