@@ -5,6 +5,7 @@
 
 #include "BrowseCommands.h"
 #include "CodecsCommand.h"
+#include "ConformCommand.h"
 #include "DemoCommand.h"
 #include "InfoCommand.h"
 #include "ProjectCommand.h"
@@ -39,6 +40,8 @@ int main(int argc, char** argv) {
     CLI::App* scan = cli::AddScanCommand(app, scanOptions);
     cli::VolumesOptions volumesOptions;
     CLI::App* volumes = cli::AddVolumesCommand(app, volumesOptions);
+    cli::ConformOptions conformOptions;
+    CLI::App* conform = cli::AddConformCommand(app, conformOptions);
 
     try {
         app.parse(argc, argv);
@@ -63,6 +66,7 @@ int main(int argc, char** argv) {
     if (*codecs) return cli::RunCodecs(codecsOptions);
     if (*scan) return cli::RunScan(scanOptions);
     if (*volumes) return cli::RunVolumes(volumesOptions);
+    if (*conform) return cli::RunConform(conformOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;
 }
