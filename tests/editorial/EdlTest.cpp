@@ -151,7 +151,7 @@ TEST(EdlGrammar, MangledListsNeverBreakTheReader) {
     meta->setFrameIn(86400);
     meta->setFrameOut(86500);
     meta->setEdgeFrameOut(100);
-    for (int round = 0; round < 1500; ++round) {
+    for (int round = 0; round < 600; ++round) {
         std::string text = seed;
         for (int edits = rng() % 8; edits >= 0; --edits) {
             const size_t at = rng() % (text.size() + 1);

@@ -1,0 +1,203 @@
+// The conform's four stages on folders of clips from our R3D writer, seen through its port.
+#include "core/MainQueue.h"
+#include "core/Paths.h"
+#include "editorial/EdlGuiController.h"
+#include "library/FileParserHooks.h"
+#include "r3d/sdk/SdkClips.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace ombrel {
+namespace {
+
+struct RecordingPort : ConformPort {
+    void SetStageLabel(int stage, const std::string& text) override { labels[stage - 1] = text; }
+    void SetStageAlpha(int stage, double alpha) override { alphas[stage - 1] = alpha; }
+    void SetStageIcon(int stage, StageIcon icon) override { icons[stage - 1] = icon; }
+    void SetStageSpinner(int stage, bool on) override { spinners[stage - 1] = on; }
+    void AppendLog(const std::string& text) override {
+        log += text;
+        if (onLog) onLog(text);
+    }
+    void ReplaceLog(const std::string& text) override { log = text; }
+    void SetEdlButtons(bool enabled) override { buttons += enabled ? "Y" : "N"; }
+    void RemoveAllItems() override { shotList.push_back("<cleared>"); }
+    void AddPath(const std::string& path) override { shotList.push_back(LastPathComponent(path)); }
+    void SetFileSnippets(const std::map<std::string, FCPFile>& f) override { files = f.size(); }
+    void RemoveAllClips() override { ++clipsRemoved; }
+
+    std::string labels[4], log, buttons;
+    double alphas[4] = {};
+    StageIcon icons[4] = {};
+    bool spinners[4] = {};
+    std::vector<std::string> shotList;
+    size_t files = 0;
+    int clipsRemoved = 0;
+    std::function<void(const std::string&)> onLog;
+
+    std::string Stages() const {
+        std::string s;
+        for (int i = 0; i < 4; ++i) s += std::string(StageIconName(icons[i])) + ":" + labels[i] + "|";
+        return s;
+    }
+};
+
+// A clip of `frames` frames starting at `timecode`, in files of `perFile` frames.
+void Clip(const std::string& path, const std::string& timecode, int frames, uint32_t perFile = 0) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    sdktest::SdkClip c = sdktest::BasicClip(16, 8, frames);
+    c.spec.rateNumerator = 24;
+    c.spec.rateDenominator = 1;
+    c.spec.audioChannels = 0;
+    c.audioBlocks.clear();
+    c.spec.absoluteTimecode = timecode;
+    c.spec.edgeTimecode = "00:00:00:00";
+    c.spec.framesPerFile = perFile;
+    ASSERT_EQ(sdktest::WriteSdkClip(path, c), "");
+}
+
+struct Footage {
+    test::TempDir dir;
+    std::string edl = dir / "cut.edl";
+    std::string root = dir / "footage";
+
+    Footage() {
+        Clip(root + "/day1/A001_C001_0101AB_001.R3D", "01:00:00:00", 48);
+        Clip(root + "/day2/A001_C002_0101AB_001.R3D", "02:00:00:00", 30, 12);  // three span files
+        Clip(root + "/.hidden/A001_C003_0101AB_001.R3D", "03:00:00:00", 10);
+        test::WriteWholeFile(edl, "TITLE: cut\n"
+                                  "001  A001_C001_0101AB V     C        01:00:00:10 01:00:00:20 00:00:00:00 00:00:00:10\n"
+                                  "002  A001_C002_0101AB V     C        02:00:00:05 02:00:00:25 00:00:00:10 00:00:01:06\n"
+                                  "003  A001_C001_0101AB V     C        01:00:01:00 01:00:02:00 00:00:01:06 00:00:02:06\n"
+                                  "004  A001_C003_0101AB V     C        03:00:00:00 03:00:00:05 00:00:02:06 00:00:02:11\n");
+    }
+
+    void Run(EdlGuiController& conform, std::vector<std::string> dirs = {}, bool stageOneOnly = false) {
+        ConformRequest request;
+        request.inputPath = edl;
+        request.sourceDirectories = dirs.empty() ? std::vector<std::string>{root} : dirs;
+        request.stageOneOnly = stageOneOnly;
+        MainQueue::Instance().AdoptCurrentThread();
+        conform.LoadEDL(request);
+        MainQueue::Instance().ServeUntil([&] { return conform.Finished(); });
+        MainQueue::Instance().ServePending();
+    }
+};
+
+TEST(Conform, AWholeRunLoadsTheMatchedClipsAndRepeats) {
+    Footage f;
+    std::string firstLog;
+    for (int run = 0; run < 2; ++run) {
+        RecordingPort port;
+        EdlGuiController conform(port);
+        f.Run(conform);
+        EXPECT_EQ(port.Stages(),
+                  "Done:1. Found 4 edits in 'cut.edl'.|Done:2. Found 2 movie files.|"
+                  "Alert:3. Found 2 matching files... 1 failed matches.|Done:4. Shot List Loaded. |");
+        EXPECT_EQ(port.alphas[3], 0.8);
+        EXPECT_EQ(port.buttons, "NY");
+        EXPECT_EQ(port.clipsRemoved, 1);
+        EXPECT_EQ(port.shotList, (std::vector<std::string>{"<cleared>", "A001_C001_0101AB_001.R3D",
+                                                           "A001_C002_0101AB_001.R3D"}));
+        EXPECT_EQ(port.files, 2u);
+        EXPECT_EQ(conform.failCount(), 1);
+        EXPECT_EQ(conform.stoppedStage(), 0);
+        for (const char* text :
+             {"\nOpening EDL file 'cut.edl'...\n", "       .  .  .  .  .  .  .  .  .  2 A001_C002_0101AB, ",
+              "Found 4 Edits in EDL 'cut.edl'\n\n", " 02:00:00:00 - 02:00:01:05, IN:172800 Out:172830 Cnt:30\n",
+              "Attempting to re-link original R3D Files\n",
+              "   A001_C001_0101AB added\n                        frames 10 to 20\n"
+              "                        frames 24 to 48\n",
+              "!! .Failed to match 004  A001_C003_0101AB", "Finilize Pull List\nReloading Data\nCleanup\n"})
+            EXPECT_NE(port.log.find(text), std::string::npos) << text;
+        EXPECT_EQ(port.log.find("Found A001_C003"), std::string::npos);  // hidden: never scanned
+        if (run == 0) firstLog = port.log;
+        EXPECT_EQ(port.log, firstLog);
+    }
+}
+
+TEST(Conform, AStageThatFailsEndsTheRunWithItsLabel) {
+    Footage f;
+    const std::string empty = f.dir / "empty";
+    std::filesystem::create_directories(empty);
+    const struct {
+        const char* name;
+        std::string edl;  // empty: the footage's own list
+        std::string folder;
+        int stage;
+        std::string label;
+    } cases[] = {
+        {"unreadable", "\xff\xfe", f.root, 1, "1. Error reading 'cut.edl'."},
+        {"no edits", "TITLE: nothing\n", f.root, 1, "1. No edits found in 'cut.edl'."},
+        {"no footage", "", empty, 2, "2. Found 0 movie files."},
+        {"no match", "001  B001_C001_0101AB V C 01:00:00:00 01:00:01:00 00:00:00:00 00:00:01:00\n", f.root, 3,
+         "3. No matching files"},
+    };
+    const std::string list = test::ReadWholeFile(f.edl);
+    for (const auto& c : cases) {
+        test::WriteWholeFile(f.edl, c.edl.empty() ? list : c.edl);
+        RecordingPort port;
+        EdlGuiController conform(port);
+        f.Run(conform, {c.folder});
+        EXPECT_EQ(conform.stoppedStage(), c.stage) << c.name;
+        EXPECT_EQ(port.labels[c.stage - 1], c.label) << c.name;
+        EXPECT_EQ(port.icons[c.stage - 1], StageIcon::kFailed) << c.name;
+        EXPECT_EQ(port.buttons, "NY") << c.name;
+        EXPECT_TRUE(port.shotList.empty()) << c.name;
+    }
+}
+
+TEST(Conform, ACancelDuringTheScanLeavesTheShotListAlone) {
+    Footage f;
+    RecordingPort port;
+    EdlGuiController conform(port);
+    port.onLog = [&](const std::string& text) {
+        if (text.rfind("Found A001", 0) == 0) conform.LoadEDL({});  // a press during a run cancels
+    };
+    f.Run(conform);
+    EXPECT_EQ(conform.fileList().size(), 1u);
+    EXPECT_FALSE(conform.shotListLoaded());
+    EXPECT_TRUE(port.shotList.empty());
+    EXPECT_EQ(port.icons[3], StageIcon::kNone);
+}
+
+TEST(Conform, StageOneAloneReadsTheEdits) {
+    Footage f;
+    RecordingPort port;
+    EdlGuiController conform(port);
+    f.Run(conform, {}, true);
+    EXPECT_EQ(conform.stoppedStage(), 0);
+    EXPECT_EQ(conform.edits(), 4);
+    EXPECT_EQ(port.icons[0], StageIcon::kDone);
+    EXPECT_EQ(port.labels[1], "2. Scan File System");
+    EXPECT_EQ(port.alphas[1], 0.15);
+}
+
+TEST(Conform, TheLogIsSentWhenUnder8000Characters) {
+    std::vector<size_t> sent;
+    SetUsageEventSink([&](const std::string& name, const std::string& data) {
+        if (name == "EDL LOG") sent.push_back(data.size());
+    });
+    RecordingPort port;
+    EdlGuiController conform(port);
+    conform.ClearLog();  // the view holds one blank
+    conform.SendLog();
+    conform.Log(std::string(7998, 'x'));
+    conform.SendLog();
+    conform.Log("x");
+    conform.SendLog();
+    conform.ClearLog();
+    conform.Log(std::string(7997, 'x') + "\xc3\xa9");  // one character, two bytes
+    conform.SendLog();
+    SetUsageEventSink({});
+    EXPECT_EQ(sent, (std::vector<size_t>{1, 7999, 8000}));  // bytes sent; 8000 characters are not
+}
+
+}  // namespace
+}  // namespace ombrel
