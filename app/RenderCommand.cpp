@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 
+#include "ConformCommand.h"
 #include "InfoCommand.h"
 #include "ProjectCommand.h"
 #include "core/Log.h"
@@ -19,6 +20,7 @@
 #include "look/grain/GrainManager.h"
 #include "model/Gauge.h"
 #include "model/LookRanges.h"
+#include "model/ProjectFile.h"
 #include "model/SettingsManager.h"
 #include "platform/movie/CodecPreset.h"
 #include "render/LookPipeline.h"
@@ -322,6 +324,20 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
                                      "settings; output and look options given here override them")
                         ->excludes(settings);
     render->add_option("--clip", o.projectClips, "With --project: render this clip of it (repeatable)")->needs(project);
+    auto* conform = render
+                        ->add_option("--conform", o.conform,
+                                     "Conform an edit (an EDL) to --footage and render the clips it uses, each just "
+                                     "for the frames the edit flags")
+                        ->excludes(project);
+    render->add_option("--footage", o.footage, "With --conform: a folder of source footage (repeatable)")
+        ->needs(conform);
+    render->add_option("--type", o.conformType, "With --conform: the edit's type, edl, fcp, avid or fcpx")
+        ->needs(conform);
+    render->add_flag("--mov", o.mov, "With --conform: match movies by name instead of R3D clips")->needs(conform);
+    render->add_option("--edl-options", o.edlOptions,
+                       "Flagged frames: 0 as one sequence with handles, 1 each range in its own folder, 2 all "
+                       "frames (default 0)")
+        ->check(CLI::Range(0, 2));
     render->add_option("--progress", o.progress, "Progress lines on stderr")->check(CLI::IsMember({"plain", "openjd"}));
     render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
     render->add_flag("--allow-incomplete", o.allowIncomplete,
@@ -336,9 +352,14 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
 int RunRender(const RenderOptions& o) {
     // Before any file is read, so that a cancel while clips are opened ends as every cancel does.
     SignalGuard signals;
-    if (o.clips.empty() == !o.project) {
+    if (int{!o.clips.empty()} + int{o.project.has_value()} + int{o.conform.has_value()} != 1) {
         std::fprintf(stderr,
-                     "ombrel render: name the clips to render, or a saved project with --project FILE (not both)\n");
+                     "ombrel render: name the clips to render, a saved project with --project FILE or an edit with "
+                     "--conform EDIT_FILE (one of them)\n");
+        return kExitUsage;
+    }
+    if (o.conform && o.footage.empty()) {
+        std::fprintf(stderr, "ombrel render: --conform needs the folder of its footage, --footage DIR\n");
         return kExitUsage;
     }
     int codecTag = 5;
@@ -372,6 +393,7 @@ int RunRender(const RenderOptions& o) {
     out->setFilenames(o.noClipPrefix ? 1 : 0);
     out->setTimecode(o.indexNames ? 1 : 0);
     out->setThreadCount(1);
+    if (o.edlOptions) out->setEdlOptions(*o.edlOptions);
 
     ClipSettings look;
     if (o.settingsFile) {
@@ -426,6 +448,15 @@ int RunRender(const RenderOptions& o) {
         std::fprintf(stderr, "ombrel render: --frames wants an inclusive range A-B, as 0-99\n");
         return kExitUsage;
     }
+    ConformResult conformed;
+    if (o.conform) {
+        conformed = ConformQuietly({*o.conform, o.footage, o.conformType, o.mov, false});
+        if (conformed.exitCode != kExitOk) {
+            if (!conformed.error.empty())
+                std::fprintf(stderr, "ombrel render: conform of %s: %s\n", o.conform->c_str(), conformed.error.c_str());
+            return conformed.exitCode;
+        }
+    }
     std::unique_ptr<ProjectRender> project;
     if (o.project) {
         int exitCode = kExitFailed;
@@ -448,7 +479,7 @@ int RunRender(const RenderOptions& o) {
     manager.Reset();
     int failed = 0;
     std::map<std::string, std::string> destinations;  // output folder -> the clip of this run that writes it
-    for (const auto& clip : project ? project->clips() : o.clips) {
+    for (const auto& clip : project ? project->clips() : o.conform ? conformed.shotList : o.clips) {
         if (gInterrupted) break;
         const ClipCheck check = CheckClip(clip, o.allowIncomplete);
         if (!check.error.empty()) {
@@ -489,6 +520,7 @@ int RunRender(const RenderOptions& o) {
         settings.PushSettingsForClip(look, path);
         auto clipSettings = settings.SettingsForClip(path);
         if (project) project->AttachSnippets(clip, *clipSettings);
+        if (o.conform) ProjectFile::SetSnippetsForSettingsAndPath(*clipSettings, conformed.snippetList, clip);
         if (const std::string why = SnippetsOutsideClip(*clipSettings, frames); !why.empty()) {
             const bool none = why.rfind("all ", 0) == 0;
             std::fprintf(stderr, "ombrel render: %s: %s\n", clip.c_str(), why.c_str());

@@ -46,6 +46,11 @@ struct RenderOptions {
     std::optional<std::string> settingsFile;
     std::optional<std::string> project;     // --project FILE: the clips of a saved project
     std::vector<std::string> projectClips;  // --clip PATH: some of them
+    std::optional<std::string> conform;     // --conform EDIT_FILE: the clips an edit uses, and just their frames
+    std::vector<std::string> footage;       // with --conform: where to find them
+    std::optional<std::string> conformType;
+    bool mov = false;
+    std::optional<int> edlOptions;
     std::set<std::string> given;            // the options named on the command line
     std::string progress = "plain";
     bool cpu = false;
