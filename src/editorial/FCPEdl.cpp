@@ -2,11 +2,11 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "editorial/ReaderRules.h"
 #include "library/FileParser.h"
 #include "library/MetadataCache.h"
 
 #include <cerrno>
-#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -137,30 +137,9 @@ bool FCPEdl::LoadFcpEdl(const std::string& path) {
     return !rows_.empty();
 }
 
-bool FCPEdl::HasRedPrefix(const std::string& name) const {
-    if (!r3dMode_ && !name.empty()) {
-        std::string lower = name;
-        for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        if (lower.size() >= 4 && lower.compare(lower.size() - 4, 4, ".mov") == 0) return true;
-    }
-    if (name.size() < 16) return false;
-    const auto up = [&](size_t i) { return static_cast<char>(std::toupper(static_cast<unsigned char>(name[i]))); };
-    const auto digit = [&](size_t i) { return name[i] >= '0' && name[i] <= '9'; };
-    return up(0) >= 'A' && up(0) <= 'Z' && digit(1) && digit(2) && digit(3) && name[4] == '_' && up(5) == 'C' &&
-           digit(6) && digit(7) && digit(8) && name[9] == '_';
-}
+bool FCPEdl::HasRedPrefix(const std::string& name) const { return ombrel::HasRedPrefix(name, r3dMode_); }
 
-void FCPEdl::AddFileForMeta(const R3DFileMeta& meta) {
-    if (files_.count(meta.path())) return;
-    const std::string name = LastPathComponent(meta.path());
-    FCPFile file(meta.path(), meta.frameCount(), name);
-    file.setBaseFps(std::ceil(meta.fps()));
-    file.setIsNtsc(file.baseFps() > meta.fps());
-    file.setTimecode(meta.timecodeIn());
-    file.setName(name);
-    file.setTimecodeFrame(meta.frameIn());
-    files_.emplace(meta.path(), std::move(file));
-}
+void FCPEdl::AddFileForMeta(const R3DFileMeta& meta) { ombrel::AddFileForMeta(files_, meta); }
 
 void FCPEdl::TraverseTree() {
     clips_.clear();
