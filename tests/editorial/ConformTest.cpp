@@ -4,12 +4,14 @@
 #include "editorial/EdlGuiController.h"
 #include "library/FileParserHooks.h"
 #include "r3d/sdk/SdkClips.h"
+#include "support/RefFile.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <functional>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,7 @@ struct RecordingPort : ConformPort {
     void SetStageLabel(int stage, const std::string& text) override { labels[stage - 1] = text; }
     void SetStageAlpha(int stage, double alpha) override { alphas[stage - 1] = alpha; }
     void SetStageIcon(int stage, StageIcon icon) override { icons[stage - 1] = icon; }
-    void SetStageSpinner(int stage, bool on) override { spinners[stage - 1] = on; }
+    void SetStageSpinner(int, bool) override {}
     void AppendLog(const std::string& text) override {
         log += text;
         if (onLog) onLog(text);
@@ -35,7 +37,6 @@ struct RecordingPort : ConformPort {
     std::string labels[4], log, buttons;
     double alphas[4] = {};
     StageIcon icons[4] = {};
-    bool spinners[4] = {};
     std::vector<std::string> shotList;
     size_t files = 0;
     int clipsRemoved = 0;
@@ -78,11 +79,10 @@ struct Footage {
                                   "004  A001_C003_0101AB V     C        03:00:00:00 03:00:00:05 00:00:02:06 00:00:02:11\n");
     }
 
-    void Run(EdlGuiController& conform, std::vector<std::string> dirs = {}, bool stageOneOnly = false) {
+    void Run(EdlGuiController& conform, std::vector<std::string> dirs = {}) {
         ConformRequest request;
         request.inputPath = edl;
         request.sourceDirectories = dirs.empty() ? std::vector<std::string>{root} : dirs;
-        request.stageOneOnly = stageOneOnly;
         MainQueue::Instance().AdoptCurrentThread();
         conform.LoadEDL(request);
         MainQueue::Instance().ServeUntil([&] { return conform.Finished(); });
@@ -108,15 +108,10 @@ TEST(Conform, AWholeRunLoadsTheMatchedClipsAndRepeats) {
         EXPECT_EQ(port.files, 2u);
         EXPECT_EQ(conform.failCount(), 1);
         EXPECT_EQ(conform.stoppedStage(), 0);
-        for (const char* text :
-             {"\nOpening EDL file 'cut.edl'...\n", "       .  .  .  .  .  .  .  .  .  2 A001_C002_0101AB, ",
-              "Found 4 Edits in EDL 'cut.edl'\n\n", " 02:00:00:00 - 02:00:01:05, IN:172800 Out:172830 Cnt:30\n",
-              "Attempting to re-link original R3D Files\n",
-              "   A001_C001_0101AB added\n                        frames 10 to 20\n"
-              "                        frames 24 to 48\n",
-              "!! .Failed to match 004  A001_C003_0101AB", "Finilize Pull List\nReloading Data\nCleanup\n"})
-            EXPECT_NE(port.log.find(text), std::string::npos) << text;
-        EXPECT_EQ(port.log.find("Found A001_C003"), std::string::npos);  // hidden: never scanned
+        // A slow disk may add a line of ticks.
+        std::string log = std::regex_replace(port.log, std::regex("\n\\.+\n"), "\n");
+        for (size_t at; (at = log.find(f.dir.path())) != std::string::npos;) log.replace(at, f.dir.path().size(), "<dir>");
+        EXPECT_TRUE(test::MatchesRef("editorial/conform-log.txt", log));
         if (run == 0) firstLog = port.log;
         EXPECT_EQ(port.log, firstLog);
     }
@@ -165,18 +160,6 @@ TEST(Conform, ACancelDuringTheScanLeavesTheShotListAlone) {
     EXPECT_FALSE(conform.shotListLoaded());
     EXPECT_TRUE(port.shotList.empty());
     EXPECT_EQ(port.icons[3], StageIcon::kNone);
-}
-
-TEST(Conform, StageOneAloneReadsTheEdits) {
-    Footage f;
-    RecordingPort port;
-    EdlGuiController conform(port);
-    f.Run(conform, {}, true);
-    EXPECT_EQ(conform.stoppedStage(), 0);
-    EXPECT_EQ(conform.edits(), 4);
-    EXPECT_EQ(port.icons[0], StageIcon::kDone);
-    EXPECT_EQ(port.labels[1], "2. Scan File System");
-    EXPECT_EQ(port.alphas[1], 0.15);
 }
 
 TEST(Conform, TheLogIsSentWhenUnder8000Characters) {

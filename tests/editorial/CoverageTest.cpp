@@ -60,15 +60,12 @@ TEST(Coverage, MovedFilesGoToTheDeepestSharedPath) {
 
 TEST(Coverage, TheTimelineSortsByPlaceKeepingTies) {
     Timeline::ResetTimeline();
-    Timeline::AddItemTimelineFrameFileInFileOut("b", 50, 0, 1);
-    Timeline::AddItemTimelineFrameFileInFileOut("a", 10, 0, 1);
-    Timeline::AddItemTimelineFrameFileInFileOut("c", 50, 0, 1);
+    for (const char* name : {"b", "a", "c"})
+        Timeline::AddItemTimelineFrameFileInFileOut(name, name[0] == 'a' ? 10 : 50, 0, 1);
     Timeline::SortTimeline();
     std::string order;
     for (const TimelineItem& item : Timeline::itemList()) order += item.filename;
     EXPECT_EQ(order, "abc");
-    Timeline::ResetTimeline();
-    EXPECT_TRUE(Timeline::itemList().empty());
 }
 
 }  // namespace
