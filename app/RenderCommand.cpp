@@ -226,16 +226,25 @@ std::optional<int> CodecTagForName(const std::string& name) {
         for (char& c : t) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
         return t;
     };
+    const std::vector<CustomCodec> custom = SettingsManager::Instance().customCodecs();
     if (!name.empty() && name.find_first_not_of("0123456789") == std::string::npos) {
-        const int tag = name.size() <= 2 ? std::stoi(name) : -1;
+        const int tag = name.size() <= 3 ? std::stoi(name) : -1;
         if (tag >= 0 && tag < kFactoryCodecTags) return tag;
+        for (const CustomCodec& c : custom)
+            if (c.popupTag() == tag) return tag;
         return std::nullopt;
     }
-    // Tag 4 repeats tag 9's codec; a name finds the tag the menu offers.
-    for (int tag : {0, 1, 2, 3, 5, 6, 7, 8, 9}) {
+    // Tag 4 repeats tag 9's codec; a name finds the tag the menu offers. Of custom codecs with
+    // the same code or name, the newest.
+    std::vector<std::pair<int, std::string>> tags;
+    for (int tag : {0, 1, 2, 3, 5, 6, 7, 8, 9}) tags.emplace_back(tag, "");
+    for (const CustomCodec& c : custom) tags.emplace_back(c.popupTag(), c.name());
+    for (const auto& [tag, title] : tags) {
         CodecPreset preset;
-        if (!LoadCodecPreset(tag, &preset).ok()) continue;
-        if (name == preset.fourCC || lower(name) == lower(preset.title)) return tag;
+        // A custom entry is found by its name even when its file is gone: the render then says so.
+        const bool read = SettingsManager::Instance().LoadCodecPresetForTag(tag, &preset).ok();
+        if (lower(name) == lower(title.empty() ? preset.title : title) || (read && name == preset.fourCC))
+            return tag;
     }
     return std::nullopt;
 }
@@ -362,6 +371,8 @@ int RunRender(const RenderOptions& o) {
         std::fprintf(stderr, "ombrel render: --conform needs the folder of its footage, --footage DIR\n");
         return kExitUsage;
     }
+    // The user's own codecs join the menu's, for --codec and for a project's codec.
+    SettingsManager::Instance().LoadCustomCodecList();
     int codecTag = 5;
     if (o.codec) {
         const std::optional<int> tag = CodecTagForName(*o.codec);

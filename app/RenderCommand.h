@@ -62,7 +62,7 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& options);
 // Puts the look options that were given on a clip's record; they were checked when read.
 void ApplyLookOptions(const RenderOptions& options, ClipSettings& look);
 // The codec menu tag that --codec names: a tag, a four-character code or a preset's title
-// (either case); nullopt for none.
+// (either case), of the factory presets or the loaded custom codecs; nullopt for none.
 std::optional<int> CodecTagForName(const std::string& name);
 // The 2K rule of movies: a chosen size above 2048 x 1152 becomes 2048 x 1152, with the
 // message that says so (empty when the size stands).

@@ -636,4 +636,16 @@ std::vector<CustomCodec> SettingsManager::customCodecs() const {
     return customCodecs_;
 }
 
+Status SettingsManager::LoadCodecPresetForTag(int tag, CodecPreset* preset) const {
+    if (tag < CustomCodec::kFirstPopupTag) return LoadCodecPreset(tag, preset);
+    std::string path;
+    {
+        std::lock_guard lock(lock_);
+        for (const CustomCodec& c : customCodecs_)
+            if (c.popupTag() == tag) path = c.path();
+    }
+    if (path.empty()) return NotFoundError("no custom codec has the tag " + std::to_string(tag));
+    return ReadCodecPreset(path, tag, preset);
+}
+
 }  // namespace ombrel

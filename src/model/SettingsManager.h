@@ -13,6 +13,7 @@
 #include "model/OutputSettings.h"
 #include "model/PresetDataSource.h"
 #include "model/RenderPreset.h"
+#include "platform/movie/CodecPreset.h"
 
 namespace ombrel {
 
@@ -127,6 +128,9 @@ public:
     void LoadCustomCodecList();
     bool SaveCustomCodecList();
     std::vector<CustomCodec> customCodecs() const;
+    // The preset behind a codec menu tag: a factory one, or the file at the path of the custom
+    // entry that carries the tag.
+    Status LoadCodecPresetForTag(int tag, CodecPreset* preset) const;
     // The list file. The application's resources are read-only here, so it lives with
     // the user's codec files.
     static std::string CustomCodecListPath();

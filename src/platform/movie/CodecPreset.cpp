@@ -61,6 +61,8 @@ Status ReadCodecPreset(const std::string& path, int tag, CodecPreset* preset) {
     p.fourCC = values["fourcc"];
     p.encoder = values["encoder"];
     p.pixelFormat = values["pixel_format"];
+    // Quotes keep a code that ends in a space, as 'raw '.
+    if (p.fourCC.size() == 6 && p.fourCC.front() == '\'' && p.fourCC.back() == '\'') p.fourCC = p.fourCC.substr(1, 4);
     if (p.fourCC.size() != 4) return InvalidError(where + "fourcc \"" + p.fourCC + "\" is not four characters");
     if (!p.encoder.empty() && av_get_pix_fmt(p.pixelFormat.c_str()) == AV_PIX_FMT_NONE)
         return InvalidError(where + "unknown pixel format \"" + p.pixelFormat + "\"");

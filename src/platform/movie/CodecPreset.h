@@ -25,8 +25,9 @@ std::string CodecPresetBaseName(int tag);
 // Resources/Codecs/<base name>.dat under the data root; empty for a tag outside 0 to 9.
 std::string CodecPresetPath(int tag);
 
-// Reads a preset file; a missing key, a four-character code of another length, an unknown
-// pixel format or an option without "=" is refused with the file's name and line.
+// Reads a preset file; the four characters may stand in single quotes. A missing key, a
+// four-character code of another length, an unknown pixel format or an option without "=" is
+// refused with the file's name and line.
 Status ReadCodecPreset(const std::string& path, int tag, CodecPreset* preset);
 // The factory preset of `tag`, from the data root.
 Status LoadCodecPreset(int tag, CodecPreset* preset);

@@ -18,6 +18,7 @@ extern "C" {
 
 #include "platform/movie/FFmpegHandles.h"
 #include "platform/movie/FFmpegLog.h"
+#include "platform/movie/MovieProbe.h"
 
 namespace ombrel {
 namespace fs = std::filesystem;
@@ -174,7 +175,8 @@ bool MovieWriter::Open(const std::string& target, const MovieWriterSettings& s) 
     c->time_base = av_inv_q(rate);
     c->framerate = rate;
     c->thread_count = 0;
-    c->codec_tag = MKTAG(p.fourCC[0], p.fourCC[1], p.fourCC[2], p.fourCC[3]);
+    // No four characters of our own: the muxer tags the track as it sees fit.
+    c->codec_tag = p.fourCC.size() == 4 ? MKTAG(p.fourCC[0], p.fourCC[1], p.fourCC[2], p.fourCC[3]) : 0;
     c->color_primaries = AVCOL_PRI_BT709;
     c->color_trc = AVCOL_TRC_BT709;
     c->colorspace = AVCOL_SPC_BT709;
@@ -372,7 +374,7 @@ constexpr MinimumSize kMinimumSizes[] = {{"dnxhd", 256, 120}};
 
 }  // namespace
 
-Status TestCodecPreset(const CodecPreset& preset) {
+Status TestCodecPreset(const CodecPreset& preset, std::string* writtenFourCC) {
     MovieWriterSettings s;
     s.preset = preset;
     s.width = 100;
@@ -393,6 +395,12 @@ Status TestCodecPreset(const CodecPreset& preset) {
         bool ok = writer.Open(dir + "/test.mov", s);
         for (int i = 0; ok && i < 2; ++i) ok = writer.WriteFrame(frame.data(), static_cast<size_t>(s.width) * 6);
         if (!(ok && writer.Close())) result = writer.lastError();
+        if (result.ok() && writtenFourCC) {
+            MovieProbe probe(writer.temporaryPath());
+            const MovieTrack* video = probe.ok() ? probe.info().FirstVideoTrack() : nullptr;
+            if (!video) result = IoError("the codec test movie does not read back");
+            else *writtenFourCC = video->FourCC();
+        }
     }
     fs::remove_all(dir, ec);
     return result;

@@ -74,8 +74,9 @@ private:
 };
 
 // Proves that a preset can encode: writes a few frames at the smallest size its encoder takes
-// into a scratch folder, which goes afterwards.
-Status TestCodecPreset(const CodecPreset& preset);
+// into a scratch folder, which goes afterwards. `writtenFourCC`, if given, gets the four
+// characters of the test movie's video track as read back.
+Status TestCodecPreset(const CodecPreset& preset, std::string* writtenFourCC = nullptr);
 Status TestCodecPreset(int tag);
 // The factory tags, 0 to 9 without 4 (tag 9's codec again), whose test fails.
 std::vector<int> TestCodecs();

@@ -8,6 +8,7 @@
 #include "core/Paths.h"
 #include "library/FileParser.h"
 #include "library/MetadataCache.h"
+#include "model/SettingsManager.h"
 #include "platform/movie/MovieWriter.h"
 
 namespace ombrel {
@@ -59,13 +60,12 @@ bool QuicktimeRenderer::RemoveInTheWay(const std::string& path, const std::strin
 }
 
 bool QuicktimeRenderer::SetupMovieExporter(const RenderSetup& setup, SetupMovieExporterArgs* args) {
-    if (const Status tested = TestCodecPreset(codecTag_); !tested.ok()) {
+    // A custom codec's file may have gone or been spoilt since it was added: that fails the clip too.
+    Status tested = SettingsManager::Instance().LoadCodecPresetForTag(codecTag_, &preset_);
+    if (tested.ok()) tested = TestCodecPreset(preset_);
+    if (!tested.ok()) {
         LogError("Codec test failed for preset {}", codecTag_);
         FailItem("Codec test failed for preset " + std::to_string(codecTag_) + ": " + tested.message());
-        return false;
-    }
-    if (const Status loaded = LoadCodecPreset(codecTag_, &preset_); !loaded.ok()) {
-        FailItem("Codec test failed for preset " + std::to_string(codecTag_) + ": " + loaded.message());
         return false;
     }
     RenderSource& source = *renderSource();
