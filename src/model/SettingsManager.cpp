@@ -587,18 +587,16 @@ CustomCodec SettingsManager::AddCustomCodec(const std::string& name) {
     codec.setName(name);
     int slot = static_cast<int>(customCodecs_.size());
     if (customCodecs_.size() == CustomCodec::kSlotCount) {
-        // The oldest gives up its slot; of equal ages, the lower slot goes.
-        auto oldest = std::min_element(customCodecs_.begin(), customCodecs_.end(),
-                                       [](const CustomCodec& a, const CustomCodec& b) {
-                                           if (a.dateCreated() != b.dateCreated())
-                                               return a.dateCreated() < b.dateCreated();
-                                           return a.slot() < b.slot();
-                                       });
+        // The oldest gives up its slot. Ages count in seconds, so of equal ones the entry furthest
+        // back goes: the list is newest first, and a new entry goes in front of its equals.
+        auto oldest = customCodecs_.begin();
+        for (auto it = customCodecs_.begin(); it != customCodecs_.end(); ++it)
+            if (it->dateCreated() <= oldest->dateCreated()) oldest = it;
         slot = oldest->slot();
         customCodecs_.erase(oldest);
     }
     codec.setSlot(slot);
-    customCodecs_.push_back(codec);
+    customCodecs_.insert(customCodecs_.begin(), codec);
     SortCustomCodecsLocked();
     SaveCustomCodecList();
     return codec;

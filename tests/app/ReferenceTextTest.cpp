@@ -26,6 +26,7 @@ const TextCase kTextCases[] = {
     {"HelpProjectShow", "project show --help", "app/help-project-show.txt"},
     {"HelpDemo", "demo --help", "app/help-demo.txt"},
     {"HelpCodecs", "codecs --help", "app/help-codecs.txt"},
+    {"HelpCodecsAdd", "codecs add --help", "app/help-codecs-add.txt"},
     {"CodecsJson", "codecs --json", "app/codecs.json"},
     {"InfoJson", "info --json {clip}", "app/info-basic-clip.json"},
     {"InfoTextOfExtractType2", "info --extract 2 {clip}", "app/info-basic-clip-extract2.txt"},
