@@ -11,28 +11,9 @@ set -euo pipefail
 
 BUILD_DIR=${1:-build}
 FRAMES=${2:-24}
-OMBREL="$BUILD_DIR/app/ombrel"
-R3D_MAKE="$BUILD_DIR/tools/r3d-make/r3d-make"
-for tool in "$OMBREL" "$R3D_MAKE"; do
-  [ -x "$tool" ] || { echo "render_vs_ffmpeg: $tool is missing; build first (make build)" >&2; exit 2; }
-done
-command -v ffmpeg >/dev/null || { echo "render_vs_ffmpeg: ffmpeg is not on PATH" >&2; exit 2; }
-
-WORK=$(mktemp -d "${TMPDIR:-/tmp}/render_vs_ffmpeg.XXXXXX")
-trap 'rm -rf "$WORK"' EXIT
-export HOME="$WORK/home"  # the render leaves the user's own folders alone
-mkdir -p "$HOME"
-
-# A film-like 1D curve and a 64^3 colour cube, in the .cube text form.
-awk 'BEGIN { print "LUT_1D_SIZE 1024"; for (i = 0; i < 1024; i++) { x = i / 1023; y = x * x * (3 - 2 * x);
-             printf "%.6f %.6f %.6f\n", y, y ^ 1.02, y ^ 1.05 } }' > "$WORK/curve.cube"
-awk 'BEGIN { n = 64; print "LUT_3D_SIZE 64";
-             for (b = 0; b < n; b++) for (g = 0; g < n; g++) for (r = 0; r < n; r++) {
-               R = r / (n - 1); G = g / (n - 1); B = b / (n - 1); l = 0.3 * R + 0.59 * G + 0.11 * B;
-               printf "%.6f %.6f %.6f\n", l + 0.8 * (R - l), l + 0.8 * (G - l), l + 0.8 * (B - l) } }' > "$WORK/cube.cube"
-
-now() { date +%s.%N; }
-fps() { awk -v n="$1" -v a="$2" -v b="$3" 'BEGIN { printf "%.2f", n / (b - a) }'; }
+. "$(dirname "$0")/ffmpeg_common.sh"
+bench_setup render_vs_ffmpeg "$BUILD_DIR"
+write_cubes "$WORK"
 
 printf "%-10s %12s %12s %8s\n" size ombrel_fps ffmpeg_fps ratio
 for size in 1920x1080 4096x2160; do
@@ -56,6 +37,5 @@ for size in 1920x1080 4096x2160; do
 
   ours=$(fps "$FRAMES" "$t0" "$t1")
   theirs=$(fps "$FRAMES" "$t2" "$t3")
-  ratio=$(awk -v a="$ours" -v b="$theirs" 'BEGIN { printf "%.2f", a / b }')
-  printf "%-10s %12s %12s %8s\n" "$size" "$ours" "$theirs" "$ratio"
+  printf "%-10s %12s %12s %8s\n" "$size" "$ours" "$theirs" "$(ratio "$ours" "$theirs")"
 done
