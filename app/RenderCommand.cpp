@@ -364,7 +364,7 @@ int RunRender(const RenderOptions& o) {
     if (int{!o.clips.empty()} + int{o.project.has_value()} + int{o.conform.has_value()} != 1) {
         std::fprintf(stderr,
                      "ombrel render: name the clips to render, a saved project with --project FILE or an edit with "
-                     "--conform EDIT_FILE (one of them)\n");
+                     "--conform EDIT_FILE (one of them, not both)\n");
         return kExitUsage;
     }
     if (o.conform && o.footage.empty()) {
