@@ -16,6 +16,7 @@ extern "C" {
 #include <filesystem>
 #include <fstream>
 
+#include "core/Log.h"
 #include "platform/movie/FFmpegHandles.h"
 #include "platform/movie/FFmpegLog.h"
 #include "platform/movie/MovieProbe.h"
@@ -83,6 +84,59 @@ Status SetTimecodeWrapFlag(const std::string& path) {
     return IoError("the timecode track of " + path + " cannot be marked for a 24-hour wrap");
 }
 
+// One sound stream on its way from its source into a track of the movie. Positions count
+// sample frames from the source's first picture.
+struct SoundCopy {
+    FormatContextPtr input;
+    int index = -1;
+    AVStream* out = nullptr;
+    int rate = 0;
+    bool pcm = false;
+    int frameBytes = 0;  // linear PCM: one sample of every channel
+    int64_t origin = 0;
+    int64_t first = 0;  // the part copied
+    int64_t end = -1;   // -1: to the end of the stream
+    int64_t written = 0;
+    PacketPtr pending;  // read, and not yet due
+    int64_t pendingAt = 0;
+    int64_t pendingSamples = 0;
+    int64_t next = AV_NOPTS_VALUE;  // where the packet after the pending one starts
+    bool done = false;
+};
+
+bool IsLinearPcm(AVCodecID id) {
+    return id >= AV_CODEC_ID_PCM_S16LE && id < AV_CODEC_ID_ADPCM_IMA_QT && av_get_exact_bits_per_sample(id) % 8 == 0 &&
+           av_get_exact_bits_per_sample(id) > 0;
+}
+
+// Reads the stream's next packet into `pending`, with where it starts and how many samples it
+// holds; false at the end of what can be read.
+bool ReadSoundPacket(SoundCopy& c) {
+    AVFormatContext* in = c.input.get();
+    const AVStream* from = in->streams[c.index];
+    AVPacket* p = c.pending.get();
+    for (;;) {
+        av_packet_unref(p);
+        if (av_read_frame(in, p) < 0) return false;
+        if (p->stream_index == c.index) break;
+    }
+    const AVRational perSample{1, c.rate};
+    if (c.pcm) {
+        c.pendingSamples = p->size / c.frameBytes;
+    } else if (p->duration > 0) {
+        c.pendingSamples = av_rescale_q(p->duration, from->time_base, perSample);
+    } else {
+        c.pendingSamples = from->codecpar->frame_size;
+    }
+    // Linear PCM runs on without gaps from its first packet; others start where they say.
+    if (c.next != AV_NOPTS_VALUE && (c.pcm || p->pts == AV_NOPTS_VALUE))
+        c.pendingAt = c.next;
+    else
+        c.pendingAt = p->pts == AV_NOPTS_VALUE ? 0 : av_rescale_q(p->pts, from->time_base, perSample) - c.origin;
+    c.next = c.pendingAt + c.pendingSamples;
+    return true;
+}
+
 }  // namespace
 
 struct MovieWriter::Av {
@@ -95,12 +149,7 @@ struct MovieWriter::Av {
     int width = 0;
     int height = 0;
     AVRational rate{24, 1};
-    AVStream* audio = nullptr;
-    std::ifstream au;
-    int auFrameBytes = 0;  // bytes of one sample of every channel
-    int auRate = 0;
-    int64_t auSamples = 0;  // copied so far
-    int64_t auEnd = -1;     // samples to copy; -1: all
+    std::vector<SoundCopy> sound;
 };
 
 MovieWriter::MovieWriter() = default;
@@ -205,13 +254,10 @@ bool MovieWriter::Open(const std::string& target, const MovieWriterSettings& s) 
     av_dict_set(&st->metadata, "timecode", TimecodeText(s.timecodeStart, fps).c_str(), 0);
     if (!s.reelName.empty()) av_dict_set(&st->metadata, "reel_name", s.reelName.c_str(), 0);
 
-    if (!s.audioPath.empty()) {
-        if (Status a = AddAudioTrack(s.audioPath); !a.ok()) return Fail(a);
-        const auto samples = [&](int64_t frames) {
-            return av_rescale(frames, int64_t(rate.den) * av_->auRate, rate.num);
-        };
-        av_->au.seekg(samples(s.audioFirstFrame) * av_->auFrameBytes, std::ios::cur);
-        av_->auEnd = s.audioFrames < 0 ? -1 : samples(s.audioFirstFrame + s.audioFrames) - samples(s.audioFirstFrame);
+    for (const MovieSoundStream& sound : s.sound) {
+        // A sound that cannot be copied leaves the movie without it, not without its pictures.
+        if (Status a = AddSoundTrack(sound, s.audioFirstFrame, s.audioFrames); !a.ok())
+            LogWarn("{}; the movie has no track of it", a.message());
     }
     if (int rc = avio_open(&fc->pb, tempPath_.c_str(), AVIO_FLAG_WRITE); rc < 0)
         return Fail(AvError("cannot write " + tempPath_, rc));
@@ -251,61 +297,89 @@ bool MovieWriter::WriteFrame(const uint16_t* pixels, size_t rowBytes) {
     sws_scale(av_->sws.get(), src, stride, 0, av_->height, f->data, f->linesize);
     f->pts = frames_++;
     // The sound keeps pace with the pictures, so the muxer interleaves them as they come.
-    return Encode(false) && WriteAudioUpTo(av_rescale(frames_, int64_t(av_->rate.den) * av_->auRate, av_->rate.num));
+    return Encode(false) && WriteSoundUpTo(frames_);
 }
 
-Status MovieWriter::AddAudioTrack(const std::string& path) {
-    Av& a = *av_;
-    a.au.open(path, std::ios::binary);
-    unsigned char h[24];
-    if (!a.au.read(reinterpret_cast<char*>(h), sizeof h) || std::memcmp(h, ".snd", 4) != 0)
-        return InvalidError(path + " is not a Sun audio file");
-    const auto be32 = [&](int at) {
-        return static_cast<uint32_t>(h[at]) << 24 | static_cast<uint32_t>(h[at + 1]) << 16 |
-               static_cast<uint32_t>(h[at + 2]) << 8 | h[at + 3];
-    };
-    const uint32_t offset = be32(4), encoding = be32(12), rate = be32(16), channels = be32(20);
-    // Linear PCM of 16, 24 and 32 bits: encodings 3, 4 and 5.
-    const AVCodecID codecs[] = {AV_CODEC_ID_PCM_S16BE, AV_CODEC_ID_PCM_S24BE, AV_CODEC_ID_PCM_S32BE};
-    if (encoding < 3 || encoding > 5 || rate == 0 || rate > 768000 || channels == 0 || channels > 64)
-        return UnsupportedError(path + ": sound of encoding " + std::to_string(encoding) + " is not copied");
-    a.au.seekg(offset);
-    AVStream* st = avformat_new_stream(a.format.get(), nullptr);
-    if (!st) return NoMemoryError("no memory for the sound track");
-    const int bytes = static_cast<int>(encoding) - 1;
-    st->codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
-    st->codecpar->codec_id = codecs[encoding - 3];
-    st->codecpar->sample_rate = static_cast<int>(rate);
-    av_channel_layout_default(&st->codecpar->ch_layout, static_cast<int>(channels));
-    st->codecpar->bits_per_coded_sample = bytes * 8;
-    st->codecpar->block_align = bytes * static_cast<int>(channels);
-    st->time_base = AVRational{1, static_cast<int>(rate)};
-    a.audio = st;
-    a.auFrameBytes = st->codecpar->block_align;
-    a.auRate = static_cast<int>(rate);
+Status MovieWriter::AddSoundTrack(const MovieSoundStream& source, int64_t firstFrame, int64_t frames) {
+    const std::string what = "stream " + std::to_string(source.stream) + " of " + source.path;
+    SoundCopy c;
+    AVFormatContext* in = nullptr;
+    if (int rc = avformat_open_input(&in, source.path.c_str(), nullptr, nullptr); rc < 0)
+        return AvError("the sound of " + source.path, rc);
+    c.input.reset(in);
+    if (int rc = avformat_find_stream_info(in, nullptr); rc < 0) return AvError("the sound of " + source.path, rc);
+    if (source.stream < 0 || source.stream >= static_cast<int>(in->nb_streams) ||
+        in->streams[source.stream]->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+        return InvalidError(what + " is not sound");
+    const AVStream* from = in->streams[source.stream];
+    const AVCodecParameters* par = from->codecpar;
+    if (par->sample_rate <= 0) return InvalidError(what + " has no sample rate");
+    if (avformat_query_codec(av_->format->oformat, par->codec_id, FF_COMPLIANCE_NORMAL) != 1)
+        return UnsupportedError(what + ": " + avcodec_get_name(par->codec_id) + " does not go into a movie");
+    for (unsigned i = 0; i < in->nb_streams; ++i)
+        if (static_cast<int>(i) != source.stream) in->streams[i]->discard = AVDISCARD_ALL;
+    c.index = source.stream;
+    c.rate = par->sample_rate;
+    c.pcm = IsLinearPcm(par->codec_id);
+    c.frameBytes = av_get_exact_bits_per_sample(par->codec_id) / 8 * par->ch_layout.nb_channels;
+    if (c.pcm && c.frameBytes <= 0) return InvalidError(what + " has no channels");
+    // Frame 0 is the source's first picture, as the reader counts them.
+    const int video = av_find_best_stream(in, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (video >= 0 && in->streams[video]->start_time != AV_NOPTS_VALUE)
+        c.origin = av_rescale_q(in->streams[video]->start_time, in->streams[video]->time_base, AVRational{1, c.rate});
+    const auto samples = [&](int64_t f) { return av_rescale(f, int64_t(av_->rate.den) * c.rate, av_->rate.num); };
+    c.first = samples(firstFrame);
+    c.end = frames < 0 ? -1 : samples(firstFrame + frames);
+    c.pending.reset(av_packet_alloc());
+    AVStream* st = avformat_new_stream(av_->format.get(), nullptr);
+    if (!st || !c.pending) return NoMemoryError("no memory for the sound track");
+    if (int rc = avcodec_parameters_copy(st->codecpar, par); rc < 0) return AvError("the sound track", rc);
+    // The source container's tag may mean nothing in a movie: the muxer picks its own.
+    st->codecpar->codec_tag = 0;
+    st->time_base = AVRational{1, c.rate};
+    c.out = st;
+    av_->sound.push_back(std::move(c));
     return OkStatus();
 }
 
-bool MovieWriter::WriteAudioUpTo(int64_t endSample) {
-    Av& a = *av_;
-    if (!a.audio) return true;
-    if (a.auEnd >= 0) endSample = endSample < 0 ? a.auEnd : std::min(endSample, a.auEnd);
-    constexpr int64_t kChunk = 4800;
-    while ((endSample < 0 || a.auSamples < endSample) && a.au) {
-        const int64_t want = endSample < 0 ? kChunk : std::min(kChunk, endSample - a.auSamples);
-        PacketPtr pkt(av_packet_alloc());
-        if (!pkt || av_new_packet(pkt.get(), static_cast<int>(want * a.auFrameBytes)) < 0)
-            return Fail(NoMemoryError("no memory for sound"));
-        a.au.read(reinterpret_cast<char*>(pkt->data), want * a.auFrameBytes);
-        const int64_t got = a.au.gcount() / a.auFrameBytes;
-        if (got <= 0) break;
-        av_shrink_packet(pkt.get(), static_cast<int>(got * a.auFrameBytes));
-        pkt->pts = pkt->dts = a.auSamples;
-        pkt->duration = got;
-        pkt->stream_index = a.audio->index;
-        a.auSamples += got;
-        if (int rc = av_interleaved_write_frame(a.format.get(), pkt.get()); rc < 0)
-            return Fail(AvError("writing the sound of " + tempPath_, rc));
+bool MovieWriter::WriteSoundUpTo(int64_t frames) {
+    for (SoundCopy& c : av_->sound) {
+        const int64_t due = frames < 0 ? -1 : av_rescale(frames, int64_t(av_->rate.den) * c.rate, av_->rate.num);
+        while (!c.done) {
+            AVPacket* p = c.pending.get();
+            if (!p->data && !ReadSoundPacket(c)) {
+                c.done = true;
+                break;
+            }
+            const int64_t at = c.pendingAt, n = c.pendingSamples;
+            if (c.end >= 0 && at >= c.end) {
+                c.done = true;
+                break;
+            }
+            if (due >= 0 && at - c.first >= due) break;
+            if (at + n <= c.first || n <= 0) {
+                av_packet_unref(p);
+                continue;
+            }
+            if (c.pcm) {
+                const int64_t head = std::max<int64_t>(c.first - at, 0);
+                const int64_t tail = c.end >= 0 ? std::max<int64_t>(at + n - c.end, 0) : 0;
+                p->data += head * c.frameBytes;
+                p->size = static_cast<int>((n - head - tail) * c.frameBytes);
+                p->pts = p->dts = c.written;
+                p->duration = n - head - tail;
+                c.written += p->duration;
+            } else {
+                // Whole packets: the first may begin before the part, and the muxer's edit list
+                // keeps that lead out of the movie's time.
+                p->pts = p->dts = at - c.first;
+                p->duration = n;
+            }
+            p->stream_index = c.out->index;
+            p->pos = -1;
+            if (int rc = av_interleaved_write_frame(av_->format.get(), p); rc < 0)
+                return Fail(AvError("writing the sound of " + tempPath_, rc));
+        }
     }
     return true;
 }
@@ -353,7 +427,7 @@ bool MovieWriter::Encode(bool flush) {
 
 bool MovieWriter::Close() {
     if (!open_) return false;
-    if (!Encode(true) || !WriteAudioUpTo(-1)) return false;
+    if (!Encode(true) || !WriteSoundUpTo(-1)) return false;
     if (int rc = av_write_trailer(av_->format.get()); rc < 0) return Fail(AvError("finishing " + tempPath_, rc));
     if (int rc = avio_closep(&av_->format->pb); rc < 0) return Fail(AvError("closing " + tempPath_, rc));
     if (Status s = SetTimecodeWrapFlag(tempPath_); !s.ok()) return Fail(s);

@@ -12,7 +12,14 @@
 
 namespace ombrel {
 
-// What a movie is made of: the codec, the picture size, the rate and the timecode track.
+// A sound stream copied into a track of the movie: stream `stream` of a file that FFmpeg reads,
+// a movie or a Sun audio file.
+struct MovieSoundStream {
+    std::string path;
+    int stream = 0;
+};
+
+// What a movie is made of: the codec, the picture size, the rate, the timecode track and the sound.
 struct MovieWriterSettings {
     CodecPreset preset;
     int width = 0;
@@ -20,12 +27,14 @@ struct MovieWriterSettings {
     bool alpha = false;  // frames are 16-bit RGBA, else 16-bit RGB
     int rateNum = 24;    // frames per second as an exact fraction: 24000 / 1001 stays exact
     int rateDen = 1;
-    int timeScale = 24000;        // ticks per second of the video track: the caller's, not the muxer's
-    int64_t timecodeStart = 0;    // first frame of the timecode track, counted at the rate rounded up
-    std::string reelName;         // the timecode track's source name
-    std::string audioPath;        // a Sun audio file of linear PCM copied into a sound track; empty: none
-    int64_t audioFirstFrame = 0;  // the part of the sound copied, in frames of the rate: cut at the sample
-    int64_t audioFrames = -1;     // -1: to its end
+    int timeScale = 24000;                // ticks per second of the video track: the caller's, not the muxer's
+    int64_t timecodeStart = 0;            // first frame of the timecode track, counted at the rate rounded up
+    std::string reelName;                 // the timecode track's source name
+    std::vector<MovieSoundStream> sound;  // one track each, in order
+    // The part of the sound copied, in frames of the rate from the source's first picture:
+    // linear PCM is cut at the sample, other codecs at the packets that reach into the part.
+    int64_t audioFirstFrame = 0;
+    int64_t audioFrames = -1;  // -1: to its end
 };
 
 // Writes one QuickTime movie through an FFmpeg encoder and the mov muxer, into "__NAME.mov"
@@ -60,9 +69,9 @@ private:
     struct Av;
     bool Fail(Status error);
     bool Encode(bool flush);
-    Status AddAudioTrack(const std::string& path);
-    // Copies the sound up to `endSample`, or to its end with -1.
-    bool WriteAudioUpTo(int64_t endSample);
+    Status AddSoundTrack(const MovieSoundStream& source, int64_t firstFrame, int64_t frames);
+    // Copies the sound up to where frame `frames` starts, or to its end with -1.
+    bool WriteSoundUpTo(int64_t frames);
     void Discard();
 
     std::unique_ptr<Av> av_;

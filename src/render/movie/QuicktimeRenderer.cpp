@@ -9,7 +9,9 @@
 #include "library/FileParser.h"
 #include "library/MetadataCache.h"
 #include "model/SettingsManager.h"
+#include "platform/movie/MovieProbe.h"
 #include "platform/movie/MovieWriter.h"
+#include "sources/QTRenderSource.h"
 
 namespace ombrel {
 namespace fs = std::filesystem;
@@ -20,6 +22,14 @@ bool SameFile(const std::string& a, const std::string& b) {
     std::error_code ec;
     if (fs::equivalent(a, b, ec)) return true;
     return fs::weakly_canonical(a, ec) == fs::weakly_canonical(b, ec) && !ec;
+}
+
+// The sound streams among the tracks of the file at `path`: the one road of both kinds of clip.
+std::vector<MovieSoundStream> SoundStreams(const std::string& path, const std::vector<MovieTrack>& tracks) {
+    std::vector<MovieSoundStream> streams;
+    for (const MovieTrack& track : tracks)
+        if (track.kind == MediaKind::Audio) streams.push_back({path, track.index});
+    return streams;
 }
 
 }  // namespace
@@ -117,16 +127,12 @@ bool QuicktimeRenderer::SetupMovieExporter(const RenderSetup& setup, SetupMovieE
     const TimecodeValues tc = source.Timecode(0);
     s.timecodeStart = (static_cast<int64_t>(tc.hours) * 3600 + tc.minutes * 60 + tc.seconds) * fpsUp + tc.frames;
     s.reelName = LastPathComponent(sourcePath());
-    // The sound of a raw clip stays beside the movie as a file of its own, and goes into it.
-    if (IsRawClip()) {
-        if (!source.ExtractAudio(args->audioPath)) LogWarn("The audio of {} was not extracted", sourcePath());
-        if (fs::exists(args->audioPath, ec)) s.audioPath = args->audioPath;
-        // A snippet render keeps all the sound, as its movie keeps the clip's length; a part of
-        // the clip gets its part of the sound.
-        if (!setup.clipSettings || !setup.clipSettings->hasSnippets()) {
-            s.audioFirstFrame = firstFrame_;
-            s.audioFrames = lastFrame_ - firstFrame_ + 1;
-        }
+    s.sound = IsRawClip() ? InsertAudioFromR3DSource(args->audioPath) : InsertAudioFromQTSource();
+    // A snippet render keeps all the sound, as its movie keeps the clip's length; a part of
+    // the clip gets its part of the sound.
+    if (!setup.clipSettings || !setup.clipSettings->hasSnippets()) {
+        s.audioFirstFrame = firstFrame_;
+        s.audioFrames = lastFrame_ - firstFrame_ + 1;
     }
 
     movieExporter_ = std::make_unique<MovieWriter>();
@@ -137,6 +143,24 @@ bool QuicktimeRenderer::SetupMovieExporter(const RenderSetup& setup, SetupMovieE
         return false;
     }
     return true;
+}
+
+std::vector<MovieSoundStream> QuicktimeRenderer::InsertAudioFromQTSource() const {
+    const auto* movie = dynamic_cast<const QTRenderSource*>(renderSource().get());
+    return movie ? SoundStreams(sourcePath(), movie->GetAudioTracks()) : std::vector<MovieSoundStream>{};
+}
+
+std::vector<MovieSoundStream> QuicktimeRenderer::InsertAudioFromR3DSource(const std::string& audioPath) const {
+    // The extract stays beside the movie as a file of its own; a clip without sound leaves none.
+    if (!renderSource()->ExtractAudio(audioPath)) LogWarn("The audio of {} was not extracted", sourcePath());
+    std::error_code ec;
+    if (!fs::exists(audioPath, ec)) return {};
+    MovieInfo extract;
+    if (const Status read = ProbeMovie(audioPath, extract); !read.ok()) {
+        LogWarn("The audio of {} is not in the movie: {}", sourcePath(), read.message());
+        return {};
+    }
+    return SoundStreams(audioPath, extract.tracks);
 }
 
 bool QuicktimeRenderer::BeginFrameSequence(const RenderSetup& setup, int first, int last) {

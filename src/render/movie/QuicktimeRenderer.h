@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "platform/movie/CodecPreset.h"
+#include "platform/movie/MovieWriter.h"
 #include "render/RenderBase.h"
 
 namespace ombrel {
-
-class MovieWriter;
 
 // What SetupMovieExporter fills for the frame loop.
 struct SetupMovieExporterArgs {
@@ -69,6 +68,10 @@ private:
     // Removes a file in the way; false, after the cancel with `reason`, when it stays.
     bool RemoveInTheWay(const std::string& path, const std::string& logText, const std::string& reason) const;
     bool IsRawClip() const;
+    // The sound that goes into the movie: a movie source's own streams; a raw clip's, extracted
+    // to `audioPath` and read back as a movie.
+    std::vector<MovieSoundStream> InsertAudioFromQTSource() const;
+    std::vector<MovieSoundStream> InsertAudioFromR3DSource(const std::string& audioPath) const;
 
     int codecTag_ = 5;
     int firstFrame_ = 0;  // the rendered range, which the sound follows
