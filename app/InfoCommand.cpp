@@ -15,6 +15,7 @@
 #include "core/Paths.h"
 #include "core/RegularFile.h"
 #include "library/FileParser.h"
+#include "library/MetadataCache.h"
 #include "look/LutManager.h"
 #include "platform/movie/MovieProbe.h"
 #include "r3d/sdk/R3DSDK.h"
@@ -75,6 +76,10 @@ Status ReadR3DFacts(const std::string& path, int extractType, ClipFacts* f) {
     return OkStatus();
 }
 
+std::string RateText(int64_t num, int64_t den) {
+    return den == 1 ? std::to_string(num) : std::to_string(num) + "/" + std::to_string(den);
+}
+
 Status ReadMovieFacts(const std::string& path, ClipFacts* f) {
     MovieProbe probe(path);
     const MovieTrack* video = probe.ok() ? probe.info().FirstVideoTrack() : nullptr;
@@ -85,15 +90,34 @@ Status ReadMovieFacts(const std::string& path, ClipFacts* f) {
     f->kind = "movie";
     f->width = uint32_t(std::max(video->width, 0));
     f->height = uint32_t(std::max(video->height, 0));
+    f->codec = video->FourCC() != "????" ? video->FourCC() : video->codecName;
     double fps = 0.0, frames = 0.0;
     FileParser::GetDetailsFromMovieOutFPSOutFrameCount(probe.info(), &fps, &frames);
     f->fps = fps;
     f->frameRate = JsonNumber(fps);
     f->frameCount = int64_t(frames);
-    f->startTimecode = FileParser::GetStringOfTimecodeFPS(0, float(fps));
-    f->endTimecode = FileParser::GetStringOfTimecodeFPS(uint32_t(std::max<int64_t>(f->frameCount - 1, 0)), float(fps));
-    f->startEdgecode = f->startTimecode;
-    f->endEdgecode = f->endTimecode;
+    // Renders count the movie as the metadata does: its exact rate, its length, its timecode.
+    const std::shared_ptr<ClipMetadata> meta = MetadataCache::Instance().ForceMetadataForPath(path);
+    int64_t fpsUp = int64_t(std::ceil(fps));
+    if (meta && meta->hasTimingInfo() && meta->rateNumerator() > 0 && meta->rateDenominator() > 0) {
+        f->fps = double(meta->rateNumerator()) / double(meta->rateDenominator());
+        f->frameRate = RateText(meta->rateNumerator(), meta->rateDenominator());
+        f->frameCount = meta->frameCount();
+        f->timeScale = meta->qtDuration().timeScale;
+        f->duration = meta->qtDuration().value;
+        f->timecodeStartFrame = meta->timecodeStartFrame();
+        fpsUp = (meta->rateNumerator() + meta->rateDenominator() - 1) / meta->rateDenominator();
+    }
+    // Non-drop at the rate rounded up, as the timecode track counts.
+    const auto timecode = [&](int64_t frame) {
+        return FileParser::GetStringOfTimecodeFPS(uint32_t(std::max<int64_t>(frame, 0)), float(fpsUp));
+    };
+    f->startTimecode = timecode(f->timecodeStartFrame);
+    f->endTimecode = timecode(f->timecodeStartFrame + std::max<int64_t>(f->frameCount - 1, 0));
+    // Edge code counts the movie's own frames from 0.
+    f->startEdgecode = FileParser::GetStringOfTimecodeFPS(0, float(f->fps));
+    f->endEdgecode =
+        FileParser::GetStringOfTimecodeFPS(uint32_t(std::max<int64_t>(f->frameCount - 1, 0)), float(f->fps));
     for (const MovieTrack& t : probe.info().tracks)
         if (t.kind == MediaKind::Audio && f->audioChannels == 0) {
             f->audioChannels = t.channels;
@@ -164,6 +188,12 @@ std::string ClipFactsJson(const ClipFacts& f) {
     key("whiteBalanceKelvin"), s += std::to_string(f.whiteBalanceKelvin);
     key("iso"), s += std::to_string(f.iso);
     key("droppedFrames"), s += std::to_string(f.droppedFrames);
+    if (f.kind == "movie") {
+        key("codec"), s += JsonString(f.codec);
+        key("timeScale"), s += std::to_string(f.timeScale);
+        key("duration"), s += std::to_string(f.duration);
+        key("timecodeStartFrame"), s += std::to_string(f.timecodeStartFrame);
+    }
     key("kind"), s += JsonString(f.kind);
     return s + "}\n";
 }
@@ -180,6 +210,12 @@ std::string ClipFactsText(const ClipFacts& f) {
     line("Frames:", std::to_string(f.frameCount));
     line("Timecode:", f.startTimecode + " - " + f.endTimecode);
     if (f.kind == "r3d") line("Edge code:", f.startEdgecode + " - " + f.endEdgecode);
+    if (f.kind == "movie") {
+        line("Codec:", f.codec);
+        line("Time scale:", fmt::format("{} ticks a second", f.timeScale));
+        line("Duration:", fmt::format("{} ticks", f.duration));
+        line("Timecode frame:", std::to_string(f.timecodeStartFrame));
+    }
     line("Reel:", f.reel);
     line("Clip:", f.clip);
     line("Audio:", f.audioChannels > 0 ? fmt::format("{} channels at {} Hz", f.audioChannels, f.audioSampleRate)

@@ -24,7 +24,7 @@ struct ClipFacts {
     uint32_t width = 0;
     uint32_t height = 0;
     double fps = 0.0;
-    std::string frameRate;  // the rate as recorded: "24000/1001", or the number for movies
+    std::string frameRate;  // the rate as an exact fraction, "24000/1001", or a whole number
     int64_t frameCount = 0;
     std::string startTimecode;
     std::string endTimecode;
@@ -44,6 +44,13 @@ struct ClipFacts {
     int iso = 0;
     int64_t droppedFrames = 0;
     std::string kind;  // "r3d" or "movie"
+    // Movies only, as the metadata keeps them: the picture's four characters (FFmpeg's codec
+    // name where the container has none), ticks a second and the length in them, and the frame
+    // number of the timecode track's start.
+    std::string codec;
+    int64_t timeScale = 0;
+    int64_t duration = 0;
+    int64_t timecodeStartFrame = 0;
 };
 
 // The part number of a file of a spanned R3D clip ("_002.R3D" is 2); 0 when the name has none.

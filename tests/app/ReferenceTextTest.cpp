@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CliSupport.h"
+#include "support/Movies.h"
 #include "support/RefFile.h"
 
 namespace ombrel {
@@ -14,7 +15,9 @@ using namespace clitest;
 
 struct TextCase {
     const char* name;
-    const char* args;  // {clip}: 23.976 fps, 30 frames from 11:22:33:12, reel A007 clip C003
+    // {clip}: 23.976 fps, 30 frames from 11:22:33:12, reel A007 clip C003; {movie}: 29.97 fps,
+    // 12 frames, a timecode track from 00:59:59:29 (30 a second, non-drop) and 16-bit sound
+    const char* args;
     const char* ref;
 };
 
@@ -30,6 +33,8 @@ const TextCase kTextCases[] = {
     {"CodecsJson", "codecs --json", "app/codecs.json"},
     {"InfoJson", "info --json {clip}", "app/info-basic-clip.json"},
     {"InfoTextOfExtractType2", "info --extract 2 {clip}", "app/info-basic-clip-extract2.txt"},
+    {"InfoJsonOfAMovie", "info --json {movie}", "app/info-movie-tmcd.json"},
+    {"InfoTextOfAMovie", "info {movie}", "app/info-movie-tmcd.txt"},
 };
 
 class ReferenceText : public ::testing::TestWithParam<TextCase> {};
@@ -41,6 +46,12 @@ TEST_P(ReferenceText, MatchesItsReference) {
     const std::string clip = WriteClip(dir / "A007_C003_0101AB_001.R3D", sdktest::BasicClip(40, 20, 30));
     std::string args = GetParam().args;
     if (const size_t at = args.find("{clip}"); at != std::string::npos) args.replace(at, 6, clip);
+    if (const size_t at = args.find("{movie}"); at != std::string::npos) {
+        test::MakeMovie("-f lavfi -i sine=r=48000:d=1 " + test::TestPattern("30000/1001", 12) +
+                            " -c:v libx264 -c:a pcm_s16le -timecode 00:59:59:29",
+                        dir / "tc.mov");
+        args.replace(at, 7, dir / "tc.mov");
+    }
     const auto r = Ombrel(args);
     EXPECT_EQ(r.status, 0) << r.output;
     std::string text = r.output;
