@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::Probe;
 
-// A raw clip steps a double and truncates it; a movie source steps by the rounded step.
+// A raw clip steps a double and truncates it; a movie source rounds each frame's exact start.
 TEST(QuicktimeFrameTimes, FollowTheRuleOfTheSourceKind) {
     const struct {
         const char* name;
@@ -29,8 +29,8 @@ TEST(QuicktimeFrameTimes, FollowTheRuleOfTheSourceKind) {
         {"24 fps at 24000", 24000, 24, 1, true, "0+1000 1000+1000 2000+1000 3000+1000"},
         {"23.976 at 24000 stays exact", 24000, 24000, 1001, true, "0+1001 1001+1001 2002+1001 3003+1001"},
         {"fractional step keeps its fraction", 1000, 24000, 1001, true, "0+41 41+41 83+41 125+41"},
-        {"movie source rounds the step", 1000, 24000, 1001, false, "0+42 42+42 84+42 126+42"},
-        {"usual MP4 time scale", 12288, 24000, 1001, false, "0+513 513+513 1026+513 1539+513"},
+        {"movie source rounds exact starts", 1000, 24000, 1001, false, "0+42 42+41 83+42 125+42"},
+        {"MPEG time scale keeps the rate", 90000, 24000, 1001, false, "0+3754 3754+3754 7508+3753 11261+3754"},
     };
     for (const auto& row : rows) {
         std::string times;

@@ -170,8 +170,14 @@ bool QuicktimeRenderer::BeginFrameSequence(const RenderSetup& setup, int first, 
 }
 
 MovieFrameTime QuicktimeRenderer::NextFrameTime(double* t, double step, int64_t n, bool rawClip) {
-    const auto duration = static_cast<int64_t>(rawClip ? std::trunc(step) : std::llround(step));
-    const MovieFrameTime time{rawClip ? static_cast<int64_t>(*t) : n * duration, duration};
+    MovieFrameTime time{static_cast<int64_t>(*t), static_cast<int64_t>(std::trunc(step))};
+    if (!rawClip) {
+        // Each frame's exact start, rounded: a whole step as it is; a step the time scale does
+        // not hold (23.976 at 90 kHz) alternates and keeps the source's rate, where the step
+        // rounded once would drift from its sound by the second.
+        time.timeStamp = std::llround(static_cast<double>(n) * step);
+        time.duration = std::llround(static_cast<double>(n + 1) * step) - time.timeStamp;
+    }
     *t += step;
     return time;
 }

@@ -45,7 +45,8 @@ public:
     bool SetupMovieExporter(const RenderSetup& setup, SetupMovieExporterArgs* args);
 
     // The first `frames` frame times at a rate of rateNum / rateDen. A raw clip steps a double by
-    // timeScale / fps and truncates it; a movie source steps by that step rounded.
+    // timeScale / fps and truncates it; a movie source rounds each frame's exact start, which is
+    // the step rounded wherever the step is whole.
     static std::vector<MovieFrameTime> FrameTimes(int frames, double timeScale, int64_t rateNum, int64_t rateDen,
                                                   bool rawClip);
     // Frame n's time; `t` is the raw rule's running time, which it advances by `step`.
