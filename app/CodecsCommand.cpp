@@ -1,4 +1,5 @@
 #include "CodecsCommand.h"
+#include "Json.h"
 
 #include <CLI/CLI.hpp>
 
@@ -13,21 +14,6 @@
 
 namespace ombrel::cli {
 namespace {
-
-std::string Json(const std::string& s) {
-    std::string out = "\"";
-    for (const char c : s) {
-        if (c == '"' || c == '\\') out += '\\';
-        if (static_cast<unsigned char>(c) < 0x20) {
-            char esc[8];
-            std::snprintf(esc, sizeof esc, "\\u%04x", c);
-            out += esc;
-        } else {
-            out += c;
-        }
-    }
-    return out + "\"";
-}
 
 struct Row {
     int tag;
@@ -70,9 +56,9 @@ int RunCodecs(const CodecsOptions& o) {
         std::string failed;
         for (const Row& r : rows) {
             out += std::string(out.empty() ? "" : ",\n") + "  {\"tag\": " + std::to_string(r.tag) +
-                   ", \"fourCC\": " + Json(r.preset.fourCC) + ", \"title\": " + Json(r.preset.title) +
-                   ", \"encoder\": " + Json(r.preset.encoder) + ", \"available\": " + (r.test.ok() ? "true" : "false") +
-                   (r.test.ok() ? "" : ", \"error\": " + Json(r.test.message())) + "}";
+                   ", \"fourCC\": " + JsonString(r.preset.fourCC) + ", \"title\": " + JsonString(r.preset.title) +
+                   ", \"encoder\": " + JsonString(r.preset.encoder) + ", \"available\": " + (r.test.ok() ? "true" : "false") +
+                   (r.test.ok() ? "" : ", \"error\": " + JsonString(r.test.message())) + "}";
             if (!r.test.ok()) failed += (failed.empty() ? "" : ", ") + std::to_string(r.tag);
         }
         out = "{\"codecs\": [\n" + out + "\n], \"failed\": [" + failed + "]}\n";

@@ -1,4 +1,6 @@
 #include "ConformCommand.h"
+#include "Json.h"
+#include "Signals.h"
 
 #include <CLI/CLI.hpp>
 
@@ -18,25 +20,6 @@
 namespace ombrel::cli {
 namespace {
 
-std::atomic<bool> gInterrupted{false};
-void OnSignal(int) { gInterrupted = true; }
-
-class SignalGuard {
-public:
-    SignalGuard() {
-        gInterrupted = false;
-        previousInt_ = std::signal(SIGINT, OnSignal);
-        previousTerm_ = std::signal(SIGTERM, OnSignal);
-    }
-    ~SignalGuard() {
-        std::signal(SIGINT, previousInt_);
-        std::signal(SIGTERM, previousTerm_);
-    }
-
-private:
-    void (*previousInt_)(int);
-    void (*previousTerm_)(int);
-};
 
 struct TypeInfo {
     const char* name;
@@ -82,22 +65,7 @@ const TypeInfo& TypeOfFile(const std::string& path) {
     return *TypeNamed("edl");
 }
 
-std::string Json(const std::string& s) {
-    std::string out = "\"";
-    for (const char c : s) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char esc[8];
-            std::snprintf(esc, sizeof esc, "\\u%04x", c);
-            out += esc;
-        } else {
-            out += c;
-        }
-    }
-    return out + "\"";
-}
+std::string Json(const std::string& s) { return JsonString(s); }
 std::string Json(double v) { return std::isfinite(v) ? fmt::format("{}", v) : "null"; }
 std::string Json(bool v) { return v ? "true" : "false"; }
 std::string Json(int64_t v) { return std::to_string(v); }
@@ -223,7 +191,7 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
     conform.LoadEDL(request);
     bool cancelled = false;
     main.ServeUntil([&] {
-        if (gInterrupted && !cancelled) {
+        if (SignalGuard::Interrupted() && !cancelled) {
             cancelled = true;
             std::fprintf(stderr, "ombrel conform: cancelling\n");
             conform.Cancel();
@@ -231,7 +199,7 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
         return conform.Finished();
     });
     main.ServePending();
-    if (cancelled || gInterrupted) {
+    if (cancelled || SignalGuard::Interrupted()) {
         run.exitCode = kExitCancelled;
     } else if (conform.stoppedStage() > 0) {
         const std::string why = conform.errorString().empty() ? "" : " (" + conform.errorString() + ")";

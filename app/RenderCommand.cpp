@@ -1,4 +1,5 @@
 #include "RenderCommand.h"
+#include "Signals.h"
 
 #include <CLI/CLI.hpp>
 
@@ -29,26 +30,6 @@
 namespace ombrel::cli {
 namespace {
 
-std::atomic<bool> gInterrupted{false};
-
-void OnSignal(int) { gInterrupted = true; }
-
-// Restores the previous handlers when the run ends.
-class SignalGuard {
-public:
-    SignalGuard() {
-        previousInt_ = std::signal(SIGINT, OnSignal);
-        previousTerm_ = std::signal(SIGTERM, OnSignal);
-    }
-    ~SignalGuard() {
-        std::signal(SIGINT, previousInt_);
-        std::signal(SIGTERM, previousTerm_);
-    }
-
-private:
-    void (*previousInt_)(int);
-    void (*previousTerm_)(int);
-};
 
 bool ParseSize(const std::string& text, OutputSize* size) {
     int w = 0, h = 0;
@@ -491,7 +472,7 @@ int RunRender(const RenderOptions& o) {
     int failed = 0;
     std::map<std::string, std::string> destinations;  // output folder -> the clip of this run that writes it
     for (const auto& clip : project ? project->clips() : o.conform ? conformed.shotList : o.clips) {
-        if (gInterrupted) break;
+        if (SignalGuard::Interrupted()) break;
         const ClipCheck check = CheckClip(clip, o.allowIncomplete);
         if (!check.error.empty()) {
             std::fprintf(stderr, "ombrel render: %s: %s\n", clip.c_str(), check.error.c_str());
@@ -566,7 +547,7 @@ int RunRender(const RenderOptions& o) {
             ++failed;
         }
     }
-    if (gInterrupted) {
+    if (SignalGuard::Interrupted()) {
         std::fprintf(stderr, "ombrel render: cancelled while the clips were opened; nothing was rendered\n");
         return kExitCancelled;
     }
@@ -578,7 +559,7 @@ int RunRender(const RenderOptions& o) {
     manager.StartRender(target);
     bool cancelled = false;
     main.ServeUntil([&] {
-        if (gInterrupted && !cancelled) {
+        if (SignalGuard::Interrupted() && !cancelled) {
             cancelled = true;
             std::fprintf(stderr, "ombrel render: cancelling; the frame in hand finishes\n");
             manager.CancelRender("Cancelled by signal");

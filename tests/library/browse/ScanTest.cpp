@@ -5,6 +5,7 @@
 #include "library/browse/DataSource.h"
 #include "library/browse/ShotListDataSource.h"
 #include "model/SettingsManager.h"
+#include "support/ClipFiles.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -16,13 +17,8 @@ namespace ombrel {
 namespace {
 namespace fs = std::filesystem;
 
-std::string Touch(const std::string& path, uintmax_t size = 0) {
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path).put('x');
-    fs::resize_file(path, size);
-    return path;
-}
-constexpr uintmax_t kMovieSize = 1000001;
+using test::kMovieSize;
+using test::Touch;
 
 struct Tree : ListView {
     bool enabled = true;

@@ -3,6 +3,7 @@
 #include "core/Paths.h"
 #include "model/SettingsManager.h"
 #include "support/RefFile.h"
+#include "support/ClipFiles.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -14,15 +15,8 @@ namespace ombrel {
 namespace {
 namespace fs = std::filesystem;
 
-// Files that the browser takes by name and size only: an R3D name needs no content, a movie
-// only its size (sparse, so nothing is written).
-std::string Touch(const std::string& path, uintmax_t size = 0) {
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path).put('x');
-    fs::resize_file(path, size);
-    return path;
-}
-constexpr uintmax_t kMovieSize = 1000001;
+using test::kMovieSize;
+using test::Touch;
 
 struct Viewer : BrowseController {
     int current = -1;
