@@ -1,6 +1,7 @@
 // The folder tree and the scan for clips: depth, names, proxies, the overlay of a long scan.
 #include "core/MainQueue.h"
 #include "core/Paths.h"
+#include "library/MetadataCache.h"
 #include "library/browse/BrowseShotsDataSource.h"
 #include "library/browse/DataSource.h"
 #include "library/browse/ShotListDataSource.h"
@@ -12,6 +13,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 namespace ombrel {
 namespace {
@@ -82,6 +84,31 @@ TEST_F(Scan, FindsClipsThreeFoldersDownInByteOrderAndDisablesTheTreesMeanwhile) 
     icons.selected = {0, 0};
     shots.DoubleClick(&icons);
     EXPECT_EQ(shotList.Count(), 1u);
+}
+
+// Render workers and views ask the cache about the same clips while the scan thread asks for
+// their rows: the scan still finds each once and every caller gets the one shared record.
+TEST_F(Scan, RequestsFromOtherThreadsDuringAScanShareTheRecords) {
+    const std::vector<std::string> clips = {dir / "card/A001_C001_0101AB_001.R3D", dir / "card/a/b/Take 1.mov",
+                                            dir / "card/A001_C001_0101AB_P.mov"};
+    shots.LoadForPath(dir / "card");
+    std::vector<std::shared_ptr<ClipMetadata>> forced(clips.size() * 2);
+    std::vector<std::thread> askers;
+    for (size_t t = 0; t < 2; ++t)
+        askers.emplace_back([&, t] {
+            for (size_t i = 0; i < clips.size(); ++i) {
+                MetadataCache::Instance().MetadataForPathWithThumbnailNotifyDiscard(clips[i], true, nullptr, false);
+                forced[t * clips.size() + i] = MetadataCache::Instance().ForceMetadataForPath(clips[i]);
+            }
+        });
+    Finish();
+    for (auto& a : askers) a.join();
+    EXPECT_EQ(Found(), (std::vector<std::string>{"A001_C001_0101AB_001.R3D", "A001_C001_0101AB_P.mov", "a/b/Take 1.mov"}));
+    for (size_t i = 0; i < clips.size(); ++i) {
+        ASSERT_NE(forced[i], nullptr) << clips[i];
+        EXPECT_EQ(forced[i], forced[clips.size() + i]) << clips[i];
+        EXPECT_EQ(forced[i], MetadataCache::Instance().CacheGet(clips[i])) << clips[i];
+    }
 }
 
 TEST_F(Scan, TheOverlayShowsOnlyWhileAScanRunsAndACancelKeepsWhatWasFound) {
