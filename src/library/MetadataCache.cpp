@@ -136,6 +136,8 @@ std::shared_ptr<ClipMetadata> MetadataCache::MetadataForPathWithThumbnailNotifyD
             }
             if (!withThumbnail) return meta;
         }
+        // Another thread may have made the clip known meanwhile: its record is the one to queue.
+        meta = Adopt(meta);
         if (withThumbnail) meta->setNeedsThumbnail(true);
     }
     meta->AddNotifyTarget(notify);
@@ -235,7 +237,7 @@ void MetadataCache::EnQueue(const std::shared_ptr<ClipMetadata>& meta) {
     {
         std::lock_guard hold(lock_);
         ++cacheCount_;
-        metaCollection_[meta->filePath()] = meta;
+        metaCollection_.try_emplace(meta->filePath(), meta);
         const int32_t count = queueCount_.load();
         if (count >= kQueueCapacity) return;
         queuePtr_[count] = meta;
