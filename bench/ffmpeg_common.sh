@@ -1,4 +1,4 @@
-# Pieces the scripts that race `ombrel` against the ffmpeg command line share; sourced, not run.
+# Pieces the bench scripts share (set-up of a scratch HOME and the tools, cubes, timing); sourced, not run.
 #
 #   bench_setup NAME BUILD_DIR   checks the tools, makes $WORK (gone at exit) with a $HOME of its own,
 #                                and sets $OMBREL and $R3D_MAKE

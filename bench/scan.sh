@@ -8,40 +8,34 @@ set -euo pipefail
 
 BUILD_DIR=${1:-build}
 CLIPS=${2:-500}
-OMBREL="$BUILD_DIR/app/ombrel"
-R3D_MAKE="$BUILD_DIR/tools/r3d-make/r3d-make"
-for tool in "$OMBREL" "$R3D_MAKE"; do
-  [ -x "$tool" ] || { echo "scan bench: $tool is missing; build first (make build)" >&2; exit 2; }
-done
-command -v ffmpeg >/dev/null || { echo "scan bench: ffmpeg is not on PATH" >&2; exit 2; }
-
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-mkdir -p "$work/home" "$work/footage"
+HERE=$(dirname "$0")
+. "$HERE/ffmpeg_common.sh"
+bench_setup scan "$BUILD_DIR"
+mkdir -p "$WORK/footage"
 
 # One small clip of each kind, copied under the names of a card: a clip is its first file, so
 # copies are distinct clips to the scan. Movies must pass the useable size (over 1000000 bytes).
-"$R3D_MAKE" "$work/A001_C001_0101AB_001.R3D" --size 640x360 --frames 12 >/dev/null
+"$R3D_MAKE" "$WORK/A001_C001_0101AB_001.R3D" --size 640x360 --frames 12 >/dev/null
 ffmpeg -nostdin -loglevel error -f lavfi -i testsrc=size=320x240:rate=25 -frames:v 6 \
-  -c:v rawvideo -pix_fmt rgb24 "$work/take.mov"
+  -c:v rawvideo -pix_fmt rgb24 "$WORK/take.mov"
 for ((i = 0; i < CLIPS; i++)); do
-  folder="$work/footage/roll$((i % 25))"
+  folder="$WORK/footage/roll$((i % 25))"
   mkdir -p "$folder"
   if ((i % 2)); then
-    cp "$work/take.mov" "$folder/take_$i.mov"
+    cp "$WORK/take.mov" "$folder/take_$i.mov"
   else
-    cp "$work/A001_C001_0101AB_001.R3D" "$folder/$(printf 'A%03d_C%03d_0101AB_001.R3D' $((i % 1000)) $((i / 2 % 1000)))"
+    cp "$WORK/A001_C001_0101AB_001.R3D" "$folder/$(printf 'A%03d_C%03d_0101AB_001.R3D' $((i % 1000)) $((i / 2 % 1000)))"
   fi
 done
 
 run() {
   local start end
-  start=$(date +%s.%N)
-  HOME="$work/home" "$OMBREL" scan --json "$work/footage" >"$work/out.json" 2>/dev/null
-  end=$(date +%s.%N)
-  echo "$end - $start" | bc
+  start=$(now)
+  "$OMBREL" scan --json "$WORK/footage" >"$WORK/out.json" 2>/dev/null
+  end=$(now)
+  awk -v a="$start" -v b="$end" 'BEGIN { print b - a }'
 }
 cold=$(run)
 warm=$(run)
-found=$(grep -o '"path"' "$work/out.json" | wc -l)
+found=$(grep -o '"path"' "$WORK/out.json" | wc -l)
 printf 'ombrel scan of %d clips (%d found): cold %.2f s, warm %.2f s\n' "$CLIPS" "$found" "$cold" "$warm"
