@@ -542,7 +542,7 @@ int RunRender(const RenderOptions& o) {
         }
         destinations[dest] = path;
         if (!manager.AddItem(item)) {
-            std::fprintf(stderr, "ombrel render: %s: File already exists. Not Rendering (%s)\n", clip.c_str(),
+            std::fprintf(stderr, "ombrel render: %s: %s (%s)\n", clip.c_str(), kFileExistsNotRendering,
                          item->DestPath().c_str());
             ++failed;
         }
