@@ -1,6 +1,7 @@
 // The edit list reader: its grammar, the frame range of a clip in a file, matching to files.
 #include "core/Log.h"
 #include "editorial/FCPEdl.h"
+#include "support/Mangle.h"
 #include "support/RefFile.h"
 #include "support/TempDir.h"
 
@@ -107,26 +108,23 @@ std::shared_ptr<R3DFileMeta> R3D(const std::string& name, int32_t start, int32_t
 }
 
 // Random bytes and cut, spliced and repeated pieces of a real list: the reader must come
-// through each without a fault (the sanitizer build makes a fault loud).
+// through each without a fault (the sanitizer build makes a fault loud; OMBREL_FUZZ_ROUNDS
+// sets how many).
 TEST(EdlGrammar, MangledListsNeverBreakTheReader) {
-    const std::string seed = "TITLE: t\n001  A001_C001_0101AB V     C        " + kTc.substr(1) +
-                             "\n002  R2 V D 024" + kTc + "\nM2   R2       -24.0                01:00:00:00\n"
-                             "* FROM CLIP NAME: a.mov\n* TO CLIP NAME: b\nFINAL CUT PRO REEL: a REPLACED BY: R2\n"
-                             "DLEDL: REEL: R2 x\n";
+    // The seeds: every list of both reference inputs, whole, each mangled in turn.
+    std::vector<std::string> seeds;
+    for (const char* ref : {"editorial/grammar-in.txt", "editorial/match-in.txt"}) {
+        std::istringstream in(test::ReadWholeFile(test::RefPath(ref)));
+        for (std::string line; std::getline(in, line);) {
+            if (line.rfind("=== ", 0) == 0 || seeds.empty()) seeds.emplace_back();
+            else seeds.back() += line + "\n";
+        }
+    }
     std::mt19937 rng(7);
     test::TempDir dir;
     const auto meta = R3D("A001_C001_0101AB_001.R3D", 86400, 100);
-    for (int round = 0; round < 600; ++round) {
-        std::string text = seed;
-        for (int edits = rng() % 8; edits >= 0; --edits) {
-            const size_t at = rng() % (text.size() + 1);
-            switch (rng() % 4) {
-                case 0: text.insert(at, 1, static_cast<char>(rng() % 128)); break;
-                case 1: text.erase(at, rng() % 12); break;
-                case 2: text.insert(at, text.substr(rng() % text.size(), rng() % 40)); break;
-                default: text.insert(at, rng() % 3 ? " " : "\n"); break;
-            }
-        }
+    for (int round = 0, rounds = test::FuzzRounds(600); round < rounds; ++round) {
+        const std::string text = test::Mangle(seeds[round % seeds.size()], rng);
         test::WriteWholeFile(dir / "f.edl", text);
         FCPEdl edl;
         edl.setR3dMode(round % 2 == 0);
