@@ -104,6 +104,22 @@ std::string ClipJson(const FCPEdlClip& c) {
     return o.str();
 }
 
+std::string FcpClipJson(const FCPClip& c) {
+    const std::string summary = c.DumpSummary();
+    const std::shared_ptr<FCPClip> parent = c.parentClip.lock();
+    Object o;
+    o.add("clipId", c.clipId).add("masterClipId", c.masterClipId).add("subClipMasterId", c.subClipMasterId);
+    o.add("fileId", c.fileId).add("inFrame", c.inFrame).add("outFrame", c.outFrame).add("startOffset", c.startOffset);
+    o.add("endOffset", c.endOffset).add("duration", c.duration).add("isNtsc", c.isNtsc).add("fps", c.fps);
+    o.add("hasTimeRemap", c.hasTimeRemap).add("timeRemapReverse", c.timeRemapReverse);
+    o.add("timeRemapSpeed", c.timeRemapSpeed).add("timeRemapIn", c.timeRemapIn).add("timeRemapOut", c.timeRemapOut);
+    o.add("timeRemapOffset", c.timeRemapOffset).add("mediaDelay", c.mediaDelay);
+    o.raw("parentClip", parent ? Json(parent->clipId) : "null").add("isVideo", c.isVideo);
+    o.add("isMulticlipAngle", c.isMulticlipAngle).add("multiclipAngleIsActive", c.multiclipAngleIsActive);
+    o.raw("summary", summary.empty() ? "null" : Json(summary));
+    return o.str();
+}
+
 std::string FileJson(const std::string& key, const FCPFile& f) {
     std::string snippets;
     for (const FCPSnippet& s : f.GetSnippets())
@@ -171,8 +187,8 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
         return run;
     }
     run.typeName = type->name;
-    if (type->tag != kTagEdl) {
-        std::fprintf(stderr, "ombrel conform: %s: reading %s files is not supported yet; only EDL is\n",
+    if (type->tag == kTagAvid || type->tag == kTagFcpxXml) {
+        std::fprintf(stderr, "ombrel conform: %s: reading %s files is not supported yet; only EDL and Final Cut XML are\n",
                      o.editFile.c_str(), type->title);
         run.exitCode = kExitFailed;
         return run;
@@ -213,7 +229,7 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
 
 CLI::App* AddConformCommand(CLI::App& app, ConformOptions& o) {
     CLI::App* conform = app.add_subcommand("conform", "Match an edit to its footage and list the frames it uses");
-    conform->add_option("EDIT_FILE", o.editFile, "The edit: an EDL (Final Cut, Avid and Final Cut X XML to come)")
+    conform->add_option("EDIT_FILE", o.editFile, "The edit: an EDL or a Final Cut XML (Avid and Final Cut X XML to come)")
         ->required();
     conform->add_option("--footage", o.footage, "A folder of source footage; several are walked in turn");
     conform->add_option("--type", o.type, "edl, fcp, avid or fcpx; else by extension or XML root element");
@@ -250,10 +266,16 @@ int RunConform(const ConformOptions& o) {
         stages += std::string(i ? ", " : "") +
                   Object().add("label", port.labels[i]).raw("icon", *icon ? Json(std::string(icon)) : "null").str();
     }
+    const auto item = [](std::string& list, const std::string& json) {
+        list += (list.empty() ? "\n    " : ",\n    ") + json;
+    };
     if (const FCPEdl* edl = conform.fcpEdl()) {
-        for (const auto& clip : edl->Clips()) clips += (clips.empty() ? "\n    " : ",\n    ") + ClipJson(*clip);
-        for (const auto& [key, file] : edl->Files())
-            files += (files.empty() ? "\n    " : ",\n    ") + FileJson(key, file);
+        for (const auto& clip : edl->Clips()) item(clips, ClipJson(*clip));
+        for (const auto& [key, file] : edl->Files()) item(files, FileJson(key, file));
+    }
+    if (const FCPXml* xml = conform.fcpXml()) {
+        for (const auto& clip : xml->Clips()) item(clips, FcpClipJson(*clip));
+        for (const auto& [key, file] : xml->Files()) item(files, FileJson(key, file));
     }
     for (const std::string& path : port.shotList) shotList += (shotList.empty() ? "" : ", ") + Json(path);
     std::string log = conform.LogText();

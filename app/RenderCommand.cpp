@@ -316,7 +316,7 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     render->add_option("--clip", o.projectClips, "With --project: render this clip of it (repeatable)")->needs(project);
     auto* conform = render
                         ->add_option("--conform", o.conform,
-                                     "Conform an edit (an EDL) to --footage and render the clips it uses, each just "
+                                     "Conform an edit (an EDL or XML) to --footage and render the clips it uses, each just "
                                      "for the frames the edit flags")
                         ->excludes(project);
     render->add_option("--footage", o.footage, "With --conform: a folder of source footage (repeatable)")

@@ -199,32 +199,61 @@ void EdlGuiController::LoadEDL(const ConformRequest& request) {
 
 bool EdlGuiController::ReadInput() {
     fcpEdl_.reset();
+    fcpXml_.reset();
     const int tag = request_.inputType;
     const TypeTexts texts = TextsFor(tag);
     const std::string name = LastPathComponent(request_.inputPath);
     if (tag < kTagFcpXml || tag > kTagFcpxXml) return true;  // no reader: nothing will match
-    if (tag != kTagEdl && tag != kTagEdlToo) {
-        errorString_ = "reading this type is not supported yet";
+    const auto cannotOpen = [&](const std::string& why) {
+        errorString_ = why;
         StageOneFailed(Format("1. Error reading '{}'.", name), Format(texts.cannotOpen, name));
         return false;
+    };
+    if (tag == kTagFcpXml) {
+        fcpXml_ = std::make_unique<FCPXml>();
+        fcpXml_->setR3dMode(request_.r3d);
+        if (!fcpXml_->LoadFcpXml(request_.inputPath)) return cannotOpen(fcpXml_->lastError());
+        fcpXml_->TraverseTree();
+        if (!ReadFcpXml(name)) return false;
+    } else if (tag == kTagEdl || tag == kTagEdlToo) {
+        fcpEdl_ = std::make_unique<FCPEdl>();
+        fcpEdl_->setR3dMode(request_.r3d);
+        if (!fcpEdl_->LoadFcpEdl(request_.inputPath)) return cannotOpen(fcpEdl_->lastError());
+        fcpEdl_->TraverseTree();
+        edits_ = static_cast<int>(fcpEdl_->ClipCount());
+        for (const auto& clip : fcpEdl_->Clips())
+            Log(fmt::format("       .  .  .  .  .  .  .  .  .  {}\n", clip->DumpSummary()));
+    } else {
+        return cannotOpen("reading this type is not supported yet");
     }
-    fcpEdl_ = std::make_unique<FCPEdl>();
-    fcpEdl_->setR3dMode(request_.r3d);
-    if (!fcpEdl_->LoadFcpEdl(request_.inputPath)) {
-        errorString_ = fcpEdl_->lastError();
-        StageOneFailed(Format("1. Error reading '{}'.", name), Format(texts.cannotOpen, name));
-        return false;
-    }
-    fcpEdl_->TraverseTree();
-    edits_ = static_cast<int>(fcpEdl_->ClipCount());
-    for (const auto& clip : fcpEdl_->Clips())
-        Log(fmt::format("       .  .  .  .  .  .  .  .  .  {}\n", clip->DumpSummary()));
     if (edits_ == 0) {
         StageOneFailed(Format(texts.noEditsLabel, name), Format(texts.noEdits, name));
         return false;
     }
     Port([&](ConformPort& p) { p.SetStageLabel(1, Format("1. Found {} edits in '{}'.", edits_, name)); });
     Log(Format(texts.found, edits_, name));
+    return true;
+}
+
+bool EdlGuiController::ReadFcpXml(const std::string& /*name*/) {
+    // A clip whose summary has text is an edit; with no file records there are none.
+    int count = 0;
+    for (const auto& clip : fcpXml_->Clips()) {
+        const std::string summary = clip->DumpSummary();
+        if (summary.empty()) continue;
+        ++count;
+        Log(fmt::format("    {}\n", summary));
+    }
+    const auto& files = fcpXml_->Files();
+    if (count == 0 || files.empty()) {
+        edits_ = 0;
+        return true;
+    }
+    edits_ = count;
+    Log(fmt::format("\nFound {} File Nodes... \n", files.size()));
+    for (const auto& [id, file] : files)
+        Log(fmt::format("   {} - {}\n", file.reference(), LastPathComponent(file.sourcePath())));
+    Log("\n");
     return true;
 }
 
@@ -327,6 +356,81 @@ void EdlGuiController::MatchEdl() {
     }
 }
 
+EdlGuiController::FcpMatch EdlGuiController::MatchFcpR3d(FCPFile& file) {
+    const std::optional<std::string> prefix = file.R3dPrefix();
+    Log(fmt::format("*** Checking For R3D [{}]\n", prefix.value_or("(null)")));
+    if (!prefix) {
+        Log(fmt::format("   Err: [{}] has no R3D PRefix\n", LastPathComponent(file.sourcePath())));
+        return FcpMatch::kPassedOver;
+    }
+    for (const auto& meta : fileList_) {
+        if (meta->fps() == 0) {
+            Log(fmt::format("       Err: No Metadata.. FPS = 0! {}\n", meta->path()));
+            continue;
+        }
+        if (meta->R3dPrefix() != *prefix) continue;
+        Log(fmt::format("       Prefix matching for {}\n", LastPathComponent(meta->path())));
+        if (Holds(shotList_, meta)) {
+            Log(fmt::format("       {} already added...\n", meta->BaseFilename()));
+            return FcpMatch::kFailed;
+        }
+        if (file.GetSnippets().empty()) {
+            Log(fmt::format("       No Snippets for file {}\n", file.name()));
+            continue;
+        }
+        file.setSourcePath(meta->path());
+        shotList_.push_back(meta);
+        Log(fmt::format("   {} added\n", meta->BaseFilename()));
+        LogFrames(file);
+        return FcpMatch::kMatched;
+    }
+    return FcpMatch::kFailed;
+}
+
+EdlGuiController::FcpMatch EdlGuiController::MatchFcpMovie(FCPFile& file) {
+    const std::string shortName = file.shortName();
+    Log(fmt::format("*** Checking For QT Mov [{}]\n", shortName));
+    bool matched = false;
+    // Every movie of the name is added; the record keeps the last one's path.
+    for (const auto& meta : fileList_) {
+        if (meta->ShortName() != shortName) continue;
+        Log(fmt::format("       Name matching for {}\n", LastPathComponent(meta->path())));
+        if (Holds(shotList_, meta)) {
+            Log(fmt::format("       {} already added...\n", meta->BaseFilename()));
+            break;
+        }
+        if (file.GetSnippets().empty()) {
+            Log(fmt::format("       No Snippets for file {}\n", file.name()));
+            continue;
+        }
+        file.setSourcePath(meta->path());
+        shotList_.push_back(meta);
+        Log(fmt::format("   {} added\n", LastPathComponent(meta->path())));
+        LogFrames(file);
+        matched = true;
+    }
+    return matched ? FcpMatch::kMatched : FcpMatch::kFailed;
+}
+
+void EdlGuiController::MatchFCP() {
+    failCount_ = 0;
+    for (auto& [id, file] : fcpXml_->Files()) {
+        if (!shouldScan_) break;
+        if ((request_.r3d ? MatchFcpR3d(file) : MatchFcpMovie(file)) != FcpMatch::kFailed) continue;
+        ++failCount_;
+        const std::optional<std::string> prefix = file.R3dPrefix();
+        Log(fmt::format("!! .Failed to match {}\n", prefix ? *prefix : LastPathComponent(file.sourcePath())));
+    }
+}
+
+std::map<std::string, FCPFile> EdlGuiController::FilesForShotList() const {
+    if (fcpEdl_) return fcpEdl_->Files();
+    std::map<std::string, FCPFile> out;
+    if (fcpXml_)
+        for (const auto& [key, file] : fcpXml_->Files()) out.emplace(key, file);
+    return out;
+}
+
 void EdlGuiController::LoadEDLFinish() {
     isScanning_ = false;
     Port([&](ConformPort& p) {
@@ -342,7 +446,9 @@ void EdlGuiController::LoadEDLFinish() {
     StageBegins(3, "3. Matching Footage...");
     Log("\nMatching your EDL / XML with the movie files found\n");
     Log(request_.r3d ? "Attempting to re-link original R3D Files\n" : "Searching for .Mov files\n");
-    if (fcpEdl_) {
+    if (fcpXml_) {
+        MatchFCP();
+    } else if (fcpEdl_) {
         fcpEdl_->MatchToFileList(fileList_);
         MatchEdl();
     }
@@ -385,8 +491,8 @@ void EdlGuiController::LoadEDLFinish() {
     for (const auto& meta : shotListEdgecode_)
         if (!Holds(shotList_, meta)) add(meta);
     Log("Finilize Pull List\n");
-    static const std::map<std::string, FCPFile> kNoFiles;
-    Port([&](ConformPort& p) { p.SetFileSnippets(fcpEdl_ ? fcpEdl_->Files() : kNoFiles); });
+    const std::map<std::string, FCPFile> files = FilesForShotList();
+    Port([&](ConformPort& p) { p.SetFileSnippets(files); });
     Log("Reloading Data\n");
     MainQueue::Instance().RunAsync([this] { port_.ReloadGUI(); });
     Port([](ConformPort& p) {

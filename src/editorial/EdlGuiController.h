@@ -2,6 +2,7 @@
 
 #include "editorial/ConformPort.h"
 #include "editorial/FCPEdl.h"
+#include "editorial/FCPXml.h"
 #include "library/R3DFileMeta.h"
 
 #include <atomic>
@@ -62,6 +63,7 @@ public:
     const std::string& errorString() const { return errorString_; }
     // The reader of the last run, kept after it; null when none was made.
     const FCPEdl* fcpEdl() const { return fcpEdl_.get(); }
+    const FCPXml* fcpXml() const { return fcpXml_.get(); }
     const MetaList& fileList() const { return fileList_; }
     const MetaList& shotList() const { return shotList_; }
     const MetaList& shotListEdgecode() const { return shotListEdgecode_; }
@@ -83,6 +85,14 @@ private:
     void LoadForPath(const std::string& path, std::set<std::string>& visited);
     void LoadEDLFinish();
     void MatchEdl();
+    void MatchFCP();
+    // Whether the file found its footage; a file without an R3D name is passed over.
+    enum class FcpMatch { kMatched, kFailed, kPassedOver };
+    FcpMatch MatchFcpR3d(FCPFile& file);
+    FcpMatch MatchFcpMovie(FCPFile& file);
+    bool ReadFcpXml(const std::string& name);
+    // The ranges of the reader of this run, for the shot list.
+    std::map<std::string, FCPFile> FilesForShotList() const;
     void LogFrames(const FCPFile& file);
     void Port(std::function<void(ConformPort&)> call);
     void StageBegins(int stage, const std::string& label);
@@ -101,6 +111,7 @@ private:
     std::chrono::steady_clock::time_point tickDate_ = std::chrono::steady_clock::now();
 
     std::unique_ptr<FCPEdl> fcpEdl_;
+    std::unique_ptr<FCPXml> fcpXml_;
     MetaList fileList_;
     MetaList shotList_;
     MetaList shotListEdgecode_;

@@ -57,7 +57,7 @@ TEST(ConformCli, ExitsTellHowTheRunEnded) {
         {Quoted(dir / "empty.edl"), 1, "ombrel conform: 1. No edits found in 'empty.edl'."},
         {Quoted(dir / "missing.edl"), 1, "1. Error reading 'missing.edl'. (cannot read"},
         {Quoted(dir / "cut.edl") + " --footage " + Quoted(dir / "nothing"), 1, "ombrel conform: 2. Found 0 movie files."},
-        {Quoted(dir / "cut.xml"), 1, "reading Final Cut XML files is not supported yet"},
+        {Quoted(dir / "cut.xml"), 1, "ombrel conform: 1. No edits found in 'cut.xml'."},
         {Quoted(dir / "cut.edl") + " --type avi", 2, "--type wants edl, fcp, avid or fcpx"},
         {"", 2, "EDIT_FILE is required"},
     };
