@@ -120,6 +120,17 @@ std::string FcpClipJson(const FCPClip& c) {
     return o.str();
 }
 
+std::string AvidClipJson(const AvidXMLClip& c) {
+    const auto text = [](const std::optional<std::string>& s) { return s ? Json(*s) : std::string("null"); };
+    Object o;
+    o.add("R3dPrefix", c.R3dPrefix()).add("timecodeIn", c.timecodeIn).add("timecodeOut", c.timecodeOut);
+    o.add("originalTcIn", c.originalTcIn).add("originalTcOut", c.originalTcOut);
+    o.raw("originalTcInString", text(c.originalTcInString)).raw("originalTcOutString", text(c.originalTcOutString));
+    o.add("originalTcStartString", c.originalTcStartString).add("originalTcEndString", c.originalTcEndString);
+    o.add("fps", double{c.Fps()}).raw("meta", c.meta ? Json(c.meta->path()) : "null");
+    return o.str();
+}
+
 std::string FileJson(const std::string& key, const FCPFile& f) {
     std::string snippets;
     for (const FCPSnippet& s : f.GetSnippets())
@@ -187,8 +198,8 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
         return run;
     }
     run.typeName = type->name;
-    if (type->tag == kTagAvid || type->tag == kTagFcpxXml) {
-        std::fprintf(stderr, "ombrel conform: %s: reading %s files is not supported yet; only EDL and Final Cut XML are\n",
+    if (type->tag == kTagFcpxXml) {
+        std::fprintf(stderr, "ombrel conform: %s: reading %s files is not supported yet; only EDL, Final Cut XML and Avid Filmscribe are\n",
                      o.editFile.c_str(), type->title);
         run.exitCode = kExitFailed;
         return run;
@@ -229,7 +240,7 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
 
 CLI::App* AddConformCommand(CLI::App& app, ConformOptions& o) {
     CLI::App* conform = app.add_subcommand("conform", "Match an edit to its footage and list the frames it uses");
-    conform->add_option("EDIT_FILE", o.editFile, "The edit: an EDL or a Final Cut XML (Avid and Final Cut X XML to come)")
+    conform->add_option("EDIT_FILE", o.editFile, "The edit: an EDL, a Final Cut XML or an Avid Filmscribe cut list (Final Cut X XML to come)")
         ->required();
     conform->add_option("--footage", o.footage, "A folder of source footage; several are walked in turn");
     conform->add_option("--type", o.type, "edl, fcp, avid or fcpx; else by extension or XML root element");
@@ -272,6 +283,10 @@ int RunConform(const ConformOptions& o) {
     if (const FCPEdl* edl = conform.fcpEdl()) {
         for (const auto& clip : edl->Clips()) item(clips, ClipJson(*clip));
         for (const auto& [key, file] : edl->Files()) item(files, FileJson(key, file));
+    }
+    if (const AvidXML* avid = conform.avid()) {
+        for (const auto& clip : avid->ClipList()) item(clips, AvidClipJson(*clip));
+        for (const auto& [key, file] : avid->Files()) item(files, FileJson(key, file));
     }
     if (const FCPXml* xml = conform.fcpXml()) {
         for (const auto& clip : xml->Clips()) item(clips, FcpClipJson(*clip));

@@ -200,6 +200,7 @@ void EdlGuiController::LoadEDL(const ConformRequest& request) {
 bool EdlGuiController::ReadInput() {
     fcpEdl_.reset();
     fcpXml_.reset();
+    avid_.reset();
     const int tag = request_.inputType;
     const TypeTexts texts = TextsFor(tag);
     const std::string name = LastPathComponent(request_.inputPath);
@@ -223,6 +224,12 @@ bool EdlGuiController::ReadInput() {
         edits_ = static_cast<int>(fcpEdl_->ClipCount());
         for (const auto& clip : fcpEdl_->Clips())
             Log(fmt::format("       .  .  .  .  .  .  .  .  .  {}\n", clip->DumpSummary()));
+    } else if (tag == kTagAvid) {
+        avid_ = std::make_unique<AvidXML>();
+        avid_->setR3dMode(request_.r3d);
+        if (!avid_->LoadAvidXml(request_.inputPath)) return cannotOpen(avid_->lastError());
+        avid_->TraverseTree();
+        edits_ = static_cast<int>(avid_->ClipList().size());
     } else {
         return cannotOpen("reading this type is not supported yet");
     }
@@ -428,7 +435,32 @@ std::map<std::string, FCPFile> EdlGuiController::FilesForShotList() const {
     std::map<std::string, FCPFile> out;
     if (fcpXml_)
         for (const auto& [key, file] : fcpXml_->Files()) out.emplace(key, file);
+    if (avid_)
+        for (const auto& [key, file] : avid_->Files()) out.emplace(key, file);
     return out;
+}
+
+void EdlGuiController::MatchMeta(const std::shared_ptr<R3DFileMeta>& meta, FCPFile* file, const std::string& prefix) {
+    if (meta && Holds(shotList_, meta)) return;
+    if (!meta || !file || file->GetSnippets().empty()) {
+        ++failCount_;
+        Log(fmt::format("!! .Failed to match {}\n", prefix));
+        return;
+    }
+    shotList_.push_back(meta);
+    Log(fmt::format("   {} added\n", meta->BaseFilename()));
+    file->setSourcePath(meta->path());
+    LogFrames(*file);
+}
+
+void EdlGuiController::MatchAvid() {
+    failCount_ = 0;
+    errorString_.clear();
+    for (const auto& clip : avid_->ClipList()) {
+        if (!shouldScan_) break;
+        const auto& meta = clip->meta;
+        MatchMeta(meta, meta ? avid_->Files().find(meta->path()) : nullptr, clip->R3dPrefix());
+    }
 }
 
 void EdlGuiController::LoadEDLFinish() {
@@ -451,6 +483,9 @@ void EdlGuiController::LoadEDLFinish() {
     } else if (fcpEdl_) {
         fcpEdl_->MatchToFileList(fileList_);
         MatchEdl();
+    } else if (avid_) {
+        avid_->MatchToFileList(fileList_);
+        MatchAvid();
     }
     Port([](ConformPort& p) { p.SetStageSpinner(3, false); });
     const int matches = static_cast<int>(shotList_.size() + shotListEdgecode_.size());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "editorial/ConformPort.h"
+#include "editorial/AvidXML.h"
 #include "editorial/FCPEdl.h"
 #include "editorial/FCPXml.h"
 #include "library/R3DFileMeta.h"
@@ -64,6 +65,7 @@ public:
     // The reader of the last run, kept after it; null when none was made.
     const FCPEdl* fcpEdl() const { return fcpEdl_.get(); }
     const FCPXml* fcpXml() const { return fcpXml_.get(); }
+    const AvidXML* avid() const { return avid_.get(); }
     const MetaList& fileList() const { return fileList_; }
     const MetaList& shotList() const { return shotList_; }
     const MetaList& shotListEdgecode() const { return shotListEdgecode_; }
@@ -86,6 +88,9 @@ private:
     void LoadEDLFinish();
     void MatchEdl();
     void MatchFCP();
+    void MatchAvid();
+    // The add-or-fail step of Avid and Final Cut X matching, for one clip's meta.
+    void MatchMeta(const std::shared_ptr<R3DFileMeta>& meta, FCPFile* file, const std::string& prefix);
     // Whether the file found its footage; a file without an R3D name is passed over.
     enum class FcpMatch { kMatched, kFailed, kPassedOver };
     FcpMatch MatchFcpR3d(FCPFile& file);
@@ -112,6 +117,7 @@ private:
 
     std::unique_ptr<FCPEdl> fcpEdl_;
     std::unique_ptr<FCPXml> fcpXml_;
+    std::unique_ptr<AvidXML> avid_;
     MetaList fileList_;
     MetaList shotList_;
     MetaList shotListEdgecode_;

@@ -1,6 +1,11 @@
 #include "editorial/ReaderRules.h"
 
 #include "core/Paths.h"
+#include "library/FileParser.h"
+#include "library/MetadataCache.h"
+
+#include <algorithm>
+#include <climits>
 
 #include <cctype>
 #include <cmath>
@@ -21,7 +26,10 @@ bool HasRedPrefix(const std::string& name, bool r3dMode) {
 }
 
 void AddFileForMeta(std::map<std::string, FCPFile>& files, const R3DFileMeta& meta) {
-    if (files.count(meta.path())) return;
+    if (!files.count(meta.path())) files.emplace(meta.path(), FileRecordForMeta(meta));
+}
+
+FCPFile FileRecordForMeta(const R3DFileMeta& meta) {
     const std::string name = LastPathComponent(meta.path());
     FCPFile file(meta.path(), meta.frameCount(), name);
     file.setBaseFps(std::ceil(meta.fps()));
@@ -29,7 +37,24 @@ void AddFileForMeta(std::map<std::string, FCPFile>& files, const R3DFileMeta& me
     file.setTimecode(meta.timecodeIn());
     file.setName(name);
     file.setTimecodeFrame(meta.frameIn());
-    files.emplace(meta.path(), std::move(file));
+    return file;
+}
+
+void RefreshMovieMeta(R3DFileMeta& meta) {
+    const auto record = MetadataCache::Instance().ForceMetadataForPath(meta.path());
+    if (!record) return;
+    const auto fps = static_cast<float>(record->fps());
+    const auto count = static_cast<int32_t>(std::min<uint32_t>(record->frameCount(), INT32_MAX));
+    meta.setFps(fps);
+    meta.setFrameCount(count);
+    meta.setFrameOut(count);
+    meta.setEdgeFrameOut(count);
+    meta.setFrameIn(0);
+    meta.setEdgeFrameIn(0);
+    meta.setTimecodeIn("00:00:00.00");
+    meta.setEdgecodeIn("00:00:00.00");
+    meta.setTimecodeOut(FileParser::GetStringOfTimecode(static_cast<uint32_t>(count), fps));
+    meta.setEdgecodeOut(meta.timecodeOut());
 }
 
 }  // namespace ombrel

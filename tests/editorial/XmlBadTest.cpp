@@ -1,5 +1,6 @@
 // Documents no editor writes: each reader refuses them with the loader's text, or reads what
 // there is, and never crashes.
+#include "editorial/AvidXML.h"
 #include "editorial/FCPXml.h"
 #include "support/TempDir.h"
 
@@ -20,11 +21,18 @@ std::string ReadFcp(const std::string& path) {
     return {};
 }
 
+std::string ReadAvid(const std::string& path) {
+    AvidXML avid;
+    if (!avid.LoadAvidXml(path)) return avid.lastError();
+    avid.TraverseTree();
+    return {};
+}
+
 struct Named {
     const char* kind;
     Reader read;
 };
-const Named kReaders[] = {{"Final Cut XML", ReadFcp}};
+const Named kReaders[] = {{"Final Cut XML", ReadFcp}, {"Avid XML", ReadAvid}};
 
 TEST(XmlBad, RefusedDocumentsEndInTheLoadersText) {
     test::TempDir dir;
