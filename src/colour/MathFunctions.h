@@ -68,12 +68,6 @@ template <typename T> Matrix3<T> inv(const Matrix3<T>& m) {
     return Matrix3<T>(false, m[1] ^ m[2], m[2] ^ m[0], m[0] ^ m[1]) / d;
 }
 
-template <typename T> Vector3<T> operator*(const Matrix3<T>& m, const Vector3<T>& v) {
-    return {m[0] * v, m[1] * v, m[2] * v};
-}
-template <typename T> Vector3<T> operator*(const Vector3<T>& v, const Matrix3<T>& m) {
-    return {v * m.GetColumn(0), v * m.GetColumn(1), v * m.GetColumn(2)};
-}
 // x with m x = b.
 template <typename T> Vector3<T> solve(const Vector3<T>& b, const Matrix3<T>& m) { return inv(m) * b; }
 

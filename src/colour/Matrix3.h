@@ -98,4 +98,14 @@ private:
     T matrix[10] = {0, 0, 0, 0, 0, 0, 0, 0, 0, kDefaultTolerance};
 };
 
+// Matrix times column vector; row vector times matrix.
+template <typename T>
+Vector3<T> operator*(const Matrix3<T>& m, const Vector3<T>& v) {
+    return {m[0] * v, m[1] * v, m[2] * v};
+}
+template <typename T>
+Vector3<T> operator*(const Vector3<T>& v, const Matrix3<T>& m) {
+    return {v * m.GetColumn(0), v * m.GetColumn(1), v * m.GetColumn(2)};
+}
+
 }  // namespace ombrel::Math
