@@ -5,6 +5,7 @@
 
 #include "BrowseCommands.h"
 #include "CodecsCommand.h"
+#include "ColourCommand.h"
 #include "ConformCommand.h"
 #include "DemoCommand.h"
 #include "InfoCommand.h"
@@ -42,6 +43,8 @@ int main(int argc, char** argv) {
     CLI::App* volumes = cli::AddVolumesCommand(app, volumesOptions);
     cli::ConformOptions conformOptions;
     CLI::App* conform = cli::AddConformCommand(app, conformOptions);
+    cli::ColourOptions colourOptions;
+    CLI::App* colour = cli::AddColourCommand(app, colourOptions);
 
     try {
         app.parse(argc, argv);
@@ -67,6 +70,7 @@ int main(int argc, char** argv) {
     if (*scan) return cli::RunScan(scanOptions);
     if (*volumes) return cli::RunVolumes(volumesOptions);
     if (*conform) return cli::RunConform(conformOptions);
+    if (*colour) return cli::RunColour(colourOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;
 }

@@ -35,6 +35,9 @@ const TextCase kTextCases[] = {
     {"InfoTextOfExtractType2", "info --extract 2 {clip}", "app/info-basic-clip-extract2.txt"},
     {"InfoJsonOfAMovie", "info --json {movie}", "app/info-movie-tmcd.json"},
     {"InfoTextOfAMovie", "info {movie}", "app/info-movie-tmcd.txt"},
+    {"HelpColour", "colour --help", "app/help-colour.txt"},
+    {"ColourWorkingSpace1", "colour --working-space 1", "app/colour-working-space-1.txt"},
+    {"ColourWorkingSpace2FloatJson", "colour --working-space 2 --float --json", "app/colour-working-space-2-float.json"},
 };
 
 class ReferenceText : public ::testing::TestWithParam<TextCase> {};
