@@ -53,7 +53,10 @@ Sync& Sync::operator=(const Sync& other) {
     if (other.sync_->profile) {
         Status status;
         copy->profile = other.sync_->profile->Copy(&status);
-        if (!copy->profile) LogError("ICC Profile Desc - Cloning an ICC profile failed! {}", status.message());
+        if (!copy->profile) {
+            LogError("Color Sync:\n{{\n{}\n}}\n", status.message());
+            LogError("ICC Profile Desc - Cloning an ICC profile failed!");
+        }
     }
     sync_ = std::move(copy);
     return *this;
