@@ -131,6 +131,23 @@ std::string AvidClipJson(const AvidXMLClip& c) {
     return o.str();
 }
 
+std::string FcpxClipJson(const FinalCutXXMLClip& c) {
+    std::vector<std::string> names;
+    c.GetR3dPrefixList(names);
+    std::string list, metas;
+    for (const std::string& n : names) list += (list.empty() ? "" : ", ") + Json(n);
+    for (const auto& [key, meta] : c.metaDict) metas += (metas.empty() ? "" : ", ") + Json(meta->path());
+    const auto id = [](const FCPXResource* r) { return r ? Json(r->resourceId) : std::string("null"); };
+    Object o;
+    o.add("kind", c.kind).add("nameString", c.nameString).add("offsetString", c.offsetString);
+    o.add("startString", c.startString).add("durationString", c.durationString).add("formatId", c.formatId);
+    o.add("isDropFrame", c.isDropFrame).add("videoAssetId", c.videoAssetId).add("mediaRef", c.mediaRef);
+    o.add("angleId", c.angleId).raw("asset", id(c.asset)).raw("format", id(c.format));
+    o.add("timePoints", static_cast<int64_t>(c.timePoints.size())).raw("names", "[" + list + "]");
+    o.raw("metaDict", "[" + metas + "]");
+    return o.str();
+}
+
 std::string FileJson(const std::string& key, const FCPFile& f) {
     std::string snippets;
     for (const FCPSnippet& s : f.GetSnippets())
@@ -198,12 +215,6 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
         return run;
     }
     run.typeName = type->name;
-    if (type->tag == kTagFcpxXml) {
-        std::fprintf(stderr, "ombrel conform: %s: reading %s files is not supported yet; only EDL, Final Cut XML and Avid Filmscribe are\n",
-                     o.editFile.c_str(), type->title);
-        run.exitCode = kExitFailed;
-        return run;
-    }
     ConformRequest request;
     request.inputPath = o.editFile;
     request.sourceDirectories = o.footage;
@@ -240,7 +251,7 @@ Run RunThrough(const ConformOptions& o, CliPort& port, EdlGuiController& conform
 
 CLI::App* AddConformCommand(CLI::App& app, ConformOptions& o) {
     CLI::App* conform = app.add_subcommand("conform", "Match an edit to its footage and list the frames it uses");
-    conform->add_option("EDIT_FILE", o.editFile, "The edit: an EDL, a Final Cut XML or an Avid Filmscribe cut list (Final Cut X XML to come)")
+    conform->add_option("EDIT_FILE", o.editFile, "The edit: an EDL, a Final Cut or Final Cut X XML, or an Avid Filmscribe cut list")
         ->required();
     conform->add_option("--footage", o.footage, "A folder of source footage; several are walked in turn");
     conform->add_option("--type", o.type, "edl, fcp, avid or fcpx; else by extension or XML root element");
@@ -283,6 +294,10 @@ int RunConform(const ConformOptions& o) {
     if (const FCPEdl* edl = conform.fcpEdl()) {
         for (const auto& clip : edl->Clips()) item(clips, ClipJson(*clip));
         for (const auto& [key, file] : edl->Files()) item(files, FileJson(key, file));
+    }
+    if (const FinalCutXXML* fcpx = conform.fcpXXml()) {
+        for (const auto& clip : fcpx->ClipList()) item(clips, FcpxClipJson(*clip));
+        for (const auto& [key, file] : fcpx->Files()) item(files, FileJson(key, file));
     }
     if (const AvidXML* avid = conform.avid()) {
         for (const auto& clip : avid->ClipList()) item(clips, AvidClipJson(*clip));

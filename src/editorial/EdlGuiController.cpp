@@ -201,6 +201,7 @@ bool EdlGuiController::ReadInput() {
     fcpEdl_.reset();
     fcpXml_.reset();
     avid_.reset();
+    fcpXXml_.reset();
     const int tag = request_.inputType;
     const TypeTexts texts = TextsFor(tag);
     const std::string name = LastPathComponent(request_.inputPath);
@@ -231,7 +232,11 @@ bool EdlGuiController::ReadInput() {
         avid_->TraverseTree();
         edits_ = static_cast<int>(avid_->ClipList().size());
     } else {
-        return cannotOpen("reading this type is not supported yet");
+        fcpXXml_ = std::make_unique<FinalCutXXML>();
+        fcpXXml_->setR3dMode(request_.r3d);
+        if (!fcpXXml_->LoadFCPXXml(request_.inputPath)) return cannotOpen(fcpXXml_->lastError());
+        fcpXXml_->TraverseTree();
+        edits_ = static_cast<int>(fcpXXml_->ClipList().size());
     }
     if (edits_ == 0) {
         StageOneFailed(Format(texts.noEditsLabel, name), Format(texts.noEdits, name));
@@ -437,6 +442,8 @@ std::map<std::string, FCPFile> EdlGuiController::FilesForShotList() const {
         for (const auto& [key, file] : fcpXml_->Files()) out.emplace(key, file);
     if (avid_)
         for (const auto& [key, file] : avid_->Files()) out.emplace(key, file);
+    if (fcpXXml_)
+        for (const auto& [key, file] : fcpXXml_->Files()) out.emplace(key, file);
     return out;
 }
 
@@ -451,6 +458,22 @@ void EdlGuiController::MatchMeta(const std::shared_ptr<R3DFileMeta>& meta, FCPFi
     Log(fmt::format("   {} added\n", meta->BaseFilename()));
     file->setSourcePath(meta->path());
     LogFrames(*file);
+}
+
+void EdlGuiController::MatchFCPX() {
+    failCount_ = 0;
+    errorString_.clear();
+    for (const auto& clip : fcpXXml_->ClipList()) {
+        if (!shouldScan_) break;
+        if (clip->metaDict.size() <= 1)
+            Log(fmt::format("   Clip {} references single asset\n", clip->nameString));
+        else
+            Log(fmt::format("   Clip {} has {} sub-clips\n", clip->nameString, clip->metaDict.size()));
+        // A compound has no name of its own: a failure names the file looked for.
+        const std::string prefix = clip->R3dPrefix();
+        for (const auto& [key, meta] : clip->metaDict)
+            MatchMeta(meta, fcpXXml_->Files().find(meta->path()), prefix.empty() ? key : prefix);
+    }
 }
 
 void EdlGuiController::MatchAvid() {
@@ -486,6 +509,9 @@ void EdlGuiController::LoadEDLFinish() {
     } else if (avid_) {
         avid_->MatchToFileList(fileList_);
         MatchAvid();
+    } else if (fcpXXml_) {
+        fcpXXml_->MatchToFileList(fileList_);
+        MatchFCPX();
     }
     Port([](ConformPort& p) { p.SetStageSpinner(3, false); });
     const int matches = static_cast<int>(shotList_.size() + shotListEdgecode_.size());

@@ -4,6 +4,7 @@
 #include "editorial/AvidXML.h"
 #include "editorial/FCPEdl.h"
 #include "editorial/FCPXml.h"
+#include "editorial/FinalCutXXML.h"
 #include "library/R3DFileMeta.h"
 
 #include <atomic>
@@ -66,6 +67,7 @@ public:
     const FCPEdl* fcpEdl() const { return fcpEdl_.get(); }
     const FCPXml* fcpXml() const { return fcpXml_.get(); }
     const AvidXML* avid() const { return avid_.get(); }
+    const FinalCutXXML* fcpXXml() const { return fcpXXml_.get(); }
     const MetaList& fileList() const { return fileList_; }
     const MetaList& shotList() const { return shotList_; }
     const MetaList& shotListEdgecode() const { return shotListEdgecode_; }
@@ -89,6 +91,7 @@ private:
     void MatchEdl();
     void MatchFCP();
     void MatchAvid();
+    void MatchFCPX();
     // The add-or-fail step of Avid and Final Cut X matching, for one clip's meta.
     void MatchMeta(const std::shared_ptr<R3DFileMeta>& meta, FCPFile* file, const std::string& prefix);
     // Whether the file found its footage; a file without an R3D name is passed over.
@@ -118,6 +121,7 @@ private:
     std::unique_ptr<FCPEdl> fcpEdl_;
     std::unique_ptr<FCPXml> fcpXml_;
     std::unique_ptr<AvidXML> avid_;
+    std::unique_ptr<FinalCutXXML> fcpXXml_;
     MetaList fileList_;
     MetaList shotList_;
     MetaList shotListEdgecode_;

@@ -2,6 +2,7 @@
 // there is, and never crashes.
 #include "editorial/AvidXML.h"
 #include "editorial/FCPXml.h"
+#include "editorial/FinalCutXXML.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -28,11 +29,18 @@ std::string ReadAvid(const std::string& path) {
     return {};
 }
 
+std::string ReadFcpx(const std::string& path) {
+    FinalCutXXML xml;
+    if (!xml.LoadFCPXXml(path)) return xml.lastError();
+    xml.TraverseTree();
+    return {};
+}
+
 struct Named {
     const char* kind;
     Reader read;
 };
-const Named kReaders[] = {{"Final Cut XML", ReadFcp}, {"Avid XML", ReadAvid}};
+const Named kReaders[] = {{"Final Cut XML", ReadFcp}, {"Avid XML", ReadAvid}, {"FCPX XML", ReadFcpx}};
 
 TEST(XmlBad, RefusedDocumentsEndInTheLoadersText) {
     test::TempDir dir;

@@ -51,7 +51,7 @@ TEST(XmlConform, EachFormatMatchesItsClipsToTheFootage) {
         int tag;
         const char* title;
         const char* name;
-    } cases[] = {{kTagFcpXml, "Final Cut XML", "fcp"}, {kTagAvid, "Avid Filmscribe", "avid"}};
+    } cases[] = {{kTagFcpXml, "Final Cut XML", "fcp"}, {kTagAvid, "Avid Filmscribe", "avid"}, {kTagFcpxXml, "FCP-X XML", "fcpx"}};
     for (const auto& c : cases) {
         Port port;
         EdlGuiController conform(port);
