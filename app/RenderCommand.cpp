@@ -276,7 +276,10 @@ void ApplyLookOptions(const RenderOptions& o, ClipSettings& look) {
 }
 
 CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
-    CLI::App* render = app.add_subcommand("render", "Render clips with a film look");
+    return AddRenderOptions(app.add_subcommand("render", "Render clips with a film look"), o);
+}
+
+CLI::App* AddRenderOptions(CLI::App* render, RenderOptions& o) {
     render->add_option("CLIP", o.clips, "Clips to render");
     render->add_option("--format", o.format, "Output format")->check(CLI::IsMember({"dpx", "tiff", "mov"}));
     render->add_option("--codec", o.codec,
@@ -332,6 +335,10 @@ CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& o) {
     render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
     render->add_flag("--allow-incomplete", o.allowIncomplete,
                      "Render what exists of a spanned R3D clip that lacks one of its files");
+    render->add_option("--audio-at", o.audioAt,
+                       "Write a clip's .au beside its frames only when the range starts at this frame (ranges of "
+                       "one clip rendered side by side: one writes it)")
+        ->check(CLI::NonNegativeNumber);
     render->parse_complete_callback([render, &o] {
         for (const CLI::Option* option : render->get_options())
             if (option->count() > 0) o.given.insert(option->get_name());
@@ -527,6 +534,7 @@ int RunRender(const RenderOptions& o) {
         clipSettings->setAcquired(false);
         auto item = RenderManagerItem::Make(path, frames, clipSettings, out);
         item->setFrameRange(range);
+        item->setAudioFrame(o.audioAt);
         const std::string dest = item->DestPath();
         if (const auto earlier = destinations.find(dest); earlier != destinations.end()) {
             if (earlier->second == path)
@@ -550,6 +558,10 @@ int RunRender(const RenderOptions& o) {
     if (SignalGuard::Interrupted()) {
         std::fprintf(stderr, "ombrel render: cancelled while the clips were opened; nothing was rendered\n");
         return kExitCancelled;
+    }
+    if (o.planOnly) {
+        *o.planOnly = manager.renderQueue();
+        return failed > 0 ? kExitFailed : kExitOk;
     }
 
     auto& main = MainQueue::Instance();

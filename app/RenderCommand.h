@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -11,6 +12,7 @@ class App;
 
 namespace ombrel {
 class ClipSettings;
+class RenderManagerItem;
 }
 
 namespace ombrel::cli {
@@ -55,10 +57,16 @@ struct RenderOptions {
     std::string progress = "plain";
     bool cpu = false;
     bool allowIncomplete = false;  // render what exists of a spanned clip that lacks a file
+    std::optional<int> audioAt;    // --audio-at F: the .au only from the range that starts at F
+    // Set by the farm: the clips are looked at and queued as for a render, the queue lands here
+    // and nothing is rendered.
+    std::vector<std::shared_ptr<RenderManagerItem>>* planOnly = nullptr;
 };
 
 // Adds the `render` subcommand with its options bound to `options`.
 CLI::App* AddRenderCommand(CLI::App& app, RenderOptions& options);
+// Adds the options of `render` to another command (the farm's), bound to `options`.
+CLI::App* AddRenderOptions(CLI::App* command, RenderOptions& options);
 // Puts the look options that were given on a clip's record; they were checked when read.
 void ApplyLookOptions(const RenderOptions& options, ClipSettings& look);
 // The codec menu tag that --codec names: a tag, a four-character code or a preset's title

@@ -8,6 +8,7 @@
 #include "ColourCommand.h"
 #include "ConformCommand.h"
 #include "DemoCommand.h"
+#include "FarmCommand.h"
 #include "InfoCommand.h"
 #include "ProjectCommand.h"
 #include "RenderCommand.h"
@@ -45,6 +46,8 @@ int main(int argc, char** argv) {
     CLI::App* conform = cli::AddConformCommand(app, conformOptions);
     cli::ColourOptions colourOptions;
     CLI::App* colour = cli::AddColourCommand(app, colourOptions);
+    cli::FarmOptions farmOptions;
+    CLI::App* farm = cli::AddFarmCommand(app, farmOptions);
 
     try {
         app.parse(argc, argv);
@@ -71,6 +74,7 @@ int main(int argc, char** argv) {
     if (*volumes) return cli::RunVolumes(volumesOptions);
     if (*conform) return cli::RunConform(conformOptions);
     if (*colour) return cli::RunColour(colourOptions);
+    if (*farm) return cli::RunFarm(farmOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;
 }

@@ -256,6 +256,10 @@ bool RenderBase::SetDestPathForR3D(RenderSetup& setup) {
     std::error_code ec;
     // Output that is to be kept includes its sound.
     if (!overwrite_ && std::filesystem::exists(audioPath, ec)) return true;
+    const RenderManagerItem* item = currentRenderItem_.get();
+    if (item && item->audioFrame() && *item->audioFrame() != setup.firstFrame && item->outputSettings() &&
+        item->outputSettings()->format() != kFormatMovie)
+        return true;
     if (renderSource_ && !renderSource_->ExtractAudio(audioPath))
         LogWarn("The audio of {} was not extracted", sourcePath_);
     return true;
@@ -273,6 +277,7 @@ bool RenderBase::SetupForRenderStartingEnding(RenderSetup& setup, int first, int
     if (!clip) clip = ClipSettings::Make();
     setup.clipSettings = clip;
 
+    setup.firstFrame = first;
     const bool movie = HasMovieSource();
     if (!(movie ? SetDestPathForQT(setup) : SetDestPathForR3D(setup))) return false;
     // Another render writing the same frames into this folder would leave a mixed sequence.

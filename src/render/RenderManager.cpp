@@ -85,7 +85,10 @@ void RenderManager::Reset() {
 bool RenderManager::AddItem(const RenderManagerItemPtr& item) {
     const auto& out = item->outputSettings();
     const auto& clip = item->settings();
-    if (out && out->overwrite() == 1) {
+    // A frame range of a sequence is refused by the renderer for its own frames only: ranges of
+    // one clip rendered side by side must not refuse each other.
+    const bool perFrame = item->frameRange() && out && out->format() != kFormatMovie;
+    if (out && out->overwrite() == 1 && !perFrame) {
         const std::string dest = item->DestPath();
         std::error_code ec;
         const bool refused = out->format() == kFormatMovie ? std::filesystem::exists(dest, ec)

@@ -50,6 +50,10 @@ public:
     // points and, unlike those (equal points mean the whole clip), may name a single frame.
     const std::optional<std::pair<int, int>>& frameRange() const { return frameRange_; }
     void setFrameRange(std::optional<std::pair<int, int>> v) { frameRange_ = v; }
+    // A frame sequence writes the clip's sound file only when its range starts at this frame,
+    // so that of the ranges of one clip rendered side by side one writes it; unset, every render does.
+    const std::optional<int>& audioFrame() const { return audioFrame_; }
+    void setAudioFrame(std::optional<int> v) { audioFrame_ = v; }
 
     // Why the clip failed, for the command line and the render list; empty when it did not.
     std::string errorMessage() const;
@@ -66,6 +70,7 @@ private:
     int inoutFrames_ = 0;
     bool useInOutPoints_ = false;
     std::optional<std::pair<int, int>> frameRange_;
+    std::optional<int> audioFrame_;
     mutable std::mutex messageLock_;
     std::string errorMessage_;
 };

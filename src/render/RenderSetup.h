@@ -37,6 +37,7 @@ struct RenderSetup {
     std::string destPath;
     std::string filenamePrefix;
     int timecodeBase = 0;
+    int firstFrame = 0;  // of the range being rendered
     std::string baseName;
     // The clip's frame flags, copied when the operation starts so that the prefetch
     // thread reads a stable array; empty when flags are not used.

@@ -175,19 +175,22 @@ bool R3DSource::ExtractAudio(const std::string& destinationPath) {
 float R3DSource::FramesPerSecond() const { return r3dFile_ ? r3dFile_->FramesPerSecond() : 0.0f; }
 
 TimecodeValues R3DSource::Timecode(int32_t frame) const {
+    if (!r3dFile_) return {};
+    const R3DSDK::Clip* clip = r3dFile_->clip();
+    return R3DTimecodeForText(r3dFile_->TimecodeForFrame(frame), clip ? clip->FrameRateNumerator() : 0,
+                              clip ? clip->FrameRateDenominator() : 0);
+}
+
+TimecodeValues R3DTimecodeForText(const std::string& text, uint64_t rateNumerator, uint64_t rateDenominator) {
     TimecodeValues v;
-    if (!r3dFile_) return v;
-    const std::string text = r3dFile_->TimecodeForFrame(frame);
     if (text.size() < 11 || !IsSeparator(text[2]) || !IsSeparator(text[5]) || !IsSeparator(text[8])) return v;
     v.hours = TwoDigits(text, 0);
     v.minutes = TwoDigits(text, 3);
     v.seconds = TwoDigits(text, 6);
     v.frames = TwoDigits(text, 9);
-    const R3DSDK::Clip* clip = r3dFile_->clip();
-    if (clip && clip->FrameRateDenominator() > 0) {
+    if (rateDenominator > 0) {
         // Whole frames a second from the rational, rounded: 59.94 counts as 60.
-        const uint64_t num = clip->FrameRateNumerator(), den = clip->FrameRateDenominator();
-        const uint64_t base = (2 * num + den) / (2 * den);
+        const uint64_t base = (2 * rateNumerator + rateDenominator) / (2 * rateDenominator);
         if (base > 30) v.frames = v.frames * 2 + (text[8] == '.' ? 0 : 1);
     }
     return v;

@@ -12,6 +12,9 @@
 
 namespace ombrel {
 
+// A timecode text of an R3D clip at its rate, as R3DSource::Timecode() reads it.
+TimecodeValues R3DTimecodeForText(const std::string& text, uint64_t rateNumerator, uint64_t rateDenominator);
+
 // The render source of R3D clips: 16-bit RGB frames developed by the camera SDK with the
 // user's exposure and Kelvin in the chosen extract type, decoded into the ring of its R3DFile
 // at the smallest resolution that covers the output.
