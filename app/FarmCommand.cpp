@@ -350,6 +350,8 @@ int RunStatus(const FarmOptions& f) {
             state = found != byTask.end() ? found->second : "ENDED";
         }
         const std::string exitText = ReadText(job.TaskExitPath(t.index));
+        // Slurm forgets a task cancelled before it ran; the missing exit status tells.
+        if (state == "ENDED" && exitText.empty()) state = "ENDED WITHOUT EXIT STATUS (cancelled or killed)";
         const int progress = farm::LastProgress(ReadText(job.TaskLogPath(t.index)));
         const int done = exitText.rfind("0\n", 0) == 0 ? frames : progress < 0 ? 0 : frames * progress / 100;
         framesDone += done;
