@@ -7,6 +7,7 @@
 #include "CodecsCommand.h"
 #include "ColourCommand.h"
 #include "ConformCommand.h"
+#include "DamageCommand.h"
 #include "DemoCommand.h"
 #include "FarmCommand.h"
 #include "InfoCommand.h"
@@ -48,6 +49,8 @@ int main(int argc, char** argv) {
     CLI::App* colour = cli::AddColourCommand(app, colourOptions);
     cli::FarmOptions farmOptions;
     CLI::App* farm = cli::AddFarmCommand(app, farmOptions);
+    cli::DamageOptions damageOptions;
+    CLI::App* damage = cli::AddDamageCommand(app, damageOptions);
 
     try {
         app.parse(argc, argv);
@@ -75,6 +78,7 @@ int main(int argc, char** argv) {
     if (*conform) return cli::RunConform(conformOptions);
     if (*colour) return cli::RunColour(colourOptions);
     if (*farm) return cli::RunFarm(farmOptions);
+    if (*damage) return cli::RunDamage(damageOptions);
     std::printf("%s", app.help().c_str());
     return cli::kExitUsage;
 }
