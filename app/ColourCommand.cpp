@@ -89,11 +89,11 @@ int Make(const ColourOptions& o, Report& out) {
     } else {
         icc = IccProfile::FromFile(o.profile, &status);
         if (icc) status = icc->Check();
+        if (icc && !status.ok()) status = InvalidError(o.profile + ": " + status.message());
         out.source = "file " + o.profile;
     }
     if (!status.ok()) {
-        std::fprintf(stderr, "ombrel colour: %s: %s\n", o.display ? "--display" : o.profile.c_str(),
-                     status.message().c_str());
+        std::fprintf(stderr, "ombrel colour: %s%s\n", o.display ? "--display: " : "", status.message().c_str());
         return kExitFailed;
     }
     const Color::Space<T> space(icc.get());

@@ -2,11 +2,10 @@
 
 #include <lcms2.h>
 
-#include <fstream>
-#include <iterator>
 #include <mutex>
 
 #include "core/Log.h"
+#include "core/RegularFile.h"
 
 namespace ombrel {
 
@@ -84,17 +83,15 @@ IccProfile::IccProfile(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 IccProfile::~IccProfile() = default;
 
 std::unique_ptr<IccProfile> IccProfile::FromFile(const std::string& path, Status* status) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        if (status) *status = NotFoundError("cannot open " + path);
+    // Display profiles with their tables run to a few megabytes; the small-file bound holds them.
+    std::string bytes;
+    if (Status read = ReadRegularFile(path, &bytes); !read.ok()) {
+        if (status) *status = read;
         return nullptr;
     }
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (in.bad()) {
-        if (status) *status = IoError("cannot read " + path);
-        return nullptr;
-    }
-    return FromBytes(bytes.data(), bytes.size(), status);
+    auto profile = FromBytes(bytes.data(), bytes.size(), status);
+    if (!profile && status) *status = Status(status->code(), path + ": " + status->message());
+    return profile;
 }
 
 std::unique_ptr<IccProfile> IccProfile::FromBytes(const void* data, size_t size, Status* status) {

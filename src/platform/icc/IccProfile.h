@@ -17,7 +17,8 @@ public:
     IccProfile(const IccProfile&) = delete;
     IccProfile& operator=(const IccProfile&) = delete;
 
-    // Null, with the reason in *status, when the bytes are not a profile.
+    // Null, with the reason in *status, when the bytes are not a profile. A file must be a
+    // regular one of at most 64 MB; its failures begin with the path.
     static std::unique_ptr<IccProfile> FromFile(const std::string& path, Status* status);
     static std::unique_ptr<IccProfile> FromBytes(const void* data, size_t size, Status* status);
     // The library's own sRGB, described as "sRGB built-in".

@@ -17,6 +17,8 @@ TEST(IccProfileTest, BytesThatAreNoProfileSayWhyAndTheLibraryToo) {
     EXPECT_TRUE(status.message().starts_with("not an ICC profile: ")) << status.message();
     EXPECT_FALSE(IccProfile::FromFile("/nonexistent/x.icc", &status));
     EXPECT_EQ(status.code(), Status::Code::kNotFound);
+    EXPECT_FALSE(IccProfile::FromFile("/dev/zero", &status));  // refused, never read
+    EXPECT_EQ(status.code(), Status::Code::kUnsupported);
 }
 
 TEST(IccProfileTest, TheBuiltInSRGBCopiesChecksAndReads) {
