@@ -216,7 +216,7 @@ bool EdlGuiController::ReadInput() {
         fcpXml_->setR3dMode(request_.r3d);
         if (!fcpXml_->LoadFcpXml(request_.inputPath)) return cannotOpen(fcpXml_->lastError());
         fcpXml_->TraverseTree();
-        if (!ReadFcpXml(name)) return false;
+        CountFcpEdits();
     } else if (tag == kTagEdl || tag == kTagEdlToo) {
         fcpEdl_ = std::make_unique<FCPEdl>();
         fcpEdl_->setR3dMode(request_.r3d);
@@ -247,7 +247,7 @@ bool EdlGuiController::ReadInput() {
     return true;
 }
 
-bool EdlGuiController::ReadFcpXml(const std::string& /*name*/) {
+void EdlGuiController::CountFcpEdits() {
     // A clip whose summary has text is an edit; with no file records there are none.
     int count = 0;
     for (const auto& clip : fcpXml_->Clips()) {
@@ -259,14 +259,13 @@ bool EdlGuiController::ReadFcpXml(const std::string& /*name*/) {
     const auto& files = fcpXml_->Files();
     if (count == 0 || files.empty()) {
         edits_ = 0;
-        return true;
+        return;
     }
     edits_ = count;
     Log(fmt::format("\nFound {} File Nodes... \n", files.size()));
     for (const auto& [id, file] : files)
         Log(fmt::format("   {} - {}\n", file.reference(), LastPathComponent(file.sourcePath())));
     Log("\n");
-    return true;
 }
 
 void EdlGuiController::StageOneFailed(const std::string& label, const std::string& logText) {

@@ -98,7 +98,8 @@ private:
     enum class FcpMatch { kMatched, kFailed, kPassedOver };
     FcpMatch MatchFcpR3d(FCPFile& file);
     FcpMatch MatchFcpMovie(FCPFile& file);
-    bool ReadFcpXml(const std::string& name);
+    // Counts and logs the edits of a Final Cut XML and lists its file records.
+    void CountFcpEdits();
     // The ranges of the reader of this run, for the shot list.
     std::map<std::string, FCPFile> FilesForShotList() const;
     void LogFrames(const FCPFile& file);

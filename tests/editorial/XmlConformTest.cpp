@@ -3,6 +3,7 @@
 #include "core/Paths.h"
 #include "editorial/EdlGuiController.h"
 #include "r3d/sdk/SdkClips.h"
+#include "support/Movies.h"
 #include "support/RefFile.h"
 #include "support/TempDir.h"
 
@@ -47,18 +48,29 @@ TEST(XmlConform, EachFormatMatchesItsClipsToTheFootage) {
     test::TempDir dir;
     Clip(dir / "footage/A001_C001_0101AB_001.R3D", "01:00:00:00", 48);
     Clip(dir / "footage/A001_C002_0101AB_001.R3D", "02:00:00:00", 30);
+    // Two movies of one name, over 1 MB each.
+    for (const char* folder : {"movies/a", "movies/b"}) {
+        std::filesystem::create_directories(dir / folder);
+        ASSERT_TRUE(test::MakeMovie(test::TestPattern("24", 120) + test::kRawVideo, dir / folder + "/Take 1.mov"));
+    }
     const struct {
         int tag;
         const char* title;
         const char* name;
-    } cases[] = {{kTagFcpXml, "Final Cut XML", "fcp"}, {kTagAvid, "Avid Filmscribe", "avid"}, {kTagFcpxXml, "FCP-X XML", "fcpx"}};
+        bool mov = false;
+    } cases[] = {{kTagFcpXml, "Final Cut XML", "fcp"},
+                 {kTagAvid, "Avid Filmscribe", "avid"},
+                 {kTagFcpxXml, "FCP-X XML", "fcpx"},
+                 {kTagFcpXml, "Final Cut XML", "fcp-mov", true},
+                 {kTagFcpxXml, "FCP-X XML", "fcpx-mov", true}};
     for (const auto& c : cases) {
         Port port;
         EdlGuiController conform(port);
         ConformRequest request;
         request.inputPath = test::RefPath(std::string("editorial/conform-") + c.name + ".xml");
         request.typeTitle = c.title;
-        request.sourceDirectories = {dir / "footage"};
+        request.sourceDirectories = {dir / (c.mov ? "movies" : "footage")};
+        request.r3d = !c.mov;
         request.inputType = c.tag;
         MainQueue::Instance().AdoptCurrentThread();
         conform.LoadEDL(request);
