@@ -51,6 +51,8 @@ std::string LoopbackCluster::Spawn(const std::vector<std::string>& argv, const s
     posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_adddup2(&actions, 1, 2);
     std::vector<std::string> args = argv;
+    // The daemons live in /usr/sbin, which a user's PATH often leaves out.
+    if (!farm::ProgramOnPath(args[0])) args[0] = "/usr/sbin/" + args[0];
     std::vector<char*> p;
     for (auto& a : args) p.push_back(a.data());
     p.push_back(nullptr);
@@ -75,7 +77,6 @@ std::string LoopbackCluster::Start(const std::string& dir) {
     for (const char* tool : {"munged", "slurmctld", "slurmd", "sbatch", "sinfo", "squeue", "scancel"})
         if (!farm::ProgramOnPath(tool) && !farm::ProgramOnPath(std::string("/usr/sbin/") + tool))
             return std::string(tool) + " is not installed (scripts/install-deps installs slurm-wlm and munge)";
-    dir_ = dir;
     namespace fs = std::filesystem;
     for (const char* sub : {"munge", "spool", "state"}) fs::create_directories(fs::path(dir) / sub);
     fs::permissions(dir + "/munge", fs::perms::owner_all);
@@ -84,7 +85,7 @@ std::string LoopbackCluster::Start(const std::string& dir) {
     test::WriteWholeFile(dir + "/munge/key", key);
     fs::permissions(dir + "/munge/key", fs::perms::owner_read | fs::perms::owner_write);
     const passwd* me = ::getpwuid(::getuid());
-    const std::string user = me ? me->pw_name : "root";
+    const std::string user = user_ = me ? me->pw_name : "root";
     const int ctldPort = FreePort(), slurmdPort = FreePort();
     if (ctldPort < 0 || slurmdPort < 0 || ctldPort == slurmdPort) return "no free loopback ports";
     const std::string conf = dir + "/slurm.conf";
@@ -121,8 +122,7 @@ std::string LoopbackCluster::Start(const std::string& dir) {
 void LoopbackCluster::Stop() {
     if (daemons_.size() == 3) {
         farm::ProcessResult r;
-        const passwd* me = ::getpwuid(::getuid());
-        (void)farm::RunProcess({"scancel", "-u", me ? me->pw_name : "root"}, {}, &r);
+        (void)farm::RunProcess({"scancel", "-u", user_}, {}, &r);
         for (int i = 0; i < 30; ++i) {
             if (!farm::RunProcess({"squeue", "-h"}, {}, &r).ok() || r.out.empty()) break;
             std::this_thread::sleep_for(std::chrono::milliseconds(100));

@@ -29,7 +29,7 @@ private:
     std::string Spawn(const std::vector<std::string>& argv, const std::string& log);
     std::string Exited();  // the first daemon that has died, with its log's end
 
-    std::string dir_;
+    std::string user_;  // the daemons' and the jobs' user
     std::vector<std::pair<pid_t, std::string>> daemons_;  // pid and log
     std::unique_ptr<test::ScopedEnv> conf_;
 };
