@@ -10,6 +10,7 @@
 #include "DamageCommand.h"
 #include "DemoCommand.h"
 #include "FarmCommand.h"
+#include "GuiCommand.h"
 #include "InfoCommand.h"
 #include "ProjectCommand.h"
 #include "RenderCommand.h"
@@ -51,6 +52,10 @@ int main(int argc, char** argv) {
     CLI::App* farm = cli::AddFarmCommand(app, farmOptions);
     cli::DamageOptions damageOptions;
     CLI::App* damage = cli::AddDamageCommand(app, damageOptions);
+    cli::GuiOptions guiOptions;
+    CLI::App* gui = cli::AddGuiCommand(app, guiOptions);
+    cli::PrefsOptions prefsOptions;
+    CLI::App* prefs = cli::AddPrefsCommand(app, prefsOptions);
 
     try {
         app.parse(argc, argv);
@@ -79,6 +84,8 @@ int main(int argc, char** argv) {
     if (*colour) return cli::RunColour(colourOptions);
     if (*farm) return cli::RunFarm(farmOptions);
     if (*damage) return cli::RunDamage(damageOptions);
-    std::printf("%s", app.help().c_str());
-    return cli::kExitUsage;
+    if (*gui) return cli::RunGuiCommand(argc, argv, guiOptions);
+    if (*prefs) return cli::RunPrefs(prefsOptions);
+    // No command: the window.
+    return cli::RunGuiCommand(argc, argv, guiOptions);
 }
