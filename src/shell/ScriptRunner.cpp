@@ -181,6 +181,10 @@ bool ScriptRunner::Run(const std::vector<std::string>& w, const std::string& lin
         QApplication::sendEvent(to, &press);
         return true;
     }
+    if (verb == "resize" && need(3)) {
+        window_.resize(std::atoi(w[1].c_str()), std::atoi(w[2].c_str()));
+        return true;
+    }
     if (!need(2)) return Fail("too few words: " + line);
     QObject* target = find(w[1]);
     if (!target) return Fail("no control named " + w[1]);
@@ -204,6 +208,20 @@ bool ScriptRunner::Run(const std::vector<std::string>& w, const std::string& lin
                           Qt::NoModifier);
         QApplication::sendEvent(widget, &press);
         QMouseEvent release(QEvent::MouseButtonRelease, at, widget->mapToGlobal(at), Qt::LeftButton, Qt::NoButton,
+                            Qt::NoModifier);
+        QApplication::sendEvent(widget, &release);
+        return true;
+    }
+    if (verb == "drag" && need(6)) {
+        if (!widget) return Fail(w[1] + " cannot be dragged");
+        const QPoint from(std::atoi(w[2].c_str()), std::atoi(w[3].c_str()));
+        const QPoint to(std::atoi(w[4].c_str()), std::atoi(w[5].c_str()));
+        QMouseEvent press(QEvent::MouseButtonPress, from, widget->mapToGlobal(from), Qt::LeftButton, Qt::LeftButton,
+                          Qt::NoModifier);
+        QApplication::sendEvent(widget, &press);
+        QMouseEvent move(QEvent::MouseMove, to, widget->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(widget, &move);
+        QMouseEvent release(QEvent::MouseButtonRelease, to, widget->mapToGlobal(to), Qt::LeftButton, Qt::NoButton,
                             Qt::NoModifier);
         QApplication::sendEvent(widget, &release);
         return true;

@@ -168,8 +168,10 @@ void FilmStripView::paintEvent(QPaintEvent*) {
             p.fillRect(thumb, QColor(0x2c, 0x2c, 0x2c));
         }
         p.setPen(kText);
+        std::string name = FileParser::DisplayClipNameForPath(path);
+        if (name.empty()) name = FileParser::DisplayNameForPath(path.substr(path.find_last_of('/') + 1));
         p.drawText(cell.adjusted(6, cell.height() - 22, -6, -4), Qt::AlignLeft | Qt::AlignVCenter,
-                   QString::fromStdString(FileParser::DisplayClipNameForPath(path)));
+                   QString::fromStdString(name));
         // The badge: the clip carries settings of a preset.
         if (const ClipSettingsPtr s = SettingsManager::Instance().SettingsForClip(path); s && !s->presetName().empty()) {
             const QRect badge(thumb.right() - 22, thumb.top() + 4, 18, 14);

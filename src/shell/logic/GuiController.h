@@ -146,6 +146,8 @@ public:
     std::string windowTitle() const { return windowTitle_; }
     int forceUpdateCounter() const { return forceUpdateCounter_; }
     platform::Preferences& preferences() { return prefs_; }
+    // Held while a clip opens; tried, never waited for.
+    std::recursive_mutex& openFileLock() { return openFileLock_; }
     // A fresh "GuiSettings" dictionary; it always carries the running version, so that the
     // next start keeps it.
     PlistValue NewDefaultsDictionary() const;

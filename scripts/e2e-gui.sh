@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# The window's tour under a virtual display: a fresh HOME whose autosave holds the demo clip and
+# a generated movie; tab 2, scrub, bypass on and off, zoom and pan, the next clip, play, a resize,
+# tab 3, quit. Screenshots (window and viewer) land in the folder given (default: a scratch one).
+#   scripts/e2e-gui.sh [BUILD_DIR] [SHOTS_DIR]
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=${1:-$root/build}
+ombrel=$build/app/ombrel
+demo=$build/demo/A001_C001_0101AB_demo_001.R3D
+for need in "$ombrel" "$demo"; do [[ -e $need ]] || { echo "e2e-gui: missing $need (build first)" >&2; exit 2; }; done
+command -v xvfb-run > /dev/null || { echo "e2e-gui: xvfb-run is not installed" >&2; exit 2; }
+command -v ffmpeg > /dev/null || { echo "e2e-gui: ffmpeg is not installed" >&2; exit 2; }
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+shots=${2:-$work/shots}
+export HOME=$work/home XDG_CONFIG_HOME=$work/home/.config
+mkdir -p "$HOME/Documents/Ombrel/Autosave" "$work/clips" "$shots"
+cp "$demo" "$work/clips/"
+ffmpeg -nostdin -hide_banner -loglevel error -f lavfi -i testsrc2=size=1280x720:rate=24 -frames:v 72 \
+  -c:v mpeg4 -q:v 3 "$work/clips/movie.mov"
+"$ombrel" project add "$HOME/Documents/Ombrel/Autosave/temp_save.xml" \
+  "$work/clips/$(basename "$demo")" "$work/clips/movie.mov" > /dev/null
+
+cat > "$work/tour.txt" <<'TOUR'
+wait 0.5
+shot 01-start
+click tab2button
+idle
+print fileNameText
+shot 02-tab2
+slider scrubSlider 24
+idle
+print textTimeOfDay
+shot 03-scrub
+key b
+idle
+print disableFilmStockCheckbox
+shot 04-bypass
+key b
+idle
+key z
+idle
+drag r3dViewGL 600 400 200 200
+idle
+shot 05-zoom-pan
+key z
+idle
+key Right filmStripCollection
+idle
+wait 0.5
+print fileNameText
+print textTimeOfDay
+shot 06-movie
+key space
+wait 1.5
+print playCheckbox
+shot 07-playing
+resize 1400 900
+wait 0.5
+shot 08-resized
+key space
+idle
+click tab3button
+idle
+shot 09-tab3
+quit
+TOUR
+
+xvfb-run -a -s "-screen 0 1920x1080x24" "$ombrel" gui --script "$work/tour.txt" --shots "$shots"
+echo "e2e-gui: shots in $shots"
+ls "$shots"

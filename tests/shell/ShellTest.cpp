@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QSlider>
+
+#include <cstdlib>
+
+#include "shell/IniPreferencesStore.h"
+#include "shell/MainWindow.h"
+#include "support/TempDir.h"
+
+namespace ombrel {
+namespace {
+
+QApplication& App() {
+    static int argc = 1;
+    static char name[] = "shell_tests";
+    static char* argv[] = {name, nullptr};
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    static QApplication app(argc, argv);
+    return app;
+}
+
+TEST(IniPreferencesStore, ScalarsPlainAndContainersAsPropertyLists) {
+    test::TempDir dir;
+    const std::string path = dir / "Ombrel.conf";
+    PlistValue settings = PlistValue::MakeDict();
+    settings.set("version", 0.1);
+    settings.set("destPath", "/r");
+    {
+        IniPreferencesStore store(path);
+        ASSERT_TRUE(store.Write("debayerSetting", PlistValue(2)).ok());
+        ASSERT_TRUE(store.Write("useRocket", PlistValue(false)).ok());
+        ASSERT_TRUE(store.Write("presetGroupPopup", PlistValue("My Presets")).ok());
+        ASSERT_TRUE(store.Write("GuiSettings", settings).ok());
+        ASSERT_TRUE(store.Sync().ok());
+    }
+    const std::string text = test::ReadWholeFile(path);
+    EXPECT_NE(text.find("debayerSetting=2"), std::string::npos) << text;
+    EXPECT_NE(text.find("useRocket=false"), std::string::npos) << text;
+    EXPECT_NE(text.find("<plist"), std::string::npos) << text;
+    IniPreferencesStore again(path);
+    EXPECT_EQ(again.Read("debayerSetting")->type(), PlistValue::Type::Integer);
+    EXPECT_EQ(again.Read("useRocket")->asBool(true), false);
+    EXPECT_EQ(again.Read("presetGroupPopup")->asString(), "My Presets");
+    EXPECT_EQ(*again.Read("GuiSettings"), settings);
+    EXPECT_FALSE(again.Read("absent"));
+    EXPECT_EQ(IniPreferencesStore::FromText("1.0").type(), PlistValue::Type::Real);
+}
+
+class ShellWindow : public ::testing::Test {
+protected:
+    void SetUp() override {
+        App();
+        window_ = std::make_unique<MainWindow>("0.1.0");
+    }
+    template <typename T>
+    T* Find(const char* name) {
+        return window_->findChild<T*>(name);
+    }
+    std::unique_ptr<MainWindow> window_;
+};
+
+TEST_F(ShellWindow, ControlsCarryTheirFieldNames) {
+    for (const char* name : {"r3dViewGL", "mainTabView", "tab1button", "tab2button", "tab3button", "scrubSlider",
+                             "zoomCheckbox", "playCheckbox", "useMetadataCheckbox", "filmStripCollection",
+                             "histogramView", "reelText", "clipText", "textTimeOfDay", "textEdgecode",
+                             "colorSpacePopup", "changeCameraButton", "shotListTable"})
+        EXPECT_TRUE(Find<QObject>(name)) << name;
+    for (const char* name : {"enableRocketMenuItem", "debayerQuarterMenuItem", "debayerHalfMenuItem",
+                             "debayerFullMenuItem", "r3dSettingsMenuItemRC2RG", "r3dSettingsMenuItemRC3RG3",
+                             "r3dSettingsMenuItemRC3RLF", "r3dSettingsMenuItemHeading"})
+        EXPECT_TRUE(Find<QAction>(name)) << name;
+}
+
+TEST_F(ShellWindow, AControlMovedByTheProgramFiresNoEvent) {
+    GuiModel* model = window_->controller().guiModel();
+    Find<QSlider>("scrubSlider")->setRange(0, 40);
+    Find<QSlider>("scrubSlider")->setValue(10);
+    Find<QCheckBox>("zoomCheckbox")->setChecked(true);
+    Find<QCheckBox>("disableFilmStockCheckbox")->setChecked(true);
+    QApplication::processEvents();
+    EXPECT_EQ(model->currentFrame(), 0);
+    EXPECT_FALSE(model->zoom());
+    EXPECT_FALSE(model->showOriginal());
+    // The user's click does.
+    Find<QCheckBox>("disableFilmStockCheckbox")->setChecked(false);
+    Find<QCheckBox>("disableFilmStockCheckbox")->click();
+    EXPECT_TRUE(model->showOriginal());
+}
+
+}  // namespace
+}  // namespace ombrel
