@@ -129,7 +129,7 @@ bool AvidXML::TraverseNode(const pugi::xml_node& node, const std::string& path, 
     LogDebug("Node: {}", name);
     const bool element = node.type() == pugi::node_element;
     bool fileNode = false;
-    if (element && name == "EditRate") timebase_ = static_cast<float>(DoubleValue(StringValue(node)));
+    if (element && name == "EditRate") timebase_ = ClampedFloat(DoubleValue(StringValue(node)));
     if (element && name == "FilmScribeFile") {
         const std::string version = node.attribute("Version").value();
         if (version != "1.0") {

@@ -5,6 +5,8 @@
 #include "core/Paths.h"
 
 #include <cerrno>
+#include <algorithm>
+#include <cfloat>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
@@ -100,6 +102,10 @@ int32_t TruncatedInt32(double v) {
     if (v >= 2147483647.0) return INT32_MAX;
     if (v <= -2147483648.0) return INT32_MIN;
     return static_cast<int32_t>(v);
+}
+
+float ClampedFloat(double v) {
+    return static_cast<float>(std::clamp(v, -static_cast<double>(FLT_MAX), static_cast<double>(FLT_MAX)));
 }
 
 std::string StringValue(const pugi::xml_node& node) {

@@ -26,6 +26,9 @@ bool BoolValue(std::string_view text);
 // A double to an integer, towards zero, held inside the type's range; NaN is 0.
 int32_t TruncatedInt32(double v);
 
+// A double as a float, held inside the float's range.
+float ClampedFloat(double v);
+
 // The text of a node and of everything under it, in document order.
 std::string StringValue(const pugi::xml_node& node);
 

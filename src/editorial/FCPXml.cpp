@@ -277,7 +277,7 @@ void FCPXml::MakeFile(const pugi::xml_node& node, const FcpNode& own, FcpNode& d
     const std::string id = own.get("NodeId");
     d.values["file"] = id;
     FCPFile file(url, duration, id);
-    file.setBaseFps(static_cast<float>(DoubleValue(own.get("timebase"))));
+    file.setBaseFps(ClampedFloat(DoubleValue(own.get("timebase"))));
     file.setIsNtsc(BoolValue(own.get("ntsc")));
     file.setTimecode(own.get("string"));
     file.setName(name);
