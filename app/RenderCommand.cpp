@@ -16,6 +16,8 @@
 #include "core/MainQueue.h"
 #include "core/Paths.h"
 #include "core/RegularFile.h"
+#include "damage/ShaderProcessorAnim.h"
+#include "damage/Treatments.h"
 #include "library/FileParser.h"
 #include "look/LutManager.h"
 #include "look/grain/GrainManager.h"
@@ -333,6 +335,9 @@ CLI::App* AddRenderOptions(CLI::App* render, RenderOptions& o) {
         ->check(CLI::Range(0, 2));
     render->add_option("--progress", o.progress, "Progress lines on stderr")->check(CLI::IsMember({"plain", "openjd"}));
     render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
+    render->add_option("--damage", o.damage,
+                       "Film damage treatment: a file, a name in the Data folder, or a built-in (see `ombrel damage "
+                       "list`); needs --cpu in this build");
     render->add_flag("--allow-incomplete", o.allowIncomplete,
                      "Render what exists of a spanned R3D clip that lacks one of its files");
     render->add_option("--audio-at", o.audioAt,
@@ -471,7 +476,23 @@ int RunRender(const RenderOptions& o) {
         }
     }
 
-    InstallLookPipeline(o.cpu ? LookPipeline::Cpu : LookPipeline::OpenGL);
+    std::string damagePath;
+    if (o.damage) {
+        if (const Status found = FindTreatment(*o.damage, &damagePath); !found.ok()) {
+            std::fprintf(stderr, "ombrel render: --damage: %s\n", found.message().c_str());
+            return kExitUsage;
+        }
+        if (!ShaderProcessorAnim::DrawsOn(o.cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL)) {
+            std::fprintf(stderr, "ombrel render: --damage draws on the CPU pipeline only in this build: add --cpu\n");
+            return kExitUsage;
+        }
+        ShaderProcessorAnim check(ShaderProcessor::Backend::Cpu);
+        if (const Status s = check.LoadTreatment(damagePath); !s.ok()) {
+            std::fprintf(stderr, "ombrel render: --damage: %s\n", s.message().c_str());
+            return kExitFailed;
+        }
+    }
+    InstallLookPipeline(o.cpu ? LookPipeline::Cpu : LookPipeline::OpenGL, damagePath);
     LutManager::SetColorFormat(out->colorFormat());
     auto& manager = RenderManager::Instance();
     auto& settings = SettingsManager::Instance();

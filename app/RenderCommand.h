@@ -56,6 +56,7 @@ struct RenderOptions {
     std::set<std::string> given;            // the options named on the command line
     std::string progress = "plain";
     bool cpu = false;
+    std::optional<std::string> damage;  // --damage NAME|FILE: a film damage treatment
     bool allowIncomplete = false;  // render what exists of a spanned clip that lacks a file
     std::optional<int> audioAt;    // --audio-at F: the .au only from the range that starts at F
     // Set by the farm: the clips are looked at and queued as for a render, the queue lands here

@@ -239,6 +239,17 @@ public:
     virtual void DrawSetup_Samplers(DrawParams* params) { (void)params; }
     virtual void DrawEffectsSecondPass() {}
     virtual void SetBorder(bool on) { (void)on; }
+    // The CPU render's counterparts of the hooks above: the core pass over the target (rows
+    // bottom-up, viewport-sized), then anything drawn over it.
+    virtual void DrawCoreQuadCpu(const cpu::CoreShaderInputs& inputs, const cpu::Image& frame, const cpu::Quad& quad,
+                                 const DrawParams& params, cpu::Image& target) {
+        (void)params;
+        cpu::DrawCoreQuad(inputs, frame, quad, target);
+    }
+    virtual void DrawEffectsSecondPassCpu(const DrawParams& params, cpu::Image& target) {
+        (void)params;
+        (void)target;
+    }
     void DrawTextureAtX1Y1X2Y2IsFlipped(float x1, float y1, float x2, float y2, bool flipped);
     void DrawTextureAtX1Y1X2Y2U1V1U2V2IsFlipped(float x1, float y1, float x2, float y2, float u1, float v1, float u2,
                                                 float v2, bool flipped);

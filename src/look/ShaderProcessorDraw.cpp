@@ -718,7 +718,8 @@ void ShaderProcessor::RenderPassCpu(DrawParams* params) {
     const cpu::Quad quad =
         cpu::RenderPassQuad(vw, vh, params->baseSize.width, params->baseSize.height, params->fitMethod,
                             params->aspectSize.width, params->aspectSize.height, params->needsFlip);
-    cpu::DrawCoreQuad(inputs, frame, quad, target);
+    DrawCoreQuadCpu(inputs, frame, quad, *params, target);
+    DrawEffectsSecondPassCpu(*params, target);
     if (params->outputRGBA && output32Bit_) {
         auto* out = static_cast<uint8_t*>(params->writeToDiskData);
         for (size_t i = 0; i < target.rgba.size(); ++i) {

@@ -23,38 +23,53 @@ private:
 
 }  // namespace
 
-ShaderFrameProcessor::ShaderFrameProcessor(LookPipeline which)
-    : processor_(which == LookPipeline::Cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL) {}
+ShaderFrameProcessor::ShaderFrameProcessor(LookPipeline which, const std::string& damagePath) {
+    const auto backend = which == LookPipeline::Cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL;
+    if (damagePath.empty()) {
+        processor_ = std::make_unique<ShaderProcessor>(backend);
+        return;
+    }
+    auto anim = std::make_unique<ShaderProcessorAnim>(backend);
+    damageError_ = anim->LoadTreatment(damagePath);
+    anim_ = anim.get();
+    processor_ = std::move(anim);
+}
 
 bool ShaderFrameProcessor::InitPipelineForViewportContext(uint32_t width, uint32_t height,
                                                           const std::shared_ptr<OpenGLContext>& context) {
-    if (processor_.backend() == ShaderProcessor::Backend::OpenGL && !processor_.renderContext() && !context) {
-        LogError("No OpenGL context for the look pipeline ({}); render with --cpu to use the CPU pipeline",
-                 processor_.renderContextError());
+    if (!damageError_.ok()) {
+        LogError("Film damage: {}", damageError_.message());
         return false;
     }
-    return processor_.InitPipelineForViewportContext({{0, 0}, {float(width), float(height)}}, context);
+    if (processor_->backend() == ShaderProcessor::Backend::OpenGL && !processor_->renderContext() && !context) {
+        LogError("No OpenGL context for the look pipeline ({}); render with --cpu to use the CPU pipeline",
+                 processor_->renderContextError());
+        return false;
+    }
+    return processor_->InitPipelineForViewportContext({{0, 0}, {float(width), float(height)}}, context);
 }
 
 bool ShaderFrameProcessor::FBOSetup(const std::shared_ptr<OpenGLContext>& context) {
-    return processor_.FBOSetup(context);
+    return processor_->FBOSetup(context);
 }
 
 void ShaderFrameProcessor::SetGrainFrame(uint64_t clipSeed, int64_t frame) {
     if (!walk_ || walk_->seed() != clipSeed) walk_.emplace(clipSeed);
-    const auto size = processor_.grainSize();
+    const auto size = processor_->grainSize();
     const auto offset = walk_->OffsetForFrame(frame, size[0], size[1]);
-    processor_.SetGrainOffsetForNextDraw({static_cast<float>(offset[0]), static_cast<float>(offset[1])});
+    frame_ = frame;
+    if (anim_) anim_->SetClipSeed(clipSeed);
+    processor_->SetGrainOffsetForNextDraw({static_cast<float>(offset[0]), static_cast<float>(offset[1])});
 }
 
 bool ShaderFrameProcessor::RenderUsingR3DRenderBuffer(const FrameDrawParams& params) {
-    if (!processor_.r3dRenderBuffer() || !params.writeToDiskData) {
+    if (!processor_->r3dRenderBuffer() || !params.writeToDiskData) {
         LogError("RenderUsingR3DRenderBuffer without a frame or a read-back area");
         return false;
     }
     // A fresh record per frame: a blurred draw leaves the blur texture in `name`.
     DrawParams p;
-    p.name = processor_.frameTexture();
+    p.name = processor_->frameTexture();
     p.target = GL_TEXTURE_RECTANGLE;
     p.writeToDisk = true;
     p.writeToDiskData = params.writeToDiskData;
@@ -65,14 +80,15 @@ bool ShaderFrameProcessor::RenderUsingR3DRenderBuffer(const FrameDrawParams& par
     p.outputRGBA = params.outputRGBA;
     p.fitMethod = params.fitMethod;
     p.aspectSize = {float(params.aspectWidth), float(params.aspectHeight)};
-    processor_.RenderUsingR3DRenderBuffer(&p);
+    p.animationFrame = static_cast<int32_t>(frame_);
+    processor_->RenderUsingR3DRenderBuffer(&p);
     return true;
 }
 
-void InstallLookPipeline(LookPipeline which) {
+void InstallLookPipeline(LookPipeline which, const std::string& damagePath) {
     RenderHooks hooks = GetRenderHooks();
-    hooks.makeFrameProcessor = [which]() -> std::unique_ptr<FrameProcessor> {
-        return std::make_unique<ShaderFrameProcessor>(which);
+    hooks.makeFrameProcessor = [which, damagePath]() -> std::unique_ptr<FrameProcessor> {
+        return std::make_unique<ShaderFrameProcessor>(which, damagePath);
     };
     hooks.grainMapWithNameSizeStockName = [](const std::string& grainName, float width, float height,
                                              const std::string& stockName) -> std::shared_ptr<RenderGrain> {
