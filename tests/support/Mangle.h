@@ -13,10 +13,20 @@ inline std::string Mangle(std::string text, std::mt19937& rng) {
     for (int edits = rng() % 8; edits >= 0; --edits) {
         const size_t at = rng() % (text.size() + 1);
         switch (rng() % 5) {
-            case 0: text.insert(at, 1, static_cast<char>(rng() % (rng() % 16 ? 128 : 256))); break;
+            case 0: {
+                // Each draw is its own statement: the order of calls inside one expression is
+                // unspecified, and a seed must give the same text from every compiler.
+                const unsigned range = rng() % 16 ? 128 : 256;
+                text.insert(at, 1, static_cast<char>(rng() % range));
+                break;
+            }
             case 1: text.erase(at, rng() % 12); break;
             case 2:
-                if (!text.empty()) text.insert(at, text.substr(rng() % text.size(), rng() % 40));
+                if (!text.empty()) {
+                    const size_t from = rng() % text.size();
+                    const size_t length = rng() % 40;
+                    text.insert(at, text.substr(from, length));
+                }
                 break;
             case 3: text.insert(at, rng() % 3 ? " " : "\n"); break;
             default: text.resize(at); break;
