@@ -71,8 +71,6 @@ bool AvidXML::LoadAvidXml(const std::string& path) {
     return LoadEditXml(path, "Avid XML", pugi::parse_default | pugi::parse_ws_pcdata, xmlDoc_, lastError_);
 }
 
-bool AvidXML::HasRedPrefix(const std::string& name) const { return ombrel::HasRedPrefix(name, r3dMode_); }
-
 bool AvidXML::TraverseTree() {
     const pugi::xml_node root = xmlDoc_.document_element();
     return !root || TraverseNode(root, std::string(" > ") + root.name(), nullptr);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "editorial/ReaderRules.h"
+
 #include "editorial/EditXml.h"
 #include "library/FCPFile.h"
 #include "library/R3DFileMeta.h"
@@ -53,7 +55,7 @@ private:
 
 // Reads a FilmScribe 1.0 cut list: one walk recognises values by the path of element names
 // that leads to them, and each usable "Source" element makes a clip.
-class AvidXML {
+class AvidXML : public EditDocument {
 public:
     using MetaList = std::vector<std::shared_ptr<R3DFileMeta>>;
     using FileMap = OrderedMap<std::string, FCPFile>;
@@ -75,12 +77,7 @@ public:
     // Files by path, in the order they were matched.
     const FileMap& Files() const { return files_; }
     FileMap& Files() { return files_; }
-    bool HasRedPrefix(const std::string& name) const;
     float timebase() const { return timebase_; }
-    bool r3dMode() const { return r3dMode_; }
-    void setR3dMode(bool on) { r3dMode_ = on; }
-    const std::string& originalPath() const { return originalPath_; }
-    const std::string& lastError() const { return lastError_; }
 
 private:
     bool TraverseNode(const pugi::xml_node& node, const std::string& path, AvidXMLClip* clip);
@@ -90,10 +87,7 @@ private:
     pugi::xml_document xmlDoc_;
     std::vector<std::shared_ptr<AvidXMLClip>> clipsToExtract_;
     FileMap files_;
-    std::string originalPath_;
     float timebase_ = 0;
-    bool r3dMode_ = false;
-    std::string lastError_;
 };
 
 }  // namespace ombrel

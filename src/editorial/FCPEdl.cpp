@@ -137,8 +137,6 @@ bool FCPEdl::LoadFcpEdl(const std::string& path) {
     return !rows_.empty();
 }
 
-bool FCPEdl::HasRedPrefix(const std::string& name) const { return ombrel::HasRedPrefix(name, r3dMode_); }
-
 void FCPEdl::AddFileForMeta(const R3DFileMeta& meta) { ombrel::AddFileForMeta(files_, meta); }
 
 void FCPEdl::TraverseTree() {

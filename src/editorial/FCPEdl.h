@@ -1,5 +1,7 @@
 #pragma once
 
+#include "editorial/ReaderRules.h"
+
 #include "editorial/FCPEdlClip.h"
 #include "library/FCPFile.h"
 #include "library/R3DFileMeta.h"
@@ -14,7 +16,7 @@ namespace ombrel {
 
 // Reads a CMX-style edit decision list with its comment lines into clips, ties them to the
 // footage found on disk and gives each matched file its frame ranges.
-class FCPEdl {
+class FCPEdl : public EditDocument {
 public:
     using MetaList = std::vector<std::shared_ptr<R3DFileMeta>>;
 
@@ -26,8 +28,6 @@ public:
     // Ties each clip to the first file that holds its frames and gives the files their ranges.
     void MatchToFileList(const MetaList& fileList);
 
-    // R3D names, or in movie mode any ".mov" name.
-    bool HasRedPrefix(const std::string& name) const;
     // One record per path; a path already known is left as it is.
     void AddFileForMeta(const R3DFileMeta& meta);
 
@@ -36,10 +36,6 @@ public:
     const std::map<std::string, FCPFile>& Files() const { return files_; }
     std::map<std::string, FCPFile>& Files() { return files_; }
     const std::vector<std::string>& rows() const { return rows_; }
-    const std::string& originalPath() const { return originalPath_; }
-    bool r3dMode() const { return r3dMode_; }
-    void setR3dMode(bool on) { r3dMode_ = on; }
-    const std::string& lastError() const { return lastError_; }
 
 private:
     void ParseRow(const std::string& row);
@@ -49,9 +45,6 @@ private:
     std::vector<std::string> rows_;
     std::map<std::string, FCPFile> files_;
     std::vector<std::shared_ptr<FCPEdlClip>> clips_;
-    std::string originalPath_;
-    bool r3dMode_ = false;
-    std::string lastError_;
 
     std::vector<std::shared_ptr<FCPEdlClip>> pending_;
     int32_t lastEditNumber_ = 0;

@@ -165,8 +165,6 @@ bool FCPXml::LoadFcpXml(const std::string& path) {
     return LoadEditXml(path, "Final Cut XML", pugi::parse_default | pugi::parse_ws_pcdata, xmlDoc_, lastError_);
 }
 
-bool FCPXml::HasRedPrefix(const std::string& name) const { return ombrel::HasRedPrefix(name, r3dMode_); }
-
 std::vector<std::shared_ptr<FCPClip>> FCPXml::Clips() const {
     std::vector<std::shared_ptr<FCPClip>> out;
     out.reserve(clips_.size());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "editorial/ReaderRules.h"
+
 #include "editorial/EditXml.h"
 #include "library/FCPFile.h"
 
@@ -64,7 +66,7 @@ private:
 
 // Reads a Final Cut 7 interchange document: one walk copies leaf elements into a dictionary
 // per clip or file node, and clips and files are made of those; files get their clips' ranges.
-class FCPXml {
+class FCPXml : public EditDocument {
 public:
     using FileMap = OrderedMap<std::string, FCPFile>;
 
@@ -80,11 +82,6 @@ public:
     std::vector<std::shared_ptr<FCPClip>> Clips() const;
     size_t ClipCount() const { return clips_.size(); }
 
-    bool HasRedPrefix(const std::string& name) const;
-    bool r3dMode() const { return r3dMode_; }
-    void setR3dMode(bool on) { r3dMode_ = on; }
-    const std::string& originalPath() const { return originalPath_; }
-    const std::string& lastError() const { return lastError_; }
 
 private:
     void TraverseNode(const pugi::xml_node& node, FcpNode& d, int level);
@@ -96,9 +93,6 @@ private:
     pugi::xml_document xmlDoc_;
     FileMap files_;
     OrderedMap<std::string, std::shared_ptr<FCPClip>> clips_;
-    std::string originalPath_;
-    bool r3dMode_ = false;
-    std::string lastError_;
 };
 
 }  // namespace ombrel

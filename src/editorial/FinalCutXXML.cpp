@@ -259,8 +259,6 @@ bool FinalCutXXML::LoadFCPXXml(const std::string& path) {
     return LoadEditXml(path, "FCPX XML", options, xmlDoc_, lastError_);
 }
 
-bool FinalCutXXML::HasRedPrefix(const std::string& name) const { return ombrel::HasRedPrefix(name, r3dMode_); }
-
 void FinalCutXXML::TraverseTree() {
     if (const pugi::xml_node root = xmlDoc_.document_element()) {
         if (std::string_view(root.name()) == "project") {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "editorial/ReaderRules.h"
+
 #include "editorial/EditXml.h"
 #include "library/FCPFile.h"
 #include "library/R3DFileMeta.h"
@@ -138,7 +140,7 @@ private:
 
 // Reads a Final Cut X project document: resources and the clips of the project's spines,
 // resolved into each other, then matched to files by name.
-class FinalCutXXML {
+class FinalCutXXML : public EditDocument {
 public:
     using MetaList = std::vector<std::shared_ptr<R3DFileMeta>>;
     using FileMap = OrderedMap<std::string, FCPFile>;
@@ -160,11 +162,6 @@ public:
     const FileMap& Files() const { return files_; }
     FileMap& Files() { return files_; }
     const OrderedMap<std::string, FCPXResource*>& resourceList() const { return resourceList_; }
-    bool HasRedPrefix(const std::string& name) const;
-    bool r3dMode() const { return r3dMode_; }
-    void setR3dMode(bool on) { r3dMode_ = on; }
-    const std::string& originalPath() const { return originalPath_; }
-    const std::string& lastError() const { return lastError_; }
 
 private:
     using Resources = OrderedMap<std::string, FCPXResource*>;
@@ -194,9 +191,6 @@ private:
     Resources outside_;
     bool outsideRead_ = false, outsideUsed_ = false;
     FileMap files_;
-    std::string originalPath_;
-    bool r3dMode_ = false;
-    std::string lastError_;
 };
 
 }  // namespace ombrel
