@@ -65,9 +65,38 @@ idle
 click tab3button
 idle
 shot 09-tab3
+select outputFormatPopup 20
+select outputSizePopup 0
+select outputFolderPopup 0
+print outputFormatPopup
+idle
+shot 10-render-options
+click renderButton
+wait 0.5
+shot 11-rendering
+idle
+print renderTxtFrames
+shot 12-rendered
 quit
 TOUR
 
 xvfb-run -a -s "-screen 0 1920x1080x24" "$ombrel" gui --script "$work/tour.txt" --shots "$shots"
 echo "e2e-gui: shots in $shots"
 ls "$shots"
+
+# The window's DPX frames of the demo clip hold the same pictures as the command line's render of the
+# autosave the window left behind.
+name=$(basename "$demo" _001.R3D)
+gui=$HOME/Documents/Ombrel/Render/$name
+"$ombrel" render --project "$HOME/Documents/Ombrel/Autosave/temp_save.xml" --clip "$(basename "$demo")" \
+  --out "$work/cli" > /dev/null
+n=0
+for f in "$gui"/*.dpx; do
+  g=$work/cli/$name/$(basename "$f")
+  [[ -e $g ]] || { echo "e2e-gui: the command line wrote no $(basename "$f")" >&2; exit 1; }
+  a=$(od -An -tu4 --endian=big -j4 -N4 "$f" | tr -d ' '); b=$(od -An -tu4 --endian=big -j4 -N4 "$g" | tr -d ' ')
+  cmp -s <(tail -c +$((a + 1)) "$f") <(tail -c +$((b + 1)) "$g") || { echo "e2e-gui: $(basename "$f") differs" >&2; exit 1; }
+  n=$((n + 1))
+done
+((n > 0)) || { echo "e2e-gui: the window rendered no DPX frames into $gui" >&2; exit 1; }
+echo "e2e-gui: $n DPX frames of the window equal the command line's"

@@ -94,6 +94,8 @@ MainWindow::MainWindow(const std::string& appVersion) {
 MainWindow::~MainWindow() {
     view_.StopPlayback();
     view_.setSurface(nullptr);
+    // The sheet's conform reaches into the controller until its worker has ended.
+    delete conformDialog_;
     controller_.reset();
 }
 
@@ -201,12 +203,9 @@ QWidget* MainWindow::BuildFilmTab() {
 }
 
 QWidget* MainWindow::BuildRenderTab() {
-    auto* page = new QWidget;
-    auto* l = new QVBoxLayout(page);
-    renderTable_ = new ShotListTable(&controller_->shotList(), true, page);
-    renderTable_->setObjectName("renderTable");
-    l->addWidget(renderTable_, 1);
-    return page;
+    renderTab_ = new RenderTab(*controller_);
+    renderTable_ = renderTab_->renderTable();
+    return renderTab_;
 }
 
 void MainWindow::BuildMenus() {
@@ -219,6 +218,15 @@ void MainWindow::BuildMenus() {
     connect(save, &QAction::triggered, this, [this] { controller_->SaveProject(); });
     QAction* saveAs = file->addAction("Save As...");
     connect(saveAs, &QAction::triggered, this, [this] { controller_->SaveProjectAs(); });
+    QAction* loadEdl = file->addAction("Load EDL / XML...");
+    loadEdl->setObjectName("loadEdlMenuItem");
+    connect(loadEdl, &QAction::triggered, this, [this] {
+        if (!conformDialog_) conformDialog_ = new ConformDialog(*controller_, this);
+        conformDialog_->sheet().OpenEDLWindow();
+    });
+    QAction* findMissing = file->addAction("Find Missing Files...");
+    findMissing->setObjectName("findMissingFilesMenuItem");
+    connect(findMissing, &QAction::triggered, this, [this] { controller_->FindMissingFiles(); });
     file->addSeparator();
     QAction* quit = file->addAction("Quit");
     quit->setShortcut(QKeySequence::Quit);
@@ -290,6 +298,7 @@ void MainWindow::WirePorts() {
     c.modal = modal_.get();
     c.window = Keep<WindowPort>(keep_, std::make_shared<QtWindow>(this));
     controller_->setControls(c);
+    renderTab_->Wire(*modal_, colorSpacePopup_, tabButtons_);
     // Tabs follow the controller: a tab chosen by a project or a script lights its button.
     connect(mainTabView_, &QStackedWidget::currentChanged, this,
             [this](int index) { tabButtons_[index]->setChecked(true); });

@@ -10,7 +10,9 @@
 #include <memory>
 #include <vector>
 
+#include "shell/ConformDialog.h"
 #include "shell/PreviewWidget.h"
+#include "shell/RenderTab.h"
 #include "shell/ShellControls.h"
 #include "shell/logic/GuiController.h"
 #include "sources/R3DView.h"
@@ -53,6 +55,8 @@ private:
     HistogramView* histogram_ = nullptr;
     ShotListTable* shotListTable_ = nullptr;
     ShotListTable* renderTable_ = nullptr;
+    RenderTab* renderTab_ = nullptr;
+    ConformDialog* conformDialog_ = nullptr;
     QCheckBox* zoomCheckbox_ = nullptr;
     QCheckBox* playCheckbox_ = nullptr;
     QCheckBox* bypassCheckbox_ = nullptr;

@@ -20,6 +20,7 @@
 
 #include "core/MainQueue.h"
 #include "shell/MainWindow.h"
+#include "shell/logic/RenderPanel.h"
 
 namespace ombrel {
 
@@ -85,7 +86,7 @@ bool ScriptRunner::Fail(const std::string& why) {
 
 bool ScriptRunner::Idle() const {
     GuiController& c = window_.controller();
-    return !c.guiCtrlRed()->rendering() && !window_.view().isGettingFrame();
+    return !c.guiCtrlRed()->rendering() && !window_.view().isGettingFrame() && !c.renderPanel().renderingSequence();
 }
 
 void ScriptRunner::Next() {

@@ -118,9 +118,10 @@ public:
     void QueueAnswer(std::string answer) { answers_.push_back(std::move(answer)); }
     bool scripted() const { return scripted_; }
     void setScripted(bool on) { scripted_ = on; }
+    // The next queued answer, if a script left one.
+    std::optional<std::string> TakeAnswer();
 
 private:
-    std::optional<std::string> TakeAnswer();
     QWidget* parent_;
     std::deque<std::string> answers_;
     bool scripted_ = false;

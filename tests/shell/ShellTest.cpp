@@ -4,12 +4,17 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QPushButton>
 #include <QSlider>
+#include <QTimer>
 
 #include <cstdlib>
 
 #include "shell/IniPreferencesStore.h"
 #include "shell/MainWindow.h"
+#include "shell/logic/RenderPanel.h"
 #include "support/TempDir.h"
 
 namespace ombrel {
@@ -90,6 +95,40 @@ TEST_F(ShellWindow, AControlMovedByTheProgramFiresNoEvent) {
     Find<QCheckBox>("disableFilmStockCheckbox")->setChecked(false);
     Find<QCheckBox>("disableFilmStockCheckbox")->click();
     EXPECT_TRUE(model->showOriginal());
+}
+
+TEST_F(ShellWindow, TheRenderTabDrivesTheOutputRecord) {
+    for (const char* name : {"outputFormatPopup", "outputSizePopup", "outputFitPopup", "outputFilenamePopup",
+                             "outputEdlOptionsPopup", "outputFolderPopup", "outputTimecodePopup", "destinationPopup",
+                             "outputOverwriteCheckbox", "browseButton", "outputFoldersBox", "outputFormatBox",
+                             "outputDestinationBox", "renderButton", "progress", "renderTxtFrames", "renderTxtFPS",
+                             "renderTxtElapsed", "renderTxtETA", "framesRenderedLabel", "renderTable", "sizeWindow",
+                             "widthText", "heightText"})
+        EXPECT_TRUE(Find<QObject>(name)) << name;
+    auto pick = [this](const char* name, int tag) {
+        auto* c = Find<QComboBox>(name);
+        c->setCurrentIndex(c->findData(tag));
+        emit c->activated(c->currentIndex());
+    };
+    OutputSettings& record = window_->controller().outputSettings();
+    pick("outputFormatPopup", 20);
+    EXPECT_EQ(record.format(), 20);
+    EXPECT_FALSE(Find<QGroupBox>("outputFoldersBox")->isHidden());
+    // The size panel is modal: the user types while it runs.
+    QTimer::singleShot(0, [this] {
+        Find<QLineEdit>("widthText")->setText("");
+        Find<QLineEdit>("widthText")->setFocus();
+        for (const char* text : {"3", "30", "300", "3000"}) {
+            Find<QLineEdit>("widthText")->setText(text);
+            emit Find<QLineEdit>("widthText")->textEdited(text);
+        }
+        Find<QPushButton>("sizeAcceptButton")->click();
+    });
+    pick("outputSizePopup", 99);
+    EXPECT_EQ(Find<QComboBox>("outputSizePopup")->currentText().toStdString(), "Custom: 3000 x 1080");
+    EXPECT_EQ(record.size(), (OutputSize{3000, 1080}));
+    Find<QCheckBox>("outputOverwriteCheckbox")->click();
+    EXPECT_EQ(record.overwrite(), Find<QCheckBox>("outputOverwriteCheckbox")->isChecked() ? 0 : 1);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "model/ProjectFile.h"
 #include "model/SettingsManager.h"
 #include "render/RenderManager.h"
+#include "shell/logic/RenderPanel.h"
 
 namespace ombrel {
 
@@ -75,10 +76,12 @@ GuiController::GuiController(platform::Preferences preferences) : prefs_(std::mo
     r3dExtractSetting_ = 0;
     autosavePath_ = [] { return ProjectFile::AutosavePath(); };
     shotList_.setGuiController(this);
+    renderPanel_ = std::make_unique<RenderPanel>(*this);
     setControls({});
 }
 
 GuiController::~GuiController() {
+    renderPanel_.reset();
     guiCtrlRed_->CloseCurrentFile();
     shotList_.setGuiController(nullptr);
 }
@@ -120,6 +123,11 @@ void GuiController::setControls(const GuiControls& controls) {
 double GuiController::CurrentAppVersion() const { return std::strtod(appVersion_.c_str(), nullptr); }
 
 std::string GuiController::autosavePath() const { return autosavePath_ ? autosavePath_() : std::string(); }
+
+PlistValue& GuiController::defaults() {
+    if (!defaultsDictionary_) defaultsDictionary_ = NewDefaultsDictionary();
+    return *defaultsDictionary_;
+}
 
 PlistValue GuiController::NewDefaultsDictionary() const {
     PlistValue d = PlistValue::MakeDict();
@@ -201,6 +209,8 @@ void GuiController::awakeFromNib() {
     c_.textEdgecodeQT->setStringValue("");
     // 13. Keys reach the viewer; the histogram is taken before the levels.
     if (r3dViewGL_) r3dViewGL_->setHistogramPreLevels(true);
+    renderPanel_->RefreshCustomCodecs();
+    renderPanel_->UpdateGUIFromOutputSettings();
 }
 
 void GuiController::SetWindowTitle(const std::string& title) {
@@ -265,6 +275,8 @@ void GuiController::TabChanged(int tag) {
     } else if (tag == 1) {
         c_.shotsFoundTableIcon->Display();
         c_.shotListTableIcon->Display();
+    } else if (tag == 3) {
+        renderPanel_->UpdateGUIFromOutputSettings();
     }
     currentTabTag_ = tag;
     Autosave();

@@ -20,6 +20,8 @@
 
 namespace ombrel {
 
+class RenderPanel;
+
 // The window's controller, without a toolkit: the spine of start-up, the three tabs, the
 // road of a clip into the viewer, projects and the autosave, the decode settings, and the
 // viewer's controls. Main thread only. The controls are ports (GuiControls) that the shell
@@ -76,6 +78,8 @@ public:
     void SetProjectFilename(const std::string& path);
     void Autosave();
     void Autoload();
+    // Looks for the shot list's clips that have gone under a folder the user picks.
+    void FindMissingFiles();
 
     // The settings menu.
     void EnableRocketClicked();
@@ -133,6 +137,11 @@ public:
     GuiControllerEventProtocol* guiCtrl() const { return guiCtrl_; }
     ShotListDataSource& shotList() { return shotList_; }
     OutputSettings& outputSettings() { return outputSettings_; }
+    // The render tab's part of the controller.
+    RenderPanel& renderPanel() { return *renderPanel_; }
+    // The "GuiSettings" dictionary and the destination folders, as the render tab changes them.
+    PlistValue& defaults();
+    std::vector<std::string>& mutableDestList() { return destList_; }
     int currentFileIndex() const { return currentFileIndex_; }
     int currentTabTag() const { return currentTabTag_; }
     bool firstBecameKey() const { return firstBecameKey_; }
@@ -189,6 +198,7 @@ private:
     std::vector<std::string> renderButtonTitles_;
     int forceUpdateCounter_ = 0;
     bool forceUpdateActive_ = false;
+    std::unique_ptr<RenderPanel> renderPanel_;
 };
 
 }  // namespace ombrel
