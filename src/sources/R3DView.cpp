@@ -471,7 +471,11 @@ void R3DView::ShowFrame(int32_t frame) {
 }
 
 void R3DView::JoinGrab() {
-    if (grabThread_.joinable() && grabThread_.get_id() != std::this_thread::get_id()) grabThread_.join();
+    if (!grabThread_.joinable() || grabThread_.get_id() == std::this_thread::get_id()) return;
+    // A grab hops to main for its seek: main must serve that hop while it waits.
+    if (MainQueue::Instance().IsMainThread())
+        MainQueue::Instance().ServeUntil([this] { return !isGettingFrame_.load(); }, std::chrono::milliseconds(5));
+    grabThread_.join();
 }
 
 void R3DView::getFrameAtFrameNumber(int32_t frame) {
@@ -479,26 +483,40 @@ void R3DView::getFrameAtFrameNumber(int32_t frame) {
         std::lock_guard lock(renderLock_);
         if (!movie_) return;
     }
-    if (isGettingFrame_) {
-        // One grab at a time; the newest request is taken up when the running one ends.
-        pendingFrame_ = frame;
-        return;
+    {
+        std::lock_guard monitor(grabMonitor_);
+        if (isGettingFrame_) {
+            // One grab at a time; the newest request is taken up when the running one ends.
+            pendingFrame_ = frame;
+            return;
+        }
+        isGettingFrame_ = true;
     }
-    JoinGrab();
-    isGettingFrame_ = true;
+    // The last grab cleared its flag as its last act: this join does not wait.
+    if (grabThread_.joinable()) grabThread_.join();
     grabThread_ = std::thread([this, frame] { GrabThread(frame); });
 }
 
+void R3DView::SetNextTime() { movieTime_ = nextTime_.load(); }
+
 void R3DView::GrabThread(int32_t frame) {
-    for (int32_t f = frame; f >= 0; f = pendingFrame_.exchange(-1)) {
-        {
-            std::lock_guard monitor(grabMonitor_);
-            if (f == lastFrameRetrieved_.load() && processor_) processor_->setPauseGrainShift(true);
+    for (int32_t f = frame;;) {
+        if (f == lastFrameRetrieved_.load() && processor_) processor_->setPauseGrainShift(true);
+        nextTime_ = f;
+        // The movie's clock belongs to the main thread; a closed queue means the program is ending.
+        const bool moved = MainQueue::Instance().RunSync([this] { SetNextTime(); });
+        if (moved) {
+            getFrameForTime(movieTime_.load(), false);
+            lastFrameRetrieved_ = f;
         }
-        getFrameForTime(f, false);
-        lastFrameRetrieved_ = f;
+        // A request that came meanwhile is taken up; the flag drops in the same turn of the monitor.
+        std::lock_guard monitor(grabMonitor_);
+        f = moved ? pendingFrame_.exchange(-1) : -1;
+        if (f < 0) {
+            isGettingFrame_ = false;
+            return;
+        }
     }
-    isGettingFrame_ = false;
 }
 
 bool R3DView::WaitForFrameGrabToComplete() {

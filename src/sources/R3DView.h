@@ -194,6 +194,7 @@ private:
     void DisplayLinkLoop();
     void GrabThread(int32_t frame);
     void JoinGrab();
+    void SetNextTime();
 
     // "renderlock": the movie and its frame buffer.
     std::recursive_mutex renderLock_;
@@ -206,6 +207,9 @@ private:
     std::mutex grabMonitor_;
     std::atomic<bool> isGettingFrame_{false};
     std::atomic<int32_t> pendingFrame_{-1};
+    // The frame a grab asked for and the movie's position, set on the main thread.
+    std::atomic<int32_t> nextTime_{0};
+    std::atomic<int32_t> movieTime_{0};
     std::atomic<int32_t> lastFrameRetrieved_{-1};
     std::atomic<int32_t> lastFrameShown_{-1};
     std::thread grabThread_;
