@@ -83,6 +83,7 @@ MainWindow::MainWindow(const std::string& appVersion) {
         // Widgets belong to the main thread: the display link only posts.
         MainQueue::Instance().RunAsync([this, frame] {
             scrubSlider_->setDoubleValue(frame);
+            frameText_->setText(QString::number(frame));
             textEdgecode_->setText(QString::fromStdString(view_.EdgecodeString(frame)));
             histogram_->update();
         });

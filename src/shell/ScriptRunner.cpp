@@ -1,6 +1,7 @@
 #include "shell/ScriptRunner.h"
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
 #include <QKeyEvent>
@@ -202,8 +203,15 @@ bool ScriptRunner::Run(const std::vector<std::string>& w, const std::string& lin
         if (!widget) return Fail(w[1] + " cannot be clicked");
         QPoint at = widget->rect().center();
         if (w.size() >= 4) {
-            if (auto* strip = dynamic_cast<FilmStripView*>(widget))
-                at = strip->cellRect(std::atoi(w[3].c_str())).center();
+            const int row = std::atoi(w[2].c_str()), col = std::atoi(w[3].c_str());
+            if (auto* strip = dynamic_cast<FilmStripView*>(widget)) {
+                at = strip->cellRect(col).center();  // one row of clips
+            } else if (auto* view = qobject_cast<QAbstractItemView*>(widget); view && view->model()) {
+                const QModelIndex index = view->model()->index(row, col);
+                if (!index.isValid()) return Fail(w[1] + " has no cell " + w[2] + " " + w[3]);
+                widget = view->viewport();
+                at = view->visualRect(index).center();
+            }
         }
         QMouseEvent press(QEvent::MouseButtonPress, at, widget->mapToGlobal(at), Qt::LeftButton, Qt::LeftButton,
                           Qt::NoModifier);

@@ -92,7 +92,11 @@ int RunGui(int argc, char** argv, const GuiOptions& options) {
         window.setPalette(palette);
         window.setAutoFillBackground(true);
         // No window manager under a virtual display: the window takes the screen itself.
-        if (QScreen* screen = QGuiApplication::primaryScreen()) window.setGeometry(screen->geometry());
+        if (QScreen* screen = QGuiApplication::primaryScreen()) {
+            window.setGeometry(screen->geometry());
+            // The display link ticks at the screen's rate; the view keeps 60 Hz when it is unknown.
+            window.view().setRefreshRate(screen->refreshRate());
+        }
         window.controller().applicationDidFinishLaunching();
         window.show();
         std::unique_ptr<ScriptRunner> runner;

@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPointer>
 #include <QTimer>
 
 #include "core/Log.h"
@@ -31,6 +32,14 @@ void QtTimer::OneShot(double seconds, std::function<void()> fn) {
     QTimer::singleShot(static_cast<int>(seconds * 1000.0), context_, std::move(fn));
 }
 
+namespace {
+// A file panel answered "ok" without a path chose nothing, as "cancel" does.
+std::optional<std::string> PathAnswer(const std::string& answer) {
+    if (answer == "cancel" || answer == "ok") return std::nullopt;
+    return answer;
+}
+}  // namespace
+
 std::optional<std::string> QtModal::TakeAnswer() {
     if (answers_.empty()) return std::nullopt;
     std::string a = std::move(answers_.front());
@@ -40,8 +49,6 @@ std::optional<std::string> QtModal::TakeAnswer() {
 
 void QtModal::RunMessage(const std::string& heading, const std::string& text) {
     Log()->info("modal: {}: {}", heading, text);
-    std::printf("modal: %s: %s\n", heading.c_str(), text.c_str());
-    std::fflush(stdout);
     if (TakeAnswer() || scripted_) return;
     QMessageBox::information(parent_, QString::fromStdString(heading), QString::fromStdString(text));
 }
@@ -49,7 +56,7 @@ void QtModal::RunMessage(const std::string& heading, const std::string& text) {
 std::optional<std::string> QtModal::ChooseSavePath(const std::string& prompt) {
     std::printf("modal: Save: %s\n", prompt.c_str());
     std::fflush(stdout);
-    if (auto a = TakeAnswer()) return *a == "cancel" ? std::nullopt : std::optional<std::string>(*a);
+    if (auto a = TakeAnswer()) return PathAnswer(*a);
     if (scripted_) return std::nullopt;
     const QString path = QFileDialog::getSaveFileName(parent_, QString::fromStdString(prompt));
     if (path.isEmpty()) return std::nullopt;
@@ -59,7 +66,7 @@ std::optional<std::string> QtModal::ChooseSavePath(const std::string& prompt) {
 std::optional<std::string> QtModal::ChooseFile(const std::string& title) {
     std::printf("modal: Open: %s\n", title.c_str());
     std::fflush(stdout);
-    if (auto a = TakeAnswer()) return *a == "cancel" ? std::nullopt : std::optional<std::string>(*a);
+    if (auto a = TakeAnswer()) return PathAnswer(*a);
     if (scripted_) return std::nullopt;
     const QString path = QFileDialog::getOpenFileName(parent_, QString::fromStdString(title));
     if (path.isEmpty()) return std::nullopt;
@@ -129,7 +136,20 @@ void HistogramView::paintEvent(QPaintEvent*) {
 
 // ---------------------------------------------------------------- film strip
 
+namespace {
+// The cache tells on the main thread when a thumbnail is made; the strip then repaints.
+struct StripRepaint : MetadataObserver {
+    QPointer<QWidget> strip;
+    void SetNeedsDisplay(const std::string&) override {
+        if (strip) strip->update();
+    }
+};
+}  // namespace
+
 FilmStripView::FilmStripView(ShotListDataSource* shotList, QWidget* parent) : QWidget(parent), shotList_(shotList) {
+    auto observer = std::make_shared<StripRepaint>();
+    observer->strip = this;
+    thumbObserver_ = observer;
     setObjectName("filmStripCollection");
     setFocusPolicy(Qt::StrongFocus);
     setMinimumHeight(120);
@@ -161,7 +181,7 @@ void FilmStripView::paintEvent(QPaintEvent*) {
         p.drawRect(cell.adjusted(0, 0, -1, -1));
         const std::string path = list[i]->FullPath();
         const QRect thumb = cell.adjusted(6, 6, -6, -26);
-        if (const ImagePtr image = MetadataCache::Instance().CachedThumbnail(path); image && !image->empty()) {
+        if (const ImagePtr image = MetadataCache::RequestThumbNotify(path, thumbObserver_); image && !image->empty()) {
             const QImage q(image->rgba.data(), image->width, image->height, image->width * 4, QImage::Format_RGBA8888);
             p.drawImage(thumb, q);
         } else {

@@ -13,6 +13,7 @@
 #include <functional>
 #include <string>
 
+#include "library/ClipMetadata.h"
 #include "library/browse/ShotListDataSource.h"
 #include "shell/logic/GuiPorts.h"
 
@@ -181,6 +182,7 @@ protected:
 
 private:
     ShotListDataSource* shotList_;
+    std::shared_ptr<MetadataObserver> thumbObserver_;
     std::vector<size_t> selection_;
     std::function<void(int, bool)> onClick_;
     std::function<bool(int)> onKey_;

@@ -93,28 +93,53 @@ protected:
     std::vector<std::string> clips_;
 };
 
-TEST_F(GuiControllerClips, EnteringTheFilmTab) {
-    // An empty list shows no clip and does not fail.
-    c().TabChanged(2);
-    EXPECT_EQ(rig_.controls.mainTabView.index, 1);
-    EXPECT_EQ(Open(), "");
-    EXPECT_EQ(c().currentFileIndex(), 0);
-    // A list and no clip open: the first opens.
-    Add(2);
-    c().TabChanged(2);
-    EXPECT_EQ(Open(), clips_[0]);
-    EXPECT_EQ(rig_.controls.strip.selection, std::vector<size_t>{0});
-    // The clip open is found in the list.
-    c().SelectFile(1);
-    c().TabChanged(3);
-    EXPECT_EQ(rig_.controls.mainTabView.index, 2);
-    c().TabChanged(2);
-    EXPECT_EQ(c().currentFileIndex(), 1);
-    EXPECT_EQ(c().currentTabTag(), 2);
-    // Every tab change autosaved the clip on show.
-    PlistValue saved;
-    ASSERT_TRUE(ProjectFile::ReadPropertyList(dir_ / "autosave.xml", &saved).ok());
-    EXPECT_EQ(saved["CurrentOpenFile"].asString(), clips_[1]);
+TEST_F(GuiControllerClips, TabChanges) {
+    struct Row {
+        const char* name;
+        size_t clips;
+        int open;  // the clip in the viewer before the change, -1 for none
+        int tag;
+        int page, index, shown;  // afterwards; shown -1 for no clip
+    };
+    const Row rows[] = {
+        {"browse", 2, 1, 1, 0, 1, 1},
+        {"render keeps the clip", 2, 1, 3, 2, 1, 1},
+        {"film, empty list: no clip and no failure", 0, -1, 2, 1, 0, -1},
+        {"film, nothing open: the first opens", 2, -1, 2, 1, 0, 0},
+        {"film, the open clip is found in the list", 3, 2, 2, 1, 2, 2},
+        {"no such tab", 2, 1, 4, -1, 1, 1},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        ControllerRig rig;
+        GuiController& g = rig.controller;
+        g.setAutosavePathProvider([this] { return dir_ / "autosave.xml"; });
+        g.awakeFromNib();
+        for (size_t i = 0; i < r.clips; ++i) g.shotList().AddPath(clips_[i]);
+        if (r.open >= 0) g.SelectFile(r.open);
+        fs::remove(dir_ / "autosave.xml");
+        rig.controls.mainTabView.index = -1;
+        AppState::Instance().setTabId(0);
+        g.TabChanged(r.tag);
+        g.guiCtrl()->WaitForPreviewLoop();
+        EXPECT_EQ(rig.controls.mainTabView.index, r.page);
+        EXPECT_EQ(g.currentFileIndex(), r.index);
+        EXPECT_EQ(g.guiModel()->filename().value_or(""), r.shown < 0 ? "" : clips_[r.shown]);
+        if (r.page < 0) {
+            EXPECT_EQ(AppState::Instance().tabId(), 0);
+            EXPECT_FALSE(fs::exists(dir_ / "autosave.xml"));
+            continue;
+        }
+        EXPECT_EQ(AppState::Instance().tabId(), r.tag);
+        EXPECT_EQ(g.currentTabTag(), r.tag);
+        if (r.tag == 2 && r.shown >= 0) {
+            EXPECT_EQ(rig.controls.strip.selection, std::vector<size_t>{size_t(r.index)});
+        }
+        // Every change of tab autosaves the clip on show.
+        PlistValue saved;
+        ASSERT_TRUE(ProjectFile::ReadPropertyList(dir_ / "autosave.xml", &saved).ok());
+        EXPECT_EQ(saved["CurrentOpenFile"].asString(""), r.shown < 0 ? "" : clips_[r.shown]);
+    }
 }
 
 TEST_F(GuiControllerClips, OpeningTheSameClipTwiceChangesNothing) {

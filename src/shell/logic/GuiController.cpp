@@ -249,6 +249,7 @@ void GuiController::SelectStripIndex(int index) {
 void GuiController::TabChanged(int tag) {
     if (tag < 1 || tag > 3) return;
     guiCtrl_->WaitForPreviewLoop();
+    AppState::Instance().setTabId(tag);
     c_.mainTabView->selectTabViewItemAtIndex(tag - 1);
     c_.mainTabView->display();
     if (tag == 2) {
