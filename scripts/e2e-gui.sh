@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The window's tour under a virtual display: a fresh HOME whose autosave holds the demo clip and
 # a generated movie; tab 2, scrub, bypass on and off, zoom and pan, the next clip, play, a resize,
-# tab 3, quit. Screenshots (window and viewer) land in the folder given (default: a scratch one).
+# tab 3, a save under a new name, quit; then a start on that project. Screenshots (window and viewer) land in the folder given (default: a scratch one).
 #   scripts/e2e-gui.sh [BUILD_DIR] [SHOTS_DIR]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -23,11 +23,13 @@ ffmpeg -nostdin -hide_banner -loglevel error -f lavfi -i testsrc2=size=1280x720:
 "$ombrel" project add "$HOME/Documents/Ombrel/Autosave/temp_save.xml" \
   "$work/clips/$(basename "$demo")" "$work/clips/movie.mov" > /dev/null
 
+# @WORK@ stands for the scratch folder.
 cat > "$work/tour.txt" <<'TOUR'
 wait 0.5
 shot 01-start
 click tab2button
 idle
+print mainTabView
 print fileNameText
 shot 02-tab2
 slider scrubSlider 24
@@ -47,6 +49,10 @@ idle
 shot 05-zoom-pan
 key z
 idle
+select colorSpacePopup 0
+print colorSpacePopup
+click r3dSettingsMenuItemRC3RG3
+print r3dSettingsMenuItemRC3RG3
 key Right filmStripCollection
 idle
 wait 0.5
@@ -62,6 +68,17 @@ wait 0.5
 shot 08-resized
 key space
 idle
+click filmStripCollection 0 0
+idle
+print fileNameText
+answer @WORK@/saved.xml
+menu File/Save As...
+print window
+answer cancel
+menu File/Open...
+answer @WORK@/nothing.xml
+answer ok
+menu File/Open...
 click tab3button
 idle
 shot 09-tab3
@@ -79,8 +96,22 @@ print renderTxtFrames
 shot 12-rendered
 quit
 TOUR
+# A second start opens the project saved above instead of the autosave.
+cat > "$work/project.txt" <<'TOUR'
+wait 0.5
+print window
+click tab2button
+idle
+print fileNameText
+shot 10-project
+quit
+TOUR
+sed -i "s|@WORK@|$work|g" "$work/tour.txt"
 
-xvfb-run -a -s "-screen 0 1920x1080x24" "$ombrel" gui --script "$work/tour.txt" --shots "$shots"
+run() { xvfb-run -a -s "-screen 0 1920x1080x24" "$ombrel" gui "$@"; }
+run --script "$work/tour.txt" --shots "$shots"
+[[ -f $work/saved.xml ]] || { echo "e2e-gui: File > Save As wrote nothing" >&2; exit 1; }
+run --project "$work/saved.xml" --script "$work/project.txt" --shots "$shots"
 echo "e2e-gui: shots in $shots"
 ls "$shots"
 

@@ -4,6 +4,8 @@
 // Files are only ever regular files of a bounded size: a device or FIFO is never read.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "CliSupport.h"
 #include "core/FolderLock.h"
 #include "core/PlistValue.h"
+#include "support/TempDir.h"
 
 namespace ombrel {
 namespace {
@@ -242,6 +245,23 @@ TEST(CliCases, VersionNamesTheDataRoot) {
     EXPECT_EQ(r.status, 0);
     EXPECT_TRUE(Has(r, "ombrel ")) << r.output;
     EXPECT_TRUE(Has(r, "data root: /opt/elsewhere")) << r.output;
+}
+
+// The window needs a display; without one it says how to get one, and makes no window.
+TEST(CliCases, GuiWithoutADisplayAndThePreferences) {
+    test::ScopedEnv x("DISPLAY", nullptr), w("WAYLAND_DISPLAY", nullptr), q("QT_QPA_PLATFORM", nullptr);
+    auto r = Ombrel("gui");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_TRUE(Has(r, "ombrel: no display to open the window on (set DISPLAY, or run under xvfb-run)")) << r.output;
+    const std::string conf = std::string(std::getenv("XDG_CONFIG_HOME")) + "/Ombrel/Ombrel.conf";
+    std::filesystem::create_directories(std::filesystem::path(conf).parent_path());
+    test::WriteWholeFile(conf, "[General]\ndebayerSetting=2\nuseRocket=false\n");
+    r = Ombrel("prefs debayerSetting");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.output, "2\n");
+    EXPECT_EQ(Ombrel("prefs absent").status, 1);
+    EXPECT_TRUE(Has(Ombrel("prefs"), "useRocket = false"));
+    std::filesystem::remove(conf);
 }
 
 }  // namespace

@@ -90,6 +90,13 @@ struct ControllerRig {
     GuiController controller;
 };
 
+// The viewer gives a grab 2.2 s; a loaded machine may need several of those.
+inline bool GrabDone(R3DView& view) {
+    for (int i = 0; i < 25; ++i)
+        if (view.WaitForFrameGrabToComplete()) return true;
+    return false;
+}
+
 // The demo clip copied under a name of its own, so that several distinct R3D clips exist.
 std::string DemoClipCopy(const std::string& dir, const std::string& name);
 

@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "FakeControls.h"
 #include "core/MainQueue.h"
 #include "look/AppState.h"
 #include "sources/R3DView.h"
@@ -99,13 +100,13 @@ TEST_F(R3DViewTest, TheSameMovieFrameTwiceKeepsTheGrainAndResizePausesPlayback) 
     view_.setHasOpenClip(true);
     view_.SetGrainValue(1.0);
     view_.ShowFrame(3);
-    ASSERT_TRUE(view_.WaitForFrameGrabToComplete());
+    ASSERT_TRUE(test::GrabDone(view_));
     // A repeat pins the grain; from then on the frame stays as it is.
     view_.ShowFrame(3);
-    ASSERT_TRUE(view_.WaitForFrameGrabToComplete());
+    ASSERT_TRUE(test::GrabDone(view_));
     const PreviewImagePtr first = surface_.Last();
     view_.ShowFrame(3);
-    ASSERT_TRUE(view_.WaitForFrameGrabToComplete());
+    ASSERT_TRUE(test::GrabDone(view_));
     const PreviewImagePtr second = surface_.Last();
     ASSERT_TRUE(first && second);
     EXPECT_NE(first->serial, second->serial);
