@@ -94,6 +94,14 @@ shot 11-rendering
 idle
 print renderTxtFrames
 shot 12-rendered
+menu File/Load EDL / XML...
+wait 0.3
+select inputType 1
+type edlPath /nowhere/cut.edl
+shot 13-conform-sheet
+click closeButton
+answer cancel
+menu File/Find Missing Files...
 quit
 TOUR
 # A second start opens the project saved above instead of the autosave.
@@ -115,19 +123,16 @@ run --project "$work/saved.xml" --script "$work/project.txt" --shots "$shots"
 echo "e2e-gui: shots in $shots"
 ls "$shots"
 
-# The window's DPX frames of the demo clip hold the same pictures as the command line's render of the
-# autosave the window left behind.
-name=$(basename "$demo" _001.R3D)
-gui=$HOME/Documents/Ombrel/Render/$name
-"$ombrel" render --project "$HOME/Documents/Ombrel/Autosave/temp_save.xml" --clip "$(basename "$demo")" \
-  --out "$work/cli" > /dev/null
+# The window's DPX frames hold the same pictures as the command line's render of the autosave the
+# window left behind, clip by clip.
+"$ombrel" render --project "$HOME/Documents/Ombrel/Autosave/temp_save.xml" --out "$work/cli" > /dev/null 2>&1
 n=0
-for f in "$gui"/*.dpx; do
-  g=$work/cli/$name/$(basename "$f")
-  [[ -e $g ]] || { echo "e2e-gui: the command line wrote no $(basename "$f")" >&2; exit 1; }
+for f in "$HOME"/Documents/Ombrel/Render/*/*.dpx; do
+  g=$work/cli/$(basename "$(dirname "$f")")/$(basename "$f")
+  [[ -e $g ]] || { echo "e2e-gui: the command line wrote no $g" >&2; exit 1; }
   a=$(od -An -tu4 --endian=big -j4 -N4 "$f" | tr -d ' '); b=$(od -An -tu4 --endian=big -j4 -N4 "$g" | tr -d ' ')
-  cmp -s <(tail -c +$((a + 1)) "$f") <(tail -c +$((b + 1)) "$g") || { echo "e2e-gui: $(basename "$f") differs" >&2; exit 1; }
+  cmp -s <(tail -c +$((a + 1)) "$f") <(tail -c +$((b + 1)) "$g") || { echo "e2e-gui: $f differs" >&2; exit 1; }
   n=$((n + 1))
 done
-((n > 0)) || { echo "e2e-gui: the window rendered no DPX frames into $gui" >&2; exit 1; }
-echo "e2e-gui: $n DPX frames of the window equal the command line's"
+((n == 120)) || { echo "e2e-gui: the window rendered $n DPX frames, not 48 + 72" >&2; exit 1; }
+echo "e2e-gui: the window's $n DPX frames equal the command line's"

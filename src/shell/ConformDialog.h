@@ -26,7 +26,8 @@ public:
     ConformDialog(GuiController& controller, QWidget* parent);
     ~ConformDialog() override;
     ConformSheet& sheet() { return *sheet_; }
-    void RunSheet() override { exec(); }
+    // Window-modal and not blocking, as a sheet is.
+    void RunSheet() override { open(); }
     void CloseSheet() override { done(0); }
 
 protected:

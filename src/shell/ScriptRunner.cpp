@@ -166,6 +166,10 @@ bool ScriptRunner::Run(const std::vector<std::string>& w, const std::string& lin
         std::filesystem::create_directories(shotsDir_, ec);
         const QString base = QString::fromStdString(shotsDir_ + "/" + w[1]);
         if (!window_.grab().save(base + ".png")) return Fail("cannot write " + base.toStdString() + ".png");
+        // Sheets and panels open over the window are windows of their own.
+        for (QWidget* top : QApplication::topLevelWidgets())
+            if (top != &window_ && top->isVisible() && !top->objectName().isEmpty())
+                top->grab().save(base + "-" + top->objectName() + ".png");
         if (const PreviewImagePtr image = window_.previewWidget()->latest(); image && image->width > 0) {
             const QImage q(image->rgba.data(), image->width, image->height, image->width * 4, QImage::Format_RGBA8888);
             q.save(base + "-preview.png");

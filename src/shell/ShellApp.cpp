@@ -14,6 +14,7 @@
 #include "platform/prefs/MachineId.h"
 #include "platform/prefs/Preferences.h"
 #include "render/FrameProcessor.h"
+#include "render/LookPipeline.h"
 #include "shell/IniPreferencesStore.h"
 #include "shell/MainWindow.h"
 #include "shell/ScriptRunner.h"
@@ -80,6 +81,8 @@ int RunGui(int argc, char** argv, const GuiOptions& options) {
     });
 
     platform::Preferences::SetSharedStore(std::make_shared<IniPreferencesStore>(IniPreferencesStore::DefaultPath()));
+    // The render tab's runs grade as the command line's do, movies included.
+    InstallLookPipeline(LookPipeline::OpenGL);
     RenderHooks hooks = GetRenderHooks();
     hooks.useRocketPreference = [] { return platform::Preferences::Shared().boolForKey("useRocket"); };
     SetRenderHooks(hooks);
