@@ -118,6 +118,8 @@ sed -i "s|@WORK@|$work|g" "$work/tour.txt"
 
 run() { xvfb-run -a -s "-screen 0 1920x1080x24" "$ombrel" gui "$@"; }
 run --script "$work/tour.txt" --shots "$shots"
+# What the render's run left, before the second start autosaves over it.
+cp "$HOME/Documents/Ombrel/Autosave/temp_save.xml" "$work/rendered.xml"
 [[ -f $work/saved.xml ]] || { echo "e2e-gui: File > Save As wrote nothing" >&2; exit 1; }
 run --project "$work/saved.xml" --script "$work/project.txt" --shots "$shots"
 echo "e2e-gui: shots in $shots"
@@ -125,7 +127,7 @@ ls "$shots"
 
 # The window's DPX frames hold the same pictures as the command line's render of the autosave the
 # window left behind, clip by clip.
-"$ombrel" render --project "$HOME/Documents/Ombrel/Autosave/temp_save.xml" --out "$work/cli" > /dev/null 2>&1
+"$ombrel" render --project "$work/rendered.xml" --out "$work/cli" > /dev/null 2>&1
 n=0
 for f in "$HOME"/Documents/Ombrel/Render/*/*.dpx; do
   g=$work/cli/$(basename "$(dirname "$f")")/$(basename "$f")
