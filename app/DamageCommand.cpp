@@ -10,6 +10,7 @@
 #include "damage/AnimationSequence.h"
 #include "damage/DamageFrame.h"
 #include "damage/DirtManager.h"
+#include "damage/ShaderProcessorAnim.h"
 #include "core/Paths.h"
 #include "damage/Treatments.h"
 #include "datafile/Resource.h"
@@ -116,7 +117,12 @@ int RunShow(const DamageOptions& o) {
                 JsonNumber(v.leakSizeForFrame), JsonNumber(v.overlayAmount), JsonNumber(v.overlayBAmount),
                 JsonString(GunkTileName(v.gunkTile)), CellJson(v.gunkCell), v.gunkChannel);
         }
-        out += "\n  ]\n}\n";
+        out += "\n  ]";
+        if (o.glsl)
+            out += ",\n  \"glsl\": {\"1\": " +
+                   JsonString(ShaderProcessorAnim::GeneratedDamageMain(a, false, true)) + ", \"2\": " +
+                   JsonString(ShaderProcessorAnim::GeneratedDamageMain(a, true, true)) + "}";
+        out += "\n}\n";
     } else {
         out = "path " + path + "\n";
         for (const auto& [k, v] : Fields(a)) out += k + " " + v + "\n";
@@ -128,6 +134,10 @@ int RunShow(const DamageOptions& o) {
                                v.smearAmount, v.leakSizeForFrame, v.overlayAmount, v.overlayBAmount,
                                GunkTileName(v.gunkTile), CellJson(v.gunkCell), v.gunkChannel);
         }
+        if (o.glsl)
+            for (int variant : {1, 2})
+                out += fmt::format("glsl variant {}\n{}", variant,
+                                   ShaderProcessorAnim::GeneratedDamageMain(a, variant == 2, true));
     }
     std::fputs(out.c_str(), stdout);
     return kExitOk;
@@ -185,6 +195,7 @@ CLI::App* AddDamageCommand(CLI::App& app, DamageOptions& o) {
         ->required();
     show->add_option("--frames", o.frames, "Inclusive frame range A-B (default: the lead-in and one frame after)");
     show->add_flag("--json", o.json, "Print one JSON object");
+    show->add_flag("--glsl", o.glsl, "Also print the main() generated for variants 1 and 2");
     show->callback([&o] { o.action = DamageOptions::Action::kShow; });
     CLI::App* atlas = damage->add_subcommand("atlas", "The sprites of an atlas description by kind");
     atlas->add_option("plist", o.atlas, "Atlas description (default: the built-in one)");

@@ -482,10 +482,6 @@ int RunRender(const RenderOptions& o) {
             std::fprintf(stderr, "ombrel render: --damage: %s\n", found.message().c_str());
             return kExitUsage;
         }
-        if (!ShaderProcessorAnim::DrawsOn(o.cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL)) {
-            std::fprintf(stderr, "ombrel render: --damage draws on the CPU pipeline only in this build: add --cpu\n");
-            return kExitUsage;
-        }
         ShaderProcessorAnim check(ShaderProcessor::Backend::Cpu);
         if (const Status s = check.LoadTreatment(damagePath); !s.ok()) {
             std::fprintf(stderr, "ombrel render: --damage: %s\n", s.message().c_str());

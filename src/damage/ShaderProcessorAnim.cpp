@@ -26,6 +26,9 @@ Status ShaderProcessorAnim::LoadTreatment(const std::string& path) {
             lastError_ = InvalidError(std::string("The sprite atlas has no \"") + DirtManager::PrefixForType(t) +
                                       "\" sprite, which the treatment " + path + " draws");
     planner_.reset();
+    // Leak centres live in the programs' text, and the pictures may be new.
+    programsStale_ = pipelineReady_;
+    texturesReady_ = false;
     return lastError_;
 }
 
@@ -44,7 +47,24 @@ void ShaderProcessorAnim::CreateBorderTexture() {
         !s.ok()) {
         LogError("{}", s.message());
         lastError_ = s;
+        return;
     }
+    const cpu::Texture8& b = borderMaker_.border();
+    LoadUVArrayX1Y1X2Y2(borderUV_.data(), 0, 0, b.width, b.height);
+    if (backend() != Backend::OpenGL || !texture(kSlotBorder)) return;
+    // A luminance texture reads as grey in all three channels; a red one would black out green
+    // and blue.
+    glActiveTexture(GL_TEXTURE0 + kUnitBorder);
+    glBindTexture(GL_TEXTURE_RECTANGLE, texture(kSlotBorder));
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glTexImage2D(GL_TEXTURE_RECTANGLE, 0, GL_LUMINANCE8, b.width, b.height, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE,
+                 b.data.data());
+    glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_RECTANGLE, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glActiveTexture(GL_TEXTURE0);
+    borderUploaded_ = true;
 }
 
 const cpu::Texture8* ShaderProcessorAnim::GunkTile(int tile) {

@@ -436,32 +436,44 @@ void ShaderProcessor::InitCoreProgram(GLSLAttributes* a, OBShaderLocations& l) {
     ClearGlErrors();
 }
 
-GLSLAttributes* ShaderProcessor::CoreProgramForUploadedTables() {
-    static constexpr struct {
-        int unit;
-        const char* define;
-    } kFixed[] = {{kUnitExposure, "EXPOSURE_IS_IDENTITY"},
-                  {kUnitBalls, "BALLS_IS_IDENTITY"},
-                  {kUnitLift, "LIFT_IS_IDENTITY"},
-                  {kUnitHistogram, "HISTOGRAM_IS_IDENTITY"}};
+namespace {
+constexpr struct {
+    int unit;
+    const char* define;
+} kFixedTables[] = {{kUnitExposure, "EXPOSURE_IS_IDENTITY"},
+                    {kUnitBalls, "BALLS_IS_IDENTITY"},
+                    {kUnitLift, "LIFT_IS_IDENTITY"},
+                    {kUnitHistogram, "HISTOGRAM_IS_IDENTITY"}};
+}  // namespace
+
+int ShaderProcessor::UploadedIdentityMask() const {
     int mask = 0;
-    for (size_t i = 0; i < std::size(kFixed); ++i)
-        if (uploadedIsIdentity_[static_cast<size_t>(kFixed[i].unit)]) mask |= 1 << i;
+    for (size_t i = 0; i < std::size(kFixedTables); ++i)
+        if (uploadedIsIdentity_[static_cast<size_t>(kFixedTables[i].unit)]) mask |= 1 << i;
+    return mask;
+}
+
+std::string ShaderProcessor::WithIdentityDefines(const std::string& source, int mask) {
+    const size_t afterVersion = source.find('\n');
+    if (mask == 0 || afterVersion == std::string::npos) return source;
+    std::string defines;
+    for (size_t i = 0; i < std::size(kFixedTables); ++i)
+        if (mask & (1 << i)) defines += fmt::format("#define {}\n", kFixedTables[i].define);
+    // The defines go right after #version, which must stay the first line.
+    return source.substr(0, afterVersion + 1) + defines + source.substr(afterVersion + 1);
+}
+
+GLSLAttributes* ShaderProcessor::CoreProgramForUploadedTables() {
+    const int mask = UploadedIdentityMask();
     locCurrent_ = &locationsOBShader_[0];
     GLSLAttributes* general = &attributesOBShader_[0];
     const std::string& source = general->fragmentShaderSource;
-    const size_t afterVersion = source.find('\n');
-    if (mask == 0 || !general->programObject || afterVersion == std::string::npos) return general;
+    if (mask == 0 || !general->programObject || source.find('\n') == std::string::npos) return general;
     auto& slot = fixedTablePrograms_[mask];
     if (!slot) {
-        std::string defines;
-        for (size_t i = 0; i < std::size(kFixed); ++i)
-            if (mask & (1 << i)) defines += fmt::format("#define {}\n", kFixed[i].define);
         slot = std::make_unique<CoreProgram>();
         slot->attributes.vertexShaderSource = general->vertexShaderSource;
-        // The defines go right after #version, which must stay the first line.
-        slot->attributes.fragmentShaderSource =
-            source.substr(0, afterVersion + 1) + defines + source.substr(afterVersion + 1);
+        slot->attributes.fragmentShaderSource = WithIdentityDefines(source, mask);
         if (getProgramObjectAttributes("ombrel_CL", &slot->attributes) != 0)
             InitCoreProgram(&slot->attributes, slot->locations);
     }

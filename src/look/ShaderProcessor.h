@@ -327,6 +327,10 @@ protected:
     // compiled out (a uniform branch around a texture read still costs a software rasteriser
     // most of the read). Sets locCurrent_; falls back to the general program.
     GLSLAttributes* CoreProgramForUploadedTables();
+    // Which tables of the last upload give back every level (bits in the order exposure, balls,
+    // lift, levels), and a fragment source built with those tables left out.
+    int UploadedIdentityMask() const;
+    static std::string WithIdentityDefines(const std::string& source, int mask);
     // The level grain is added around: the map's own mean, 0.5 without a map.
     static std::array<float, 3> GrainNeutral(const GrainMap* map);
     void SendHistogramAmount(float amount);

@@ -1,5 +1,5 @@
-// Renders with film damage on the CPU pipeline: split ranges against the whole, and a treatment
-// with nothing in it against the plain render.
+// Renders with film damage on OpenGL and on the CPU pipeline: split ranges of the demo clip
+// against the whole, and a treatment with nothing in it against the plain render.
 #include <gtest/gtest.h>
 
 #include "CliSupport.h"
@@ -9,37 +9,53 @@ namespace {
 
 using namespace clitest;
 
-std::string Render(const test::TempDir& dir, const std::string& run, const std::string& args, const std::string& clip) {
-    const test::ShellResult r = Ombrel("render --cpu --out " + dir / run + " " + args + " " + clip);
+// `pipeline` is "--cpu" or empty for OpenGL.
+std::string Render(const test::TempDir& dir, const std::string& run, const std::string& pipeline,
+                   const std::string& args, const std::string& clip, const std::string& name) {
+    const test::ShellResult r = Ombrel("render " + pipeline + " --out " + dir / run + " " + args + " " + clip);
     EXPECT_EQ(r.status, 0) << run << ": " << r.output;
-    return dir / (run + "/A001_C001_0101AB");
+    return dir / (run + "/" + name);
 }
 
 TEST(DamageRenderCli, ARangeRendersAsTheWholeDoes) {
     test::TempDir dir;
-    const std::string clip = WriteClip(dir / "A001_C001_0101AB_001.R3D", sdktest::BasicClip(320, 180, 10));
-    // Lines pinned before frame 5 must be on the film after it; the lead-in's flash and overlays
-    // fall away by frame number.
-    for (const char* treatment : {"worn-16mm", "leader"}) {
-        const std::string t = std::string(" --damage ") + treatment;
-        const std::string whole = Render(dir, std::string(treatment) + "-whole", "--frames 0-9" + t, clip);
-        const std::string a = Render(dir, std::string(treatment) + "-a", "--frames 0-4" + t, clip);
-        const std::string b = Render(dir, std::string(treatment) + "-b", "--frames 5-9" + t, clip);
-        const auto frames = DpxFrames(whole);
-        ASSERT_EQ(frames.size(), 10u) << treatment;
-        for (size_t i = 0; i < frames.size(); ++i)
-            EXPECT_TRUE(DpxImageData(whole + "/" + frames[i]) == DpxImageData((i < 5 ? a : b) + "/" + frames[i]))
-                << treatment << " " << frames[i];
+    const std::string clip = OMBREL_DEMO_CLIP;
+    // Lines pinned before frame 24 must be on the film after it; the lead-in's flash and overlays
+    // fall away by frame number. A quarter of the size keeps the run short.
+    for (const std::string pipeline : {"", "--cpu"}) {
+        for (const char* treatment : {"worn-16mm", "leader"}) {
+            const std::string run = std::string(treatment) + (pipeline.empty() ? "-gl" : "-cpu");
+            const std::string t = std::string(" --size 512x270 --damage ") + treatment;
+            auto render = [&](const std::string& part, const std::string& frames) {
+                return Render(dir, run + part, pipeline, "--frames " + frames + t, clip, "A001_C001_0101AB_demo");
+            };
+            const std::string whole = render("-whole", "0-47"), a = render("-a", "0-23"), b = render("-b", "24-47");
+            const auto frames = DpxFrames(whole);
+            ASSERT_EQ(frames.size(), 48u) << run;
+            for (size_t i = 0; i < frames.size(); ++i)
+                EXPECT_TRUE(DpxImageData(whole + "/" + frames[i]) == DpxImageData((i < 24 ? a : b) + "/" + frames[i]))
+                    << run << " " << frames[i];
+        }
     }
+}
+
+TEST(DamageRenderCli, ATreatmentOfNothingLeavesThePlainRender) {
+    test::TempDir dir;
+    const std::string clip = WriteClip(dir / "A001_C001_0101AB_001.R3D", sdktest::BasicClip(320, 180, 2));
     // A treatment that asks for nothing leaves every frame as the plain render makes it; one that
     // asks for damage does not.
     test::WriteWholeFile(dir / "nothing.plist", "<plist version=\"1.0\"><dict/></plist>");
-    const std::string plain = Render(dir, "plain", "--frames 0-1", clip);
-    const std::string nothing = Render(dir, "nothing", "--frames 0-1 --damage " + dir / "nothing.plist", clip);
-    const std::string dusty = Render(dir, "dusty", "--frames 0-1 --damage dusty", clip);
-    for (const auto& name : DpxFrames(plain)) {
-        EXPECT_TRUE(DpxImageData(plain + "/" + name) == DpxImageData(nothing + "/" + name)) << name;
-        EXPECT_FALSE(DpxImageData(plain + "/" + name) == DpxImageData(dusty + "/" + name)) << name;
+    for (const std::string pipeline : {"", "--cpu"}) {
+        const std::string p = pipeline.empty() ? "gl" : "cpu", name = "A001_C001_0101AB";
+        const std::string plain = Render(dir, "plain-" + p, pipeline, "", clip, name);
+        const std::string nothing = Render(dir, "nothing-" + p, pipeline, "--damage " + dir / "nothing.plist", clip, name);
+        const std::string dusty = Render(dir, "dusty-" + p, pipeline, "--damage dusty", clip, name);
+        const auto frames = DpxFrames(plain);
+        ASSERT_EQ(frames.size(), 2u) << p;
+        for (const auto& f : frames) {
+            EXPECT_TRUE(DpxImageData(plain + "/" + f) == DpxImageData(nothing + "/" + f)) << p << " " << f;
+            EXPECT_FALSE(DpxImageData(plain + "/" + f) == DpxImageData(dusty + "/" + f)) << p << " " << f;
+        }
     }
 }
 
