@@ -50,10 +50,22 @@ GuiControls FakeControls::Ports() {
     c.r3dSettingsMenuItemRC3RG3 = &rc3;
     c.r3dSettingsMenuItemRC3RLF = &rlf;
     c.r3dSettingsMenuItemHeading = &heading;
+    c.colorSpacePopup = &colorSpace;
     c.filmStrip = &strip;
     c.timer = &timer;
     c.modal = &modal;
     c.window = &window;
+    return c;
+}
+
+FilmPanelControls FakePanel::Ports() {
+    FilmPanelControls c;
+    for (size_t i = 0; i < kFilmRows; ++i) c.sliders[i] = &sliders[i];
+    for (size_t i = 0; i < kPanelTexts; ++i) c.texts[i] = &texts[i];
+    c.levelSlider = &levels;
+    c.filmStockPopup = &stock;
+    c.filmStockLabel = &stockLabel;
+    c.grainSizePopup = &gauge;
     return c;
 }
 

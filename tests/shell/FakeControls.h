@@ -66,6 +66,38 @@ struct FakeWindow : WindowPort {
     void setTitle(const std::string& t) override { title = t; }
 };
 
+struct FakePopup : PopupPort {
+    std::vector<std::pair<std::string, int>> items;
+    int tag = 0;
+    bool hidden = false;
+    void removeAllItems() override { items.clear(); }
+    void addItem(const std::string& title, int t, bool) override { items.emplace_back(title, t); }
+    void selectItemWithTag(int t) override { tag = t; }
+    int selectedTag() const override { return tag; }
+    std::string selectedTitle() const override {
+        for (const auto& [title, t] : items)
+            if (t == tag) return title;
+        return {};
+    }
+    void setHidden(bool h) override { hidden = h; }
+};
+struct FakeLevels : LevelsPort {
+    LevelPositions p;
+    LevelPositions positions() const override { return p; }
+    void setPositionBottom(double v) override { p.bottom = v; }
+    void setPositionMid(double v) override { p.mid = v; }
+    void setPositionTop(double v) override { p.top = v; }
+};
+// The film settings panel's controls.
+struct FakePanel {
+    std::array<FakeSlider, kFilmRows> sliders;
+    std::array<FakeText, kPanelTexts> texts;
+    FakeLevels levels;
+    FakePopup stock, gauge;
+    FakeText stockLabel;
+    FilmPanelControls Ports();
+};
+
 struct FakeControls {
     FakeTab mainTabView, timecodeTab, cameraDownloadTabView;
     FakeControl changeCameraButton, useMetadataView;
@@ -73,6 +105,7 @@ struct FakeControls {
     FakeSlider scrub;
     FakeText fileName, reel, clip, timeOfDay, edgecode, frame;
     FakeMenuItem rocket, quarter, half, full, rc2, rc3, rlf, heading;
+    FakePopup colorSpace;
     FakeStrip strip;
     FakeTimer timer;
     FakeModal modal;

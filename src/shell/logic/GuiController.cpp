@@ -64,6 +64,7 @@ T* Or(T* port, T* fallback) {
 GuiController::GuiController(platform::Preferences preferences) : prefs_(std::move(preferences)) {
     guiModel_ = std::make_unique<GuiModel>();
     guiModel_->setGui(this);
+    panel_ = std::make_unique<FilmPanel>(*this);
     guiCtrlRed_ = std::make_unique<GuiController_RED>();
     guiCtrlQt_ = std::make_unique<GuiController_QT>();
     guiCtrlRed_->setGuiModel(guiModel_.get());
@@ -160,7 +161,8 @@ void GuiController::MarkExtractItems() {
 }
 
 void GuiController::awakeFromNib() {
-    // 1. The camera area starts empty.
+    // 1. The stocks; the camera area starts empty.
+    panel_->ResetFilmStockList();
     c_.changeCameraButton->setEnabled(false);
     c_.changeCameraButton->setHidden(true);
     c_.cameraDownloadTabView->selectTabViewItemAtIndex(0);
@@ -199,7 +201,7 @@ void GuiController::awakeFromNib() {
         destPath_ = (*defaultsDictionary_)["destPath"].asString(destList_.front());
     }
     // 7. The model takes the levels radio's state.
-    guiModel_->setPreLevels(false);
+    panel_->PreLevelsChanged();
     // 11. Both event controllers meet the viewer.
     guiCtrlRed_->Setup();
     guiCtrlQt_->Setup();
@@ -339,14 +341,8 @@ void GuiController::OpenFile(const std::string& path) {
     c_.playCheckbox->setState(false);
     c_.playCheckbox->setEnabled(!red);
     c_.playCheckbox->setHidden(red);
-    const bool statusM = LutManager::StatusMAvailableForStockAndSource(
-        guiModel_->stockName(), guiModel_->clipSettings()->sourceCameraChosen().value_or(""));
-    if (!statusM) {
-        c_.colorSpacePopup->selectItemWithTag(0);
-        LutManager::SetColorFormat(0);
-    }
-    c_.colorSpacePopup->setEnabled(statusM);
-    c_.colorSpacePopup->setHidden(!statusM);
+    ShowColorSpacePopup(LutManager::StatusMAvailableForStockAndSource(
+        guiModel_->stockName(), guiModel_->clipSettings()->sourceCameraChosen().value_or("")));
     lock.unlock();
 
     ClipSettings& clip = *guiModel_->clipSettings();
@@ -358,9 +354,19 @@ void GuiController::OpenFile(const std::string& path) {
     c_.scrubSlider->setMarks(clip.userFrameIn(), clip.userFrameOut());
     SetSnippetsForSettingsAndPath(clip, path);
     c_.scrubSlider->display();
+    panel_->UpdateSCurveSliderSize();
     QueueForcedUpdates();
     // Catches up with a clip asked for while this one was opening.
     c_.timer->OneShot(0.2, [this] { ResetToCurrentFile(); });
+}
+
+void GuiController::ShowColorSpacePopup(bool statusM) {
+    if (!statusM) {
+        c_.colorSpacePopup->selectItemWithTag(0);
+        LutManager::SetColorFormat(0);
+    }
+    c_.colorSpacePopup->setEnabled(statusM);
+    c_.colorSpacePopup->setHidden(!statusM);
 }
 
 void GuiController::SetSnippetsForSettingsAndPath(ClipSettings& settings, const std::string& path) {
@@ -617,6 +623,7 @@ void GuiController::QueueForcedUpdates() {
 
 void GuiController::ForceUpdate() {
     forceUpdateActive_ = true;
+    panel_->ForceUpdateRound();
     if (AppState::Instance().State() == 1) guiModel_->setUseMetadata(false);
     if (--forceUpdateCounter_ >= 1)
         c_.timer->OneShot(0.2, [this] { ForceUpdate(); });
@@ -644,6 +651,7 @@ void GuiController::LoadGUIFromUserDefaults() {
     guiModel_->clipSettings()->setUserFrameIn(0);
     guiModel_->clipSettings()->setUserFrameOut(0);
     guiCtrl_->SetLutWithStock(guiModel_->clipSettings()->stockName());
+    panel_->UpdateSCurveSliderSize();
     QueueForcedUpdates();
 }
 
@@ -656,30 +664,79 @@ void GuiController::SaveUserDefaults() {
 
 // ---------------------------------------------------------------- the model's calls back
 
-// The panel's own controls come with the film settings panel; here each change goes on
-// round the ring to the clip controller, which tells the viewer's pipeline.
-void GuiController::setExposure(double) { guiCtrl_->ExposureChanged(); }
-void GuiController::setKelvin(double) { guiCtrl_->KelvinChanged(); }
-void GuiController::setExposureKelvin(double, double) { guiCtrl_->ExposureChanged(); }
-void GuiController::setColorAmount(double) { guiCtrl_->ColorAmountChanged(); }
-void GuiController::setSCurveAmount(double) { guiCtrl_->SCurveAmountChanged(); }
-void GuiController::setGrainAmount(double) { guiCtrl_->GrainAmountChanged(); }
-void GuiController::setGrainScale(double) {}
-void GuiController::setHistogramBlack(double) { guiCtrl_->LevelsChanged(); }
-void GuiController::setHistogramMid(double) { guiCtrl_->LevelsChanged(); }
-void GuiController::setHistogramWhite(double) { guiCtrl_->LevelsChanged(); }
-void GuiController::setHistogramStale() {}
-void GuiController::setSaturation(double) { guiCtrl_->SaturationChanged(); }
-void GuiController::setLiftGammaGain(float, float, float) { guiCtrl_->LiftGammaGainChanged(); }
-void GuiController::setBallInfo(const ColorBallInfo&) { guiCtrl_->BallInfoChanged(); }
+// Each change moves its controls where they differ and goes on round the ring to the clip
+// controller, which tells the viewer; the histogram is then stale.
+void GuiController::setExposure(double v) {
+    panel_->ShowRow(FilmRow::Exposure, v);
+    guiCtrl_->ExposureChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setKelvin(double v) {
+    panel_->ShowRow(FilmRow::Kelvin, v);
+    guiCtrl_->KelvinChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setExposureKelvin(double exposure, double kelvin) {
+    panel_->ShowRow(FilmRow::Exposure, exposure);
+    panel_->ShowRow(FilmRow::Kelvin, kelvin);
+    guiCtrl_->ExposureChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setColorAmount(double v) {
+    panel_->ShowRow(FilmRow::ColorAmount, v);
+    guiCtrl_->ColorAmountChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setSCurveAmount(double v) {
+    panel_->ShowRow(FilmRow::SCurveAmount, v);
+    guiCtrl_->SCurveAmountChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setGrainAmount(double v) {
+    panel_->ShowRow(FilmRow::Grain, v);
+    guiCtrl_->GrainAmountChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setSaturation(double v) {
+    panel_->ShowRow(FilmRow::Saturation, v);
+    guiCtrl_->SaturationChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setLiftGammaGain(float lift, float gamma, float gain) {
+    panel_->setLiftGammaGain(lift, gamma, gain);
+    guiCtrl_->LiftGammaGainChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setBallInfo(const ColorBallInfo& info) {
+    panel_->setBallInfo(info);
+    guiCtrl_->BallInfoChanged();
+    guiModel_->setHistogramStale(true);
+}
+void GuiController::setGrainScale(double v) { panel_->setGrainScale(v); }
+// A pushed record's levels reach the viewer too.
+void GuiController::setHistogramBlack(double v) {
+    panel_->setHistogramLevel(PanelText::Black, v);
+    guiCtrl_->LevelsChanged();
+}
+void GuiController::setHistogramMid(double v) {
+    panel_->setHistogramLevel(PanelText::Mid, v);
+    guiCtrl_->LevelsChanged();
+}
+void GuiController::setHistogramWhite(double v) {
+    panel_->setHistogramLevel(PanelText::White, v);
+    guiCtrl_->LevelsChanged();
+}
+void GuiController::setHistogramStale() { panel_->setHistogramStale(); }
 void GuiController::setGrainName(const std::string&) {}
 void GuiController::setZoom(bool) {}
-void GuiController::setStockName(const std::string&) {}
+void GuiController::setStockName(const std::string& name) { panel_->setStockName(name); }
 void GuiController::setPreLevels(bool value) {
     if (r3dViewGL_) r3dViewGL_->setHistogramPreLevels(value);
+    guiModel_->setHistogramStale(true);
 }
 
 void GuiController::setUseMetadata(bool value) {
+    panel_->setUseMetadata(value);
     c_.useMetadataCheckbox->setState(value);
     guiCtrl_->UseMetadataChecked();
 }

@@ -15,6 +15,7 @@
 #include "platform/prefs/Preferences.h"
 #include "shell/logic/GuiController_QT.h"
 #include "shell/logic/GuiController_RED.h"
+#include "shell/logic/FilmPanel.h"
 #include "shell/logic/GuiModel.h"
 #include "shell/logic/GuiPorts.h"
 
@@ -131,6 +132,13 @@ public:
     void setLiftGammaGain(float lift, float gamma, float gain) override;
     void setBallInfo(const ColorBallInfo& value) override;
 
+    // The film settings panel's controls and events.
+    FilmPanel& filmPanel() { return *panel_; }
+    void RedrawFilmStrip() { c_.filmStrip->Display(); }
+    bool useMetadataChecked() const { return c_.useMetadataCheckbox->state(); }
+    // The status-M popup: shown only where the stock has that form; else back to tag 0.
+    void ShowColorSpacePopup(bool statusM);
+
     GuiModel* guiModel() const { return guiModel_.get(); }
     GuiController_RED* guiCtrlRed() const { return guiCtrlRed_.get(); }
     GuiController_QT* guiCtrlQt() const { return guiCtrlQt_.get(); }
@@ -172,6 +180,7 @@ private:
 
     platform::Preferences prefs_;
     std::unique_ptr<GuiModel> guiModel_;
+    std::unique_ptr<FilmPanel> panel_;
     std::unique_ptr<GuiController_RED> guiCtrlRed_;
     std::unique_ptr<GuiController_QT> guiCtrlQt_;
     GuiControllerEventProtocol* guiCtrl_ = nullptr;

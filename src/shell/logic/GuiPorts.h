@@ -30,6 +30,9 @@ public:
     virtual void selectItemWithTag(int /*tag*/) {}
     virtual int selectedTag() const { return 0; }
     virtual void setItemEnabled(int /*tag*/, bool /*enabled*/) {}
+    virtual void removeAllItems() {}
+    virtual void addItem(const std::string& /*title*/, int /*tag*/, bool /*enabled*/) {}
+    virtual std::string selectedTitle() const { return {}; }
 };
 
 class SliderPort : public ControlPort {
@@ -39,6 +42,10 @@ public:
     virtual void setMinMax(double /*min*/, double /*max*/) {}
     // The in and out marks of the scrubber.
     virtual void setMarks(int /*in*/, int /*out*/) {}
+    // Drawn width and knob, for a slider that shortens with another value.
+    virtual int width() const { return 0; }
+    virtual int knobThickness() const { return 0; }
+    virtual void setWidth(int /*width*/) {}
 };
 
 class TextFieldPort : public ControlPort {
