@@ -291,7 +291,7 @@ void FilmPanel::UpdateSCurveSliderSize() {
     SliderPort& color = *c_.sliders[Index(FilmRow::ColorAmount)];
     SliderPort& scurve = *c_.sliders[Index(FilmRow::SCurveAmount)];
     const int knob = scurve.knobThickness();
-    scurve.setWidth(static_cast<int>((color.width() - knob) * model().colorAmount()) + knob);
+    scurve.setDrawnWidth(static_cast<int>((color.drawnWidth() - knob) * model().colorAmount()) + knob);
 }
 
 void FilmPanel::ForceUpdateRound() {

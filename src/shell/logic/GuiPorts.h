@@ -43,9 +43,9 @@ public:
     // The in and out marks of the scrubber.
     virtual void setMarks(int /*in*/, int /*out*/) {}
     // Drawn width and knob, for a slider that shortens with another value.
-    virtual int width() const { return 0; }
+    virtual int drawnWidth() const { return 0; }
     virtual int knobThickness() const { return 0; }
-    virtual void setWidth(int /*width*/) {}
+    virtual void setDrawnWidth(int /*width*/) {}
 };
 
 class TextFieldPort : public ControlPort {
