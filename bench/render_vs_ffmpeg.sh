@@ -1,41 +1,73 @@
 #!/usr/bin/env bash
 # Renders the same synthetic clips with the full look to 10-bit DPX, and in the same run pushes
-# the same frames through FFmpeg's lut1d, lut3d (64^3, tetrahedral) and temporal noise filters to
-# 10-bit DPX. Prints both frame rates and their ratio for 1920x1080 and 4096x2160.
+# the same frames through FFmpeg's planar chain (gbrp16le, lut1d, lut3d 64^3 tetrahedral,
+# temporal noise) to 10-bit DPX. Each side runs RUNS times per size, timed as whole processes;
+# prints the median frame rates, their ratio and the largest peak RSS of each side.
 #
-#   bench/render_vs_ffmpeg.sh [BUILD_DIR] [FRAMES]      (defaults: build, 24)
+#   bench/render_vs_ffmpeg.sh [BUILD_DIR] [FRAMES] [RUNS] [-- extra render options]
+#                                                         (defaults: build, 24, 3; e.g. -- --cpu)
 #
-# FFmpeg cannot read R3D clips, so its input is the DPX sequence of our own render: the same
-# frames at the same size and depth, decoded from DPX instead of from the clip.
+# FFmpeg cannot read R3D clips, so its input is our own render turned into 16-bit DPX files
+# (untimed): the same frames at the same size, 16 bits a sample, read from files.
 set -euo pipefail
 
 BUILD_DIR=${1:-build}
 FRAMES=${2:-24}
+RUNS=${3:-3}
+shift $(( $# < 3 ? $# : 3 ))
+[ "${1:-}" = "--" ] && shift
+EXTRA=("$@")
 . "$(dirname "$0")/ffmpeg_common.sh"
 bench_setup render_vs_ffmpeg "$BUILD_DIR"
 write_cubes "$WORK"
 
-printf "%-10s %12s %12s %8s\n" size ombrel_fps ffmpeg_fps ratio
+median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+# Runs a command under /usr/bin/time when there is one; appends the peak RSS (kB) to $2.
+timed() {
+  local log=$1 rss=$2; shift 2
+  if [ -x /usr/bin/time ]; then
+    /usr/bin/time -f %M -o "$rss.one" "$@" >/dev/null 2>"$log" || { cat "$log" >&2; exit 1; }
+    cat "$rss.one" >> "$rss"
+  else
+    "$@" >/dev/null 2>"$log" || { cat "$log" >&2; exit 1; }
+    echo 0 >> "$rss"
+  fi
+}
+
+printf "%-10s %12s %12s %8s %12s %12s\n" size ombrel_fps ffmpeg_fps ratio ombrel_MB ffmpeg_MB
 for size in 1920x1080 4096x2160; do
-  clip="$WORK/$size/A001_C001_0101AB_001.R3D"
-  mkdir -p "$WORK/$size"
+  dir="$WORK/$size"
+  clip="$dir/A001_C001_0101AB_001.R3D"
+  mkdir -p "$dir/in"
   "$R3D_MAKE" "$clip" --size "$size" --frames "$FRAMES" --fps 24 --force >/dev/null 2>&1
 
-  t0=$(now)
-  "$OMBREL" render --format dpx --stock 5207 --gauge "Super 35" --grain 1 --out "$WORK/$size/ours" "$clip" \
-    >/dev/null 2>"$WORK/$size/ours.log" || { cat "$WORK/$size/ours.log" >&2; exit 1; }
-  t1=$(now)
-
-  first=$(ls "$WORK/$size/ours/A001_C001_0101AB" | grep '\.dpx$' | head -1)
+  # FFmpeg's input: the graded frames as 16-bit DPX.
+  "$OMBREL" render --format dpx --out "$dir/seed" "$clip" >/dev/null 2>"$dir/seed.log" ||
+    { cat "$dir/seed.log" >&2; exit 1; }
+  first=$(ls "$dir/seed/A001_C001_0101AB" | grep '\.dpx$' | head -1)
   start=$(echo "$first" | sed -E 's/.*\.([0-9]+)\.dpx$/\1/')
-  mkdir -p "$WORK/$size/ffmpeg"
-  t2=$(now)
-  ffmpeg -v error -y -start_number "$start" -i "$WORK/$size/ours/A001_C001_0101AB/A001_C001_0101AB.%06d.dpx" \
-    -vf "format=rgb48le,lut1d=file=$WORK/curve.cube,lut3d=file=$WORK/cube.cube:interp=tetrahedral,noise=alls=8:allf=t" \
-    -c:v dpx -pix_fmt gbrp10le "$WORK/$size/ffmpeg/%06d.dpx"
-  t3=$(now)
+  ffmpeg -v error -y -start_number "$start" -i "$dir/seed/A001_C001_0101AB/A001_C001_0101AB.%06d.dpx" \
+    -pix_fmt rgb48le "$dir/in/%06d.dpx"
+  rm -rf "$dir/seed"
 
-  ours=$(fps "$FRAMES" "$t0" "$t1")
-  theirs=$(fps "$FRAMES" "$t2" "$t3")
-  printf "%-10s %12s %12s %8s\n" "$size" "$ours" "$theirs" "$(ratio "$ours" "$theirs")"
+  : > "$dir/ours.fps"; : > "$dir/theirs.fps"; : > "$dir/ours.rss"; : > "$dir/theirs.rss"
+  for run in $(seq "$RUNS"); do
+    rm -rf "$dir/ours" "$dir/ffmpeg"; mkdir -p "$dir/ffmpeg"
+    t0=$(now)
+    timed "$dir/ours.log" "$dir/ours.rss" "$OMBREL" render --format dpx --stock 5207 --gauge "Super 35" --grain 1 \
+      ${EXTRA[@]+"${EXTRA[@]}"} --out "$dir/ours" "$clip"
+    t1=$(now)
+    timed "$dir/ffmpeg.log" "$dir/theirs.rss" ffmpeg -v error -y -i "$dir/in/%06d.dpx" \
+      -vf "format=gbrp16le,lut1d=file=$WORK/curve.cube,lut3d=file=$WORK/cube.cube:interp=tetrahedral,noise=alls=12:allf=t" \
+      -c:v dpx -pix_fmt gbrp10le "$dir/ffmpeg/%06d.dpx"
+    t2=$(now)
+    fps "$FRAMES" "$t0" "$t1" >> "$dir/ours.fps"; echo >> "$dir/ours.fps"
+    fps "$FRAMES" "$t1" "$t2" >> "$dir/theirs.fps"; echo >> "$dir/theirs.fps"
+  done
+
+  ours=$(median < "$dir/ours.fps")
+  theirs=$(median < "$dir/theirs.fps")
+  ours_mb=$(sort -g "$dir/ours.rss" | tail -1 | awk '{ printf "%.0f", $1 / 1024 }')
+  theirs_mb=$(sort -g "$dir/theirs.rss" | tail -1 | awk '{ printf "%.0f", $1 / 1024 }')
+  printf "%-10s %12s %12s %8s %12s %12s\n" "$size" "$ours" "$theirs" "$(ratio "$ours" "$theirs")" "$ours_mb" "$theirs_mb"
 done
