@@ -11,6 +11,7 @@
 #include "look/LutManager.h"
 #include "look/balls/ColorBall2DLUT.h"
 #include "look/exposure/ColorTempExposureModel.h"
+#include "look/fast/LookKernel.h"
 
 namespace ombrel {
 
@@ -777,7 +778,7 @@ std::array<float, 3> ShaderProcessor::GrainNeutral(const GrainMap* map) {
     return {0.5f, 0.5f, 0.5f};
 }
 
-cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender() const {
+cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender(GrainMapPtr* grainMap) const {
     cpu::CoreShaderInputs in;
     {
         std::lock_guard lock(textureLock_);
@@ -793,9 +794,13 @@ cpu::CoreShaderInputs ShaderProcessor::CoreShaderInputsForRender() const {
         if (grain_) {
             in.grainWidth = grainSize_[0];
             in.grainHeight = grainSize_[1];
-            const float* data = grain_->GetTextureData();
-            in.grainImage.assign(data,
-                                 data + static_cast<size_t>(in.grainWidth) * static_cast<size_t>(in.grainHeight) * 3);
+            if (grainMap) {
+                *grainMap = grain_;
+            } else {
+                const float* data = grain_->GetTextureData();
+                in.grainImage.assign(
+                    data, data + static_cast<size_t>(in.grainWidth) * static_cast<size_t>(in.grainHeight) * 3);
+            }
             const float* curve = grain_->grainCurve()->buffer();
             in.grainCurve.assign(curve, curve + GrainLookup::kEntries * 3);
             in.grainNeutral = GrainNeutral(grain_.get());

@@ -11,7 +11,8 @@
 // context can be made current (it makes it so itself when it draws in its own context).
 //
 // With Backend::Cpu no context is made and the render draw runs the CPU reference of the
-// core shader instead (look/cpu), for machines without any OpenGL.
+// core shader instead (look/cpu), for machines without any OpenGL, or, with CpuKernel::Fast,
+// the fast kernel (look/fast) wherever a draw is one frame one to one without blur.
 
 #include <array>
 #include <atomic>
@@ -37,6 +38,9 @@ namespace ombrel {
 
 class colorTempExposureModel;
 class colorBall2DLUT;
+namespace fast {
+class LookKernel;
+}
 
 // One program: its two sources and the linked program (empty when the build failed).
 struct GLSLAttributes {
@@ -107,6 +111,12 @@ public:
     ShaderProcessor& operator=(const ShaderProcessor&) = delete;
 
     Backend backend() const { return backend_; }
+    // Which CPU implementation a CPU render draw runs; the reference unless set. The fast
+    // one skips the CPU hooks below, so a subclass that draws over the core pass keeps the
+    // reference.
+    enum class CpuKernel { Reference, Fast };
+    void setCpuKernel(CpuKernel kernel) { cpuKernel_ = kernel; }
+    CpuKernel cpuKernel() const { return cpuKernel_; }
     const std::string& renderContextError() const { return renderContextError_; }
     const GlContextPtr& renderContext() const { return renderContext_; }
 
@@ -226,8 +236,9 @@ public:
     ColorBallInfo ballInfoLocal() const;
 
     // What the core shader reads in a render draw with the state now in force (the grain
-    // offset as the last draw left it), tables rounded as the GPU stores them.
-    cpu::CoreShaderInputs CoreShaderInputsForRender() const;
+    // offset as the last draw left it), tables rounded as the GPU stores them. With `grainMap`,
+    // the grain image is not copied: the map it lies in comes back there instead.
+    cpu::CoreShaderInputs CoreShaderInputsForRender(GrainMapPtr* grainMap = nullptr) const;
 
     // ---- Draw (frame in, graded frame out) ----
     void RenderUsingR3DRenderBuffer(DrawParams* params);
@@ -336,6 +347,8 @@ protected:
     void SendHistogramAmount(float amount);
     void ValidateProgramObject(const GLSLAttributes* attributes);
     void RenderPassCpu(DrawParams* params);
+    // The fast kernel's draw; false (nothing done) where it does not apply.
+    bool RenderPassFast(DrawParams* params);
     void ShiftGrain();
     void RenderPass(DrawParams* params);
     void PreviewPasses(DrawParams* params);
@@ -344,6 +357,9 @@ protected:
     void ReleaseGlObjects();
 
     Backend backend_;
+    CpuKernel cpuKernel_ = CpuKernel::Reference;
+    std::unique_ptr<fast::LookKernel> fastKernel_;  // drawing thread only
+    GrainMapPtr fastKernelGrain_;                   // the map the kernel's grain was baked from
 
     // Fields of the look, in the order of their meaning.
     std::array<GlObject, 20> textures_;

@@ -8,6 +8,7 @@
 #include "core/Log.h"
 #include "look/LutManager.h"
 #include "look/ShaderProcessor.h"
+#include "look/fast/LookKernel.h"
 
 namespace ombrel {
 
@@ -692,8 +693,35 @@ void ShaderProcessor::WaitForHistograms() { ReapHistogramThreads(true); }
 
 // ---------------------------------------------------------------- CPU render pass
 
+bool ShaderProcessor::RenderPassFast(DrawParams* params) {
+    const int bw = static_cast<int>(params->baseSize.width);
+    const int bh = static_cast<int>(params->baseSize.height);
+    const int vw = static_cast<int>(params->viewportRect.size.width);
+    const int vh = static_cast<int>(params->viewportRect.size.height);
+    if (bw <= 0 || bh <= 0 || bw != vw || bh != vh || !r3dRenderBuffer_ || blurAmount_ > 0.0f) return false;
+    if (params->outputRGBA && output32Bit_) return false;
+    const cpu::Quad q = cpu::RenderPassQuad(vw, vh, params->baseSize.width, params->baseSize.height, params->fitMethod,
+                                            params->aspectSize.width, params->aspectSize.height, true);
+    const float w = static_cast<float>(vw), h = static_cast<float>(vh);
+    if (q.x0 != 0.0f || q.y0 != 0.0f || q.x1 != w || q.y1 != h || q.s0 != 0.0f || q.s1 != w || q.tBottom != 0.0f ||
+        q.tTop != h) {
+        return false;
+    }
+    params->needsFlip = true;
+    ShiftGrain();
+    GrainMapPtr map;
+    const cpu::CoreShaderInputs inputs = CoreShaderInputsForRender(&map);
+    if (!fastKernel_) fastKernel_ = std::make_unique<fast::LookKernel>();
+    fastKernel_->Prepare(inputs, map ? map->GetTextureData() : nullptr);
+    fastKernelGrain_ = std::move(map);  // keeps the baked map's address from being reused
+    fastKernel_->Render(reinterpret_cast<const uint16_t*>(r3dRenderBuffer_), bw, bh,
+                        static_cast<uint16_t*>(params->writeToDiskData), params->outputRGBA);
+    return true;
+}
+
 void ShaderProcessor::RenderPassCpu(DrawParams* params) {
     if (!params->writeToDiskData) return;
+    if (cpuKernel_ == CpuKernel::Fast && RenderPassFast(params)) return;
     const int bw = static_cast<int>(params->baseSize.width);
     const int bh = static_cast<int>(params->baseSize.height);
     const int vw = static_cast<int>(params->viewportRect.size.width);

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
+
+#include "look/grain/GrainManager.h"
+#include "model/ColorBallInfo.h"
 
 namespace ombrel::test {
 
@@ -151,6 +155,81 @@ void FillCurvedTable3(float* table, int n, int denominator) {
         const double x = std::min(1.0, i / double(denominator));
         for (int k = 0; k < 3; ++k) table[3 * i + k] = static_cast<float>(std::pow(x, gamma[k]));
     }
+}
+
+std::vector<LookCase> Sweep() {
+    // An installed stock table, which mixes the channels, and an installed grain scan and curve.
+    auto film = [](ShaderProcessor& sp, double mix) {
+        sp.SetCurrentLUTSourceTypeChosenR3DMode("5213", "5D", std::nullopt, false);
+        sp.SetBlendValue(mix);
+    };
+    auto grain = [](ShaderProcessor& sp, double amount) {
+        sp.SetGrainMap(GrainManager::Instance().GrainMapWithNameSizeStockName("CP35", 37.0f, 29.0f, "5207"), false);
+        sp.SetGrainValue(amount);
+    };
+    std::vector<LookCase> cases;
+    cases.push_back({"neutral", [](ShaderProcessor&) {}, Effect::Neutral});
+    cases.push_back({"exposure table alone", [](ShaderProcessor& sp) {
+                         sp.EditTables([](ShaderProcessor::Tables& t) {
+                             test::FillCurvedTable3(t.exposureTexture.data(), kTableLength, 4095);
+                         });
+                     }});
+    cases.push_back({"balls table alone", [](ShaderProcessor& sp) {
+                         sp.EditTables([](ShaderProcessor::Tables& t) {
+                             test::FillCurvedTable3(t.ballTexture.data(), kTableLength, 4095);
+                             std::reverse(t.ballTexture.begin(), t.ballTexture.end());
+                             for (float& v : t.ballTexture) v = 1.0f - v;  // rising again, channels swapped
+                         });
+                     }});
+    auto exposure = [](float stops, float kelvin) {
+        return [=](ShaderProcessor& sp) { sp.SetExposureKelvin(stops, kelvin); };
+    };
+    cases.push_back({"exposure one stop up", exposure(1.0f, 5600.0f)});
+    cases.push_back({"exposure at 3200 K", exposure(0.0f, 3200.0f)});
+    auto balls = [](ColorBallInfo info) { return [=](ShaderProcessor& sp) { sp.SetBallInfo(info); }; };
+    cases.push_back({"red shadow ball at the rim", balls({{0, 0}, {0, 0}, {1.0f, 1.5707964f}})});
+    cases.push_back({"three balls", balls({{0.7f, 2.0f}, {0.5f, -2.5f}, {0.8f, 0.3f}})});
+    cases.push_back({"lift gamma gain alone", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(0.6f, 1.4f, 1.25f); }});
+    cases.push_back(
+        {"lift gamma gain at their limits", [](ShaderProcessor& sp) { sp.SetLiftGammaGain(2.5f, 0.3f, 0.8f); }});
+    cases.push_back({"saturation raised", [](ShaderProcessor& sp) { sp.SetSaturation(1.8f); }});
+    cases.push_back({"stock table full", [=](ShaderProcessor& sp) { film(sp, 1.0); }});
+    cases.push_back({"stock table loaded, mix 0", [=](ShaderProcessor& sp) { film(sp, 0.0); }, Effect::Neutral});
+    cases.push_back({"S-curve full", [](ShaderProcessor& sp) { sp.SetSBlendValue(1.0); }});
+    cases.push_back({"levels on", [](ShaderProcessor& sp) { sp.SetHistogramBMW(0.1, 0.45, 0.85); }});
+    cases.push_back({"levels with black above white", [](ShaderProcessor& sp) { sp.SetHistogramBMW(0.9, 0.5, 0.8); }});
+    cases.push_back({"grain full", [=](ShaderProcessor& sp) { grain(sp, 1.0); }});
+    cases.push_back({"grain image loaded, mix 0", [=](ShaderProcessor& sp) { grain(sp, 0.0); }, Effect::Neutral});
+    auto blackAndWhite = [=](const char* stock, double mix, double sCurve) {
+        return [=](ShaderProcessor& sp) {
+            film(sp, mix);
+            sp.SetCurrentLUTSourceTypeChosenR3DMode(stock, "5D", std::nullopt, false);
+            sp.SetSBlendValue(sCurve);
+        };
+    };
+    cases.push_back({"black-and-white stock", blackAndWhite("KodakTriX", 1.0, 0.0)});
+    cases.push_back({"black-and-white stock with the S-curve", blackAndWhite("IlfordDelta400", 0.0, 1.0)});
+    auto everything = [=](float blur, bool original) {
+        return [=](ShaderProcessor& sp) {
+            sp.EditTables([](ShaderProcessor::Tables& t) {
+                test::FillCurvedTable3(t.exposureTexture.data(), kTableLength, 4095);
+            });
+            film(sp, 0.8);
+            sp.SetLiftGammaGain(0.9f, 1.1f, 1.05f);
+            sp.SetSaturation(1.3f);
+            sp.SetSBlendValue(0.6);
+            sp.SetHistogramBMW(0.05, 0.5, 0.95);
+            grain(sp, 0.7);
+            sp.SetBlurAmount(blur);
+            sp.setShowOriginal(original);
+        };
+    };
+    cases.push_back({"everything at once", everything(0.0f, false)});
+    // The bypass leaves exposure in the picture and takes out everything else.
+    cases.push_back({"everything, shown original", everything(0.0f, true), Effect::SameAsExposureAlone});
+    cases.push_back({"blur", [](ShaderProcessor& sp) { sp.SetBlurAmount(1.0f); }});
+    cases.push_back({"blur with the look, shown original", everything(0.8f, true)});
+    return cases;
 }
 
 }  // namespace ombrel::test

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -55,6 +56,18 @@ std::vector<uint16_t> DrawOnCpu(const ShaderProcessor& sp, const Frame16& frame,
 // intermediates): found once per process by blurring a point of light both ways on the CPU
 // and keeping the rounding that the GPU matches.
 cpu::HalfRounding DriverHalfTargetRounding();
+
+// A case of the sweep of looks that the GPU and the fast CPU path are compared over: what it
+// must do to the picture besides matching the reference, and how it sets a processor up.
+enum class Effect { Changes, Neutral, SameAsExposureAlone };
+struct LookCase {
+    std::string name;
+    std::function<void(ShaderProcessor&)> apply;
+    Effect effect = Effect::Changes;
+};
+// Every table alone, exposure and colour balls through their setters, the mixes at 0 and 1,
+// black-and-white stocks, the bypass, levels on and off, grain and blur.
+std::vector<LookCase> Sweep();
 
 struct Difference {
     double max1023 = 0;     // largest difference, in 10-bit code values

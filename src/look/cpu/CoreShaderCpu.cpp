@@ -130,14 +130,17 @@ void RoundTablesToHalf(CoreShaderInputs& in) {
 
 float SCurve(float x) { return x + 0.5f * x * (1.0f - x) * (2.0f * x - 1.0f); }
 
+float PerChannelSteps(const CoreShaderInputs& in, int channel, float level) {
+    float c = Clamp01(level);
+    if (!in.exposureIsIdentity) c = Lerp1D(in.exposure.data(), kTableEntries, 3, channel, Coord4095(c));
+    if (!in.ballsIsIdentity) c = Lerp1D(in.balls.data(), kTableEntries, 3, channel, Coord4095(c));
+    if (!in.liftIsIdentity) c = Lerp1D(in.lift.data(), kTableEntries, 1, 0, Coord4096(c));
+    return c;
+}
+
 std::array<float, 4> CoreShader(const CoreShaderInputs& in, const std::array<float, 4>& p, float fragX, float fragY) {
-    float c[3] = {Clamp01(p[0]), Clamp01(p[1]), Clamp01(p[2])};
-    if (!in.exposureIsIdentity)
-        for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.exposure.data(), kTableEntries, 3, k, Coord4095(c[k]));
-    if (!in.ballsIsIdentity)
-        for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.balls.data(), kTableEntries, 3, k, Coord4095(c[k]));
-    if (!in.liftIsIdentity)
-        for (int k = 0; k < 3; ++k) c[k] = Lerp1D(in.lift.data(), kTableEntries, 1, 0, Coord4096(c[k]));
+    float c[3];
+    for (int k = 0; k < 3; ++k) c[k] = PerChannelSteps(in, k, p[static_cast<size_t>(k)]);
     TimesMatrix(c, in.saturation);
     for (float& v : c) v = Clamp01(v);
     const auto film = Lut3D(in.stockLut, c);

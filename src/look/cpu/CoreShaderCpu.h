@@ -71,6 +71,10 @@ void RoundTablesToHalf(CoreShaderInputs& inputs);
 // The film S-curve that "sBlendAmount" blends in.
 float SCurve(float x);
 
+// The steps before the saturation matrix, which act on each channel alone (the exposure,
+// colour-ball and lift tables): channel 0, 1 or 2 of an input level.
+float PerChannelSteps(const CoreShaderInputs& inputs, int channel, float level);
+
 // One fragment: `in` as Start() reads it, at window position (fragX, fragY), the pixel centre.
 std::array<float, 4> CoreShader(const CoreShaderInputs& inputs, const std::array<float, 4>& in, float fragX,
                                 float fragY);

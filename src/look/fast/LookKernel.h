@@ -1,0 +1,75 @@
+#pragma once
+
+// The core shader of a render pass drawn one to one over a whole frame, built for speed: the
+// tables of the CPU reference baked into forms that SIMD lanes read (the three per-channel
+// tables folded into one table per channel indexed by the 16-bit code, the stock table in
+// planes, the grain image premixed with its colourfulness and amount), rows spread over the
+// process's thread pool, 16-bit samples in and out. The reference stays the oracle: the stock
+// table is read by tetrahedral instead of trilinear interpolation, within a 10-bit step of it.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "look/cpu/CoreShaderCpu.h"
+
+namespace ombrel::fast {
+
+// What one row pass reads; pointers into a LookKernel.
+struct KernelTables {
+    const float* perChannel[3] = {};  // 65536 entries each, by 16-bit code
+    std::array<float, 9> saturation{};  // out_j = sum_i c_i * m[3i + j]
+    const float* stock[3] = {};         // 64^3 each, red fastest
+    float stockAmount = 0.0f;
+    float sBlend = 0.0f;
+    std::array<float, 9> blackAndWhite{};
+    const float* spline = nullptr;  // 4096 entries, null when the levels do nothing
+    float histogramAmount = 1.0f;
+    const float* grain[3] = {};  // grainWidth x grainHeight each, null without grain
+    int grainWidth = 0;
+    int grainHeight = 0;
+    const float* grainCurve[3] = {};  // 256 each
+};
+
+// The most float lanes of any SIMD target: the padding of row buffers.
+inline constexpr size_t kMaxLanes = 64;
+
+// Rows [y0, y1) of a frame `width` wide: `rgb` and `out` point at row 0; `columns` holds the
+// grain column of each x, padded to a whole number of vectors; `grainRow0` is the grain row of
+// frame row 0.
+void RenderRows(const KernelTables& tables, const uint16_t* rgb, int width, int y0, int y1, uint16_t* out, bool rgba,
+                const int32_t* columns, int grainRow0);
+
+class LookKernel {
+public:
+    // Bakes the inputs; cheap when nothing but the grain offset changed since the last call.
+    // `grainImage` is read instead of inputs.grainImage when that is empty (the caller's map,
+    // grainWidth x grainHeight RGB floats, which must stay alive until the next Prepare).
+    void Prepare(const cpu::CoreShaderInputs& inputs, const float* grainImage = nullptr);
+
+    // One frame of width x height 16-bit RGB pixels, row 0 first, drawn as a render pass of
+    // the same size draws it: `out` receives what the reference's read-back holds, 3 or 4
+    // samples a pixel. maxThreads 0 uses the whole pool.
+    void Render(const uint16_t* rgb, int width, int height, uint16_t* out, bool rgba, unsigned maxThreads = 0) const;
+
+private:
+    KernelTables tables_;
+    std::array<float, 2> grainOffset_{0.0f, 0.0f};
+
+    std::vector<float> perChannel_;  // 3 x 65536
+    std::vector<float> stock_;       // 3 x 64^3
+    std::vector<float> spline_;
+    std::vector<float> grain_;  // 3 planes
+    std::vector<float> grainCurve_;
+
+    // What the baked tables were made from.
+    std::vector<float> keyExposure_, keyBalls_, keyLift_, keyStock_;
+    std::array<bool, 3> keyIdentity_{};
+    const float* keyGrainImage_ = nullptr;
+    std::array<float, 6> keyGrain_{};  // size, amount, colourfulness, neutral red and green
+    float keyGrainBlue_ = 0.0f;
+    bool prepared_ = false;
+};
+
+}  // namespace ombrel::fast
