@@ -94,7 +94,7 @@ std::string FindDemoClip() {
 CLI::App* AddDemoCommand(CLI::App& app, DemoOptions& o) {
     CLI::App* demo = app.add_subcommand("demo", "Render the demo clip with a film look");
     demo->add_option("--out", o.out, "Output folder (default ~/Documents/Ombrel/Render/)");
-    demo->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
+    demo->add_flag("--cpu", o.cpu, "Render the look on the CPU (the default where OpenGL renders in software)");
     return demo;
 }
 

@@ -334,7 +334,9 @@ CLI::App* AddRenderOptions(CLI::App* render, RenderOptions& o) {
                        "frames (default 0)")
         ->check(CLI::Range(0, 2));
     render->add_option("--progress", o.progress, "Progress lines on stderr")->check(CLI::IsMember({"plain", "openjd"}));
-    render->add_flag("--cpu", o.cpu, "Use the CPU reference pipeline instead of OpenGL");
+    auto* cpu = render->add_flag("--cpu", o.cpu,
+                                 "Render the look on the CPU (the default where OpenGL renders in software)");
+    render->add_flag("--gl", o.gl, "Render the look on OpenGL even where it renders in software")->excludes(cpu);
     render->add_option("--damage", o.damage,
                        "Film damage treatment: a file, a name in the Data folder, or a built-in (see `ombrel damage "
                        "list`); needs --cpu in this build");
@@ -488,7 +490,7 @@ int RunRender(const RenderOptions& o) {
             return kExitFailed;
         }
     }
-    InstallLookPipeline(o.cpu ? LookPipeline::Cpu : LookPipeline::OpenGL, damagePath);
+    InstallLookPipeline(o.cpu ? LookPipeline::Cpu : o.gl ? LookPipeline::OpenGL : LookPipeline::Auto, damagePath);
     LutManager::SetColorFormat(out->colorFormat());
     auto& manager = RenderManager::Instance();
     auto& settings = SettingsManager::Instance();

@@ -55,7 +55,8 @@ struct RenderOptions {
     std::optional<int> edlOptions;
     std::set<std::string> given;            // the options named on the command line
     std::string progress = "plain";
-    bool cpu = false;
+    bool cpu = false;  // the fast CPU path; neither flag: OpenGL unless it renders in software
+    bool gl = false;   // OpenGL whatever its renderer
     std::optional<std::string> damage;  // --damage NAME|FILE: a film damage treatment
     bool allowIncomplete = false;  // render what exists of a spanned clip that lacks a file
     std::optional<int> audioAt;    // --audio-at F: the .au only from the range that starts at F

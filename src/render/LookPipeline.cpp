@@ -1,5 +1,8 @@
 #include "render/LookPipeline.h"
 
+#include <algorithm>
+#include <cctype>
+
 #include "core/Log.h"
 #include "look/LutManager.h"
 #include "look/grain/GrainManager.h"
@@ -27,6 +30,7 @@ ShaderFrameProcessor::ShaderFrameProcessor(LookPipeline which, const std::string
     const auto backend = which == LookPipeline::Cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL;
     if (damagePath.empty()) {
         processor_ = std::make_unique<ShaderProcessor>(backend);
+        processor_->setCpuKernel(ShaderProcessor::CpuKernel::Fast);
         return;
     }
     auto anim = std::make_unique<ShaderProcessorAnim>(backend);
@@ -85,7 +89,34 @@ bool ShaderFrameProcessor::RenderUsingR3DRenderBuffer(const FrameDrawParams& par
     return true;
 }
 
+bool IsSoftwareRenderer(const std::string& renderer) {
+    std::string lower = renderer;
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+    return lower.find("llvmpipe") != std::string::npos || lower.find("softpipe") != std::string::npos;
+}
+
+LookPipeline ChooseLookPipeline(LookPipeline asked, const std::string& renderer) {
+    if (asked != LookPipeline::Auto) return asked;
+    return renderer.empty() || IsSoftwareRenderer(renderer) ? LookPipeline::Cpu : LookPipeline::OpenGL;
+}
+
+std::string ProbeGlRenderer() {
+    if (const auto known = GlContext::DriverInfo(); !known.renderer.empty()) return known.renderer;
+    GlContextPtr context;
+    if (!GlContext::Create(&context).ok() || !context) return {};
+    ScopedGlCurrent current(context.get());
+    return current.ok() ? GlContext::DriverInfo().renderer : std::string();
+}
+
 void InstallLookPipeline(LookPipeline which, const std::string& damagePath) {
+    if (which == LookPipeline::Auto) {
+        const std::string renderer = ProbeGlRenderer();
+        which = ChooseLookPipeline(which, renderer);
+        if (which == LookPipeline::Cpu) {
+            LogInfo("{}: the look renders on the fast CPU path (--gl to use OpenGL)",
+                    renderer.empty() ? std::string("No OpenGL") : "OpenGL renders in software (" + renderer + ")");
+        }
+    }
     RenderHooks hooks = GetRenderHooks();
     hooks.makeFrameProcessor = [which, damagePath]() -> std::unique_ptr<FrameProcessor> {
         return std::make_unique<ShaderFrameProcessor>(which, damagePath);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The look pipeline as the look stage of the render loop: a ShaderProcessor on OpenGL, or
-// its CPU reference where a machine has no OpenGL at all.
+// The look pipeline as the look stage of the render loop: a ShaderProcessor on OpenGL, or on
+// the CPU (the fast kernel; the reference where film damage draws over the look).
 
 #include <memory>
 #include <optional>
@@ -14,9 +14,20 @@
 
 namespace ombrel {
 
-enum class LookPipeline { OpenGL, Cpu };
+// Auto: OpenGL, unless the driver renders in software (or there is no OpenGL at all), where the
+// fast CPU path is faster.
+enum class LookPipeline { OpenGL, Cpu, Auto };
 
-// Makes every render's look stage a ShaderProcessor of the chosen kind, and the grain cache
+// What Auto comes to for a driver that names its renderer so ("" when no context could be
+// made); the other choices stand as asked.
+LookPipeline ChooseLookPipeline(LookPipeline asked, const std::string& renderer);
+// True for the renderers of Mesa's software rasterisers.
+bool IsSoftwareRenderer(const std::string& renderer);
+// The renderer of a context made and dropped at once; "" when none can be made.
+std::string ProbeGlRenderer();
+
+// Makes every render's look stage a ShaderProcessor of the chosen kind (Auto is resolved here,
+// and a change to the CPU logged), and the grain cache
 // the source of each render's grain image; movie files render through the movie source, with a
 // pipeline of the same kind. The other render hooks are kept. With a damage treatment's path, raw
 // clips render through a ShaderProcessorAnim with that treatment instead.

@@ -85,6 +85,39 @@ TEST(R3DCli, ARenderSplitIntoTwoRangesWritesTheSamePicturesAsTheWholeAndTheStock
     }
 }
 
+// The fast CPU path (Super 35: no blur) keeps grain a function of the clip and the frame.
+TEST(R3DCli, OnTheFastCpuPathASplitRenderWritesTheWholeRendersBytes) {
+    test::TempDir dir;
+    const std::string path = WriteClip(dir / "A001_C001_0101AB_001.R3D", sdktest::BasicClip(67, 31, 4));
+    for (const char* run : {"whole --frames 0-3", "split --frames 0-1", "split --frames 2-3"})
+        ASSERT_EQ(Ombrel("render --cpu --stock 5207 --gauge 'Super 35' --grain 1 --out " + dir / run + " " + path).status,
+                  0)
+            << run;
+    const auto whole = DpxFrames(dir / "whole/A001_C001_0101AB");
+    ASSERT_EQ(whole.size(), 4u);
+    for (const auto& name : whole)
+        EXPECT_TRUE(DpxImageData(dir / ("whole/A001_C001_0101AB/" + name)) ==
+                    DpxImageData(dir / ("split/A001_C001_0101AB/" + name)))
+            << name;
+}
+
+// Where OpenGL renders in software the render takes the CPU path by itself and says so once;
+// --gl keeps OpenGL.
+TEST(R3DCli, ASoftwareRendererSendsTheLookToTheCpuOnceSaidAndGlOverrides) {
+    test::TempDir dir;
+    const std::string a = WriteClip(dir / "A001_C001_0101AB_001.R3D", sdktest::BasicClip(32, 16, 2));
+    const std::string b = WriteClip(dir / "A001_C002_0101AB_001.R3D", sdktest::BasicClip(32, 16, 2));
+    const std::string said = "the look renders on the fast CPU path";
+    const auto chosen = Ombrel("render --out " + dir / "auto " + a + " " + b);
+    ASSERT_EQ(chosen.status, 0) << chosen.output;
+    const auto gl = Ombrel("render --gl --out " + dir / "gl " + a);
+    ASSERT_EQ(gl.status, 0) << gl.output;
+    EXPECT_FALSE(Has(gl, said)) << gl.output;
+    if (!Has(chosen, "renders in software")) GTEST_SKIP() << "OpenGL renders on hardware here";
+    EXPECT_EQ(chosen.output.find(said), chosen.output.rfind(said)) << chosen.output;
+    EXPECT_TRUE(Has(Ombrel("render --cpu --gl --out " + dir / "both " + a), "--cpu excludes --gl"));
+}
+
 TEST(R3DCli, TheDemoRendersItsClipAndWritesAPngOfTheFirstFrame) {
     test::TempDir dir;
     const std::string clip = WriteClip(dir / "A001_C001_0101AB_demo_001.R3D", sdktest::BasicClip(128, 64, 3));

@@ -76,6 +76,22 @@ TEST_F(LookRenderTest, CameraClipFramesCarryTheLookOnOpenGLAndOnTheCpuPipelineAl
     }
 }
 
+TEST(LookPipelineChoice, AutoTakesTheCpuForSoftwareRenderersAndNoOpenGLAndTheRestStandAsAsked) {
+    struct Row {
+        LookPipeline asked;
+        const char* renderer;
+        LookPipeline chosen;
+    };
+    for (const Row& r : {Row{LookPipeline::Auto, "llvmpipe (LLVM 15.0.6, 256 bits)", LookPipeline::Cpu},
+                         Row{LookPipeline::Auto, "Mesa SoftPipe", LookPipeline::Cpu},
+                         Row{LookPipeline::Auto, "", LookPipeline::Cpu},
+                         Row{LookPipeline::Auto, "A Hardware Renderer 9000", LookPipeline::OpenGL},
+                         Row{LookPipeline::OpenGL, "llvmpipe", LookPipeline::OpenGL},
+                         Row{LookPipeline::Cpu, "A Hardware Renderer 9000", LookPipeline::Cpu}}) {
+        EXPECT_EQ(ChooseLookPipeline(r.asked, r.renderer), r.chosen) << r.renderer;
+    }
+}
+
 TEST_F(LookRenderTest, WithoutAnyOpenGLTheClipFailsWithAMessage) {
     if (!std::getenv(test::kNoGlDriverVariable)) GTEST_SKIP() << "runs only without a driver (see NoContext)";
     TestPatternConfig config;
