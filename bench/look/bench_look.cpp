@@ -1,6 +1,6 @@
 // Frames per second of one graded frame: upload of a 16-bit RGB frame, the render pass and
-// the 16-bit read-back, on OpenGL (llvmpipe where there is no GPU) and through the CPU
-// reference, side by side.
+// the 16-bit read-back, on OpenGL (llvmpipe where there is no GPU), through the CPU reference,
+// and through the fast CPU kernel on one core and on all; "ms_per_MP" is the time a megapixel.
 //
 //   bench_look [benchmark flags] [--write-graded=DIR]
 //
@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "core/Log.h"
+#include "core/ThreadPool.h"
 #include "look/LutManager.h"
 #include "look/ShaderProcessor.h"
 
@@ -131,10 +132,12 @@ std::map<std::string, double>& Fps() {
     return fps;
 }
 
-void Draw(benchmark::State& state, ShaderProcessor::Backend backend, const char* what) {
+void Draw(benchmark::State& state, ShaderProcessor::Backend backend, const char* what,
+          ShaderProcessor::CpuKernel kernel = ShaderProcessor::CpuKernel::Reference) {
     const Size s = kSizes[state.range(0)];
     std::string why;
     auto sp = MakeProcessor(backend, s, &why);
+    if (sp) sp->setCpuKernel(kernel);
     if (!sp) {
         state.SkipWithError(why.c_str());
         return;
@@ -157,6 +160,8 @@ void Draw(benchmark::State& state, ShaderProcessor::Backend backend, const char*
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (frames > 0 && seconds > 0) {
         state.counters["fps"] = static_cast<double>(frames) / seconds;
+        state.counters["ms_per_MP"] = seconds * 1000.0 / static_cast<double>(frames) /
+                                      (static_cast<double>(s.width) * static_cast<double>(s.height) / 1e6);
         Fps()[std::string(what) + " " + std::to_string(s.width) + "x" + std::to_string(s.height)] = frames / seconds;
     }
 }
@@ -164,12 +169,25 @@ void Draw(benchmark::State& state, ShaderProcessor::Backend backend, const char*
 void BM_GpuDrawReadBack(benchmark::State& state) { Draw(state, ShaderProcessor::Backend::OpenGL, "gpu"); }
 void BM_CpuReference(benchmark::State& state) { Draw(state, ShaderProcessor::Backend::Cpu, "cpu"); }
 
+void BM_CpuFastAllCores(benchmark::State& state) {
+    Draw(state, ShaderProcessor::Backend::Cpu, "fast", ShaderProcessor::CpuKernel::Fast);
+}
+void BM_CpuFastOneCore(benchmark::State& state) {
+    // A loop started inside another pool's loop runs on its caller alone.
+    ombrel::ThreadPool one(0);
+    one.ParallelFor(1, 1, [&](size_t, size_t) {
+        Draw(state, ShaderProcessor::Backend::Cpu, "fast 1 core", ShaderProcessor::CpuKernel::Fast);
+    });
+}
+
 void SizeArgs(benchmark::internal::Benchmark* b) {
     for (int i = 0; i < static_cast<int>(std::size(kSizes)); ++i) b->Arg(i);
 }
 
 BENCHMARK(BM_GpuDrawReadBack)->Apply(SizeArgs)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_CpuReference)->Apply(SizeArgs)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_CpuFastOneCore)->Apply(SizeArgs)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_CpuFastAllCores)->Apply(SizeArgs)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
 bool WritePpm16(const std::string& path, const Size& s, const uint16_t* rgb, bool bottomUp) {
     std::ofstream f(path, std::ios::binary);
