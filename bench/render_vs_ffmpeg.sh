@@ -2,7 +2,9 @@
 # Renders the same synthetic clips with the full look to 10-bit DPX, and in the same run pushes
 # the same frames through FFmpeg's planar chain (gbrp16le, lut1d, lut3d 64^3 tetrahedral,
 # temporal noise) to 10-bit DPX. Each side runs RUNS times per size, timed as whole processes;
-# prints the median frame rates, their ratio and the largest peak RSS of each side.
+# prints the median frame rates, their ratio, the largest peak RSS of each side, and the median
+# CPU time a frame (user + system) of each side with their ratio, which holds still on a busy
+# machine where the frame rates do not.
 #
 #   bench/render_vs_ffmpeg.sh [BUILD_DIR] [FRAMES] [RUNS] [-- extra render options]
 #                                                         (defaults: build, 24, 3; e.g. -- --cpu)
@@ -22,19 +24,22 @@ bench_setup render_vs_ffmpeg "$BUILD_DIR"
 write_cubes "$WORK"
 
 median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
-# Runs a command under /usr/bin/time when there is one; appends the peak RSS (kB) to $2.
+# Runs a command under /usr/bin/time when there is one; appends the peak RSS (kB) to $2 and
+# the CPU seconds to $2.cpu.
 timed() {
   local log=$1 rss=$2; shift 2
   if [ -x /usr/bin/time ]; then
-    /usr/bin/time -f %M -o "$rss.one" "$@" >/dev/null 2>"$log" || { cat "$log" >&2; exit 1; }
-    cat "$rss.one" >> "$rss"
+    /usr/bin/time -f "%M %U %S" -o "$rss.one" "$@" >/dev/null 2>"$log" || { cat "$log" >&2; exit 1; }
+    awk '{ print $1 }' "$rss.one" >> "$rss"
+    awk '{ print $2 + $3 }' "$rss.one" >> "$rss.cpu"
   else
     "$@" >/dev/null 2>"$log" || { cat "$log" >&2; exit 1; }
-    echo 0 >> "$rss"
+    echo 0 >> "$rss"; echo 0 >> "$rss.cpu"
   fi
 }
 
-printf "%-10s %12s %12s %8s %12s %12s\n" size ombrel_fps ffmpeg_fps ratio ombrel_MB ffmpeg_MB
+printf "%-10s %10s %10s %6s %9s %9s %11s %11s %6s\n" size ombrel_fps ffmpeg_fps ratio ombrel_MB ffmpeg_MB \
+  ombrel_cpu_ms ffmpeg_cpu_ms ratio
 for size in 1920x1080 4096x2160; do
   dir="$WORK/$size"
   clip="$dir/A001_C001_0101AB_001.R3D"
@@ -51,6 +56,7 @@ for size in 1920x1080 4096x2160; do
   rm -rf "$dir/seed"
 
   : > "$dir/ours.fps"; : > "$dir/theirs.fps"; : > "$dir/ours.rss"; : > "$dir/theirs.rss"
+  : > "$dir/ours.rss.cpu"; : > "$dir/theirs.rss.cpu"
   for run in $(seq "$RUNS"); do
     rm -rf "$dir/ours" "$dir/ffmpeg"; mkdir -p "$dir/ffmpeg"
     t0=$(now)
@@ -69,5 +75,8 @@ for size in 1920x1080 4096x2160; do
   theirs=$(median < "$dir/theirs.fps")
   ours_mb=$(sort -g "$dir/ours.rss" | tail -1 | awk '{ printf "%.0f", $1 / 1024 }')
   theirs_mb=$(sort -g "$dir/theirs.rss" | tail -1 | awk '{ printf "%.0f", $1 / 1024 }')
-  printf "%-10s %12s %12s %8s %12s %12s\n" "$size" "$ours" "$theirs" "$(ratio "$ours" "$theirs")" "$ours_mb" "$theirs_mb"
+  ours_ms=$(median < "$dir/ours.rss.cpu" | awk -v n="$FRAMES" '{ printf "%.1f", $1 * 1000 / n }')
+  theirs_ms=$(median < "$dir/theirs.rss.cpu" | awk -v n="$FRAMES" '{ printf "%.1f", $1 * 1000 / n }')
+  printf "%-10s %10s %10s %6s %9s %9s %11s %11s %6s\n" "$size" "$ours" "$theirs" "$(ratio "$ours" "$theirs")" \
+    "$ours_mb" "$theirs_mb" "$ours_ms" "$theirs_ms" "$(ratio "$theirs_ms" "$ours_ms")"
 done
