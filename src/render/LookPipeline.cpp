@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <mutex>
 
 #include "core/Log.h"
 #include "look/LutManager.h"
 #include "look/grain/GrainManager.h"
 #include "sources/QTRenderSource.h"
+#include "sources/SourceFactory.h"
 
 namespace ombrel {
 
@@ -108,18 +110,44 @@ std::string ProbeGlRenderer() {
     return current.ok() ? GlContext::DriverInfo().renderer : std::string();
 }
 
-void InstallLookPipeline(LookPipeline which, const std::string& damagePath) {
-    if (which == LookPipeline::Auto) {
-        const std::string renderer = ProbeGlRenderer();
-        which = ChooseLookPipeline(which, renderer);
-        if (which == LookPipeline::Cpu) {
-            LogInfo("{}: the look renders on the fast CPU path (--gl to use OpenGL)",
-                    renderer.empty() ? std::string("No OpenGL") : "OpenGL renders in software (" + renderer + ")");
-        }
+namespace {
+
+// Auto resolved on the first render that needs a look stage, so that commands which end
+// before any frame neither make a context nor say anything.
+class PipelineChoice {
+public:
+    explicit PipelineChoice(LookPipeline asked) : asked_(asked) {}
+    LookPipeline Get() {
+        std::call_once(once_, [this] {
+            chosen_ = asked_;
+            if (asked_ != LookPipeline::Auto) return;
+            const std::string renderer = ProbeGlRenderer();
+            chosen_ = ChooseLookPipeline(asked_, renderer);
+            if (chosen_ == LookPipeline::Cpu) {
+                LogInfo("{}: the look renders on the fast CPU path (--gl to use OpenGL)",
+                        renderer.empty() ? std::string("No OpenGL")
+                                         : "OpenGL renders in software (" + renderer + ")");
+            }
+        });
+        return chosen_;
     }
+    ShaderProcessor::Backend Backend() {
+        return Get() == LookPipeline::Cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL;
+    }
+
+private:
+    LookPipeline asked_;
+    LookPipeline chosen_ = LookPipeline::OpenGL;
+    std::once_flag once_;
+};
+
+}  // namespace
+
+void InstallLookPipeline(LookPipeline which, const std::string& damagePath) {
+    auto choice = std::make_shared<PipelineChoice>(which);
     RenderHooks hooks = GetRenderHooks();
-    hooks.makeFrameProcessor = [which, damagePath]() -> std::unique_ptr<FrameProcessor> {
-        return std::make_unique<ShaderFrameProcessor>(which, damagePath);
+    hooks.makeFrameProcessor = [choice, damagePath]() -> std::unique_ptr<FrameProcessor> {
+        return std::make_unique<ShaderFrameProcessor>(choice->Get(), damagePath);
     };
     hooks.grainMapWithNameSizeStockName = [](const std::string& grainName, float width, float height,
                                              const std::string& stockName) -> std::shared_ptr<RenderGrain> {
@@ -129,6 +157,12 @@ void InstallLookPipeline(LookPipeline which, const std::string& damagePath) {
     hooks.currentColorFormat = [] { return LutManager::Instance().currentColorFormat(); };
     SetRenderHooks(std::move(hooks));
     // Movie sources grade their own frames, with a pipeline of the same kind.
+    if (which == LookPipeline::Auto) {
+        SetRenderSourceMaker(SourceKind::Movie, [choice](const std::string&) -> std::unique_ptr<RenderSource> {
+            return std::make_unique<QTRenderSource>(choice->Backend());
+        });
+        return;
+    }
     RegisterMovieSource(which == LookPipeline::Cpu ? ShaderProcessor::Backend::Cpu : ShaderProcessor::Backend::OpenGL);
 }
 

@@ -26,8 +26,8 @@ bool IsSoftwareRenderer(const std::string& renderer);
 // The renderer of a context made and dropped at once; "" when none can be made.
 std::string ProbeGlRenderer();
 
-// Makes every render's look stage a ShaderProcessor of the chosen kind (Auto is resolved here,
-// and a change to the CPU logged), and the grain cache
+// Makes every render's look stage a ShaderProcessor of the chosen kind (Auto is resolved, and a
+// change to the CPU logged, when the first look stage or movie source is made), and the grain cache
 // the source of each render's grain image; movie files render through the movie source, with a
 // pipeline of the same kind. The other render hooks are kept. With a damage treatment's path, raw
 // clips render through a ShaderProcessorAnim with that treatment instead.
