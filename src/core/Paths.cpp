@@ -43,6 +43,12 @@ std::string DataRoot() {
 std::string ProfilesFolder() { return DataRoot() + "/Profiles"; }
 std::string ResourcesFolder() { return DataRoot() + "/Resources"; }
 
+std::string UserProfilesFolder() {
+    const char* xdg = std::getenv("XDG_DATA_HOME");
+    const std::string base = xdg && *xdg ? std::string(xdg) : HomeFolder() + "/.local/share";
+    return base + "/ombrel/Profiles";
+}
+
 std::string LastPathComponent(const std::string& path) {
     std::string p = path;
     while (p.size() > 1 && p.back() == '/') p.pop_back();

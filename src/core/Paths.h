@@ -21,6 +21,9 @@ std::string DataFolder();
 std::string DataRoot();
 std::string ProfilesFolder();
 std::string ResourcesFolder();
+// Data packs of this user when the shared Profiles folder cannot be written:
+// $XDG_DATA_HOME/ombrel/Profiles (~/.local/share when unset).
+std::string UserProfilesFolder();
 
 // Path helpers in the manner of the rest of the system.
 std::string LastPathComponent(const std::string& path);

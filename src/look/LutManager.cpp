@@ -162,7 +162,11 @@ std::string LutManager::PictureStyleBasePath() { return ProfilesFolder(); }
 
 std::string LutManager::AltPathForPictureStyleStockNameStatusM(const std::string& profile, const std::string& stockName,
                                                                bool statusM) {
-    return PictureStyleBasePath() + "/" + profile + "/" + profile + "_" + stockName + (statusM ? "_SM" : "") + ".tin";
+    const std::string name = "/" + profile + "/" + profile + "_" + stockName + (statusM ? "_SM" : "") + ".tin";
+    const std::string shared = PictureStyleBasePath() + name;
+    // Packs a user fetched without write access to the shared store sit in the user's own.
+    if (!FileExists(shared) && FileExists(UserProfilesFolder() + name)) return UserProfilesFolder() + name;
+    return shared;
 }
 
 bool LutManager::StatusMAvailableForStockAndSource(const std::string& stockName, const std::string& profile) {
@@ -210,18 +214,21 @@ std::map<std::string, std::vector<std::string>> LutManager::InstalledTables() {
     namespace fs = std::filesystem;
     std::map<std::string, std::vector<std::string>> tables;
     std::error_code ec;
-    for (const auto& folder : fs::directory_iterator(PictureStyleBasePath(), ec)) {
-        if (!folder.is_directory(ec)) continue;
-        const std::string profile = folder.path().filename().string();
-        const std::string prefix = profile + "_";
-        std::vector<std::string> stocks;
-        for (const auto& file : fs::directory_iterator(folder.path(), ec)) {
-            const std::string name = file.path().filename().string();
-            if (file.path().extension() != ".tin" || name.rfind(prefix, 0) != 0) continue;
-            stocks.push_back(name.substr(prefix.size(), name.size() - prefix.size() - 4));
+    // The shared store first: its profile wins over a user's copy of the same name.
+    for (const std::string& base : {PictureStyleBasePath(), UserProfilesFolder()}) {
+        for (const auto& folder : fs::directory_iterator(base, ec)) {
+            if (!folder.is_directory(ec)) continue;
+            const std::string profile = folder.path().filename().string();
+            const std::string prefix = profile + "_";
+            std::vector<std::string> stocks;
+            for (const auto& file : fs::directory_iterator(folder.path(), ec)) {
+                const std::string name = file.path().filename().string();
+                if (file.path().extension() != ".tin" || name.rfind(prefix, 0) != 0) continue;
+                stocks.push_back(name.substr(prefix.size(), name.size() - prefix.size() - 4));
+            }
+            std::sort(stocks.begin(), stocks.end());
+            tables.emplace(profile, std::move(stocks));
         }
-        std::sort(stocks.begin(), stocks.end());
-        tables.emplace(profile, std::move(stocks));
     }
     return tables;
 }
