@@ -14,10 +14,13 @@
 #include "InfoCommand.h"
 #include "ProjectCommand.h"
 #include "RenderCommand.h"
+#include "ServicesCommands.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "look/LutManager.h"
 #include "render/DefaultRenderers.h"
+#include "services/Events.h"
+#include "shell/IniPreferencesStore.h"
 #include "sources/R3DSource.h"
 
 using namespace ombrel;
@@ -56,6 +59,10 @@ int main(int argc, char** argv) {
     CLI::App* gui = cli::AddGuiCommand(app, guiOptions);
     cli::PrefsOptions prefsOptions;
     CLI::App* prefs = cli::AddPrefsCommand(app, prefsOptions);
+    cli::CameraOptions cameraOptions;
+    CLI::App* camera = cli::AddCameraCommand(app, cameraOptions);
+    cli::UsageOptions usageOptions;
+    CLI::App* usage = cli::AddUsageCommand(app, usageOptions);
 
     try {
         app.parse(argc, argv);
@@ -73,19 +80,31 @@ int main(int argc, char** argv) {
                         LutManager::LutAvailable(profile) ? "" : " (no \"5207\" table: profile not usable)");
         return cli::kExitOk;
     }
-    if (*render) return cli::RunRender(renderOptions);
+    // The commands that make events send them under the user's choices, and wait a little at exit
+    // for those in flight.
+    auto withEvents = [](auto run) {
+        platform::Preferences::SetSharedStore(
+            std::make_shared<IniPreferencesStore>(IniPreferencesStore::DefaultPath()));
+        services::WireUsageEvents();
+        const int rc = run();
+        services::VersionChecker::Instance().WaitForInFlight(std::chrono::seconds(3));
+        return rc;
+    };
+    if (*render) return withEvents([&] { return cli::RunRender(renderOptions); });
     if (*project) return cli::RunProject(projectOptions);
     if (*info) return cli::RunInfo(infoOptions);
     if (*demo) return cli::RunDemo(demoOptions);
     if (*codecs) return cli::RunCodecs(codecsOptions);
     if (*scan) return cli::RunScan(scanOptions);
     if (*volumes) return cli::RunVolumes(volumesOptions);
-    if (*conform) return cli::RunConform(conformOptions);
+    if (*conform) return withEvents([&] { return cli::RunConform(conformOptions); });
     if (*colour) return cli::RunColour(colourOptions);
     if (*farm) return cli::RunFarm(farmOptions);
     if (*damage) return cli::RunDamage(damageOptions);
     if (*gui) return cli::RunGuiCommand(argc, argv, guiOptions);
     if (*prefs) return cli::RunPrefs(prefsOptions);
+    if (*camera) return cli::RunCamera(cameraOptions);
+    if (*usage) return cli::RunUsage(usageOptions);
     // No command: the window.
     return cli::RunGuiCommand(argc, argv, guiOptions);
 }
