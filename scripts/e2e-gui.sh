@@ -30,7 +30,7 @@ shot 01-start
 click tab2button
 idle
 print mainTabView
-print fileNameText
+print filenameText
 shot 02-tab2
 slider scrubSlider 24
 idle
@@ -38,7 +38,7 @@ print textTimeOfDay
 shot 03-scrub
 key b
 idle
-print disableFilmStockCheckbox
+print disableFilmCheckbox
 shot 04-bypass
 key b
 idle
@@ -56,7 +56,7 @@ print r3dSettingsMenuItemRC3RG3
 key Right filmStripCollection
 idle
 wait 0.5
-print fileNameText
+print filenameText
 print textTimeOfDay
 shot 06-movie
 key space
@@ -70,7 +70,7 @@ key space
 idle
 click filmStripCollection 0 0
 idle
-print fileNameText
+print filenameText
 answer @WORK@/saved.xml
 menu File/Save As...
 print window
@@ -110,7 +110,7 @@ wait 0.5
 print window
 click tab2button
 idle
-print fileNameText
+print filenameText
 shot 10-project
 quit
 TOUR

@@ -62,7 +62,7 @@ private:
     QCheckBox* bypassCheckbox_ = nullptr;
     QCheckBox* useMetadataCheckbox_ = nullptr;
     QComboBox* colorSpacePopup_ = nullptr;
-    QLabel* fileNameText_ = nullptr;
+    QLabel* filenameText_ = nullptr;
     QLabel* reelText_ = nullptr;
     QLabel* clipText_ = nullptr;
     QLabel* textTimeOfDay_ = nullptr;

@@ -34,9 +34,9 @@ GuiControls FakeControls::Ports() {
     c.useMetadataCheckbox = &useMetadata;
     c.zoomCheckbox = &zoom;
     c.playCheckbox = &play;
-    c.disableFilmStockCheckbox = &bypass;
+    c.disableFilmCheckbox = &bypass;
     c.scrubSlider = &scrub;
-    c.fileNameText = &fileName;
+    c.filenameText = &fileName;
     c.reelText = &reel;
     c.clipText = &clip;
     c.textTimeOfDay = &timeOfDay;

@@ -86,14 +86,14 @@ TEST_F(ShellWindow, AControlMovedByTheProgramFiresNoEvent) {
     Find<QSlider>("scrubSlider")->setRange(0, 40);
     Find<QSlider>("scrubSlider")->setValue(10);
     Find<QCheckBox>("zoomCheckbox")->setChecked(true);
-    Find<QCheckBox>("disableFilmStockCheckbox")->setChecked(true);
+    Find<QCheckBox>("disableFilmCheckbox")->setChecked(true);
     QApplication::processEvents();
     EXPECT_EQ(model->currentFrame(), 0);
     EXPECT_FALSE(model->zoom());
     EXPECT_FALSE(model->showOriginal());
     // The user's click does.
-    Find<QCheckBox>("disableFilmStockCheckbox")->setChecked(false);
-    Find<QCheckBox>("disableFilmStockCheckbox")->click();
+    Find<QCheckBox>("disableFilmCheckbox")->setChecked(false);
+    Find<QCheckBox>("disableFilmCheckbox")->click();
     EXPECT_TRUE(model->showOriginal());
 }
 

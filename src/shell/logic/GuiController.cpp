@@ -101,10 +101,10 @@ void GuiController::setControls(const GuiControls& controls) {
     c_.useMetadataCheckbox = Or(c_.useMetadataCheckbox, &n.checkbox);
     c_.zoomCheckbox = Or(c_.zoomCheckbox, &n.checkbox);
     c_.playCheckbox = Or(c_.playCheckbox, &n.checkbox);
-    c_.disableFilmStockCheckbox = Or(c_.disableFilmStockCheckbox, &n.checkbox);
+    c_.disableFilmCheckbox = Or(c_.disableFilmCheckbox, &n.checkbox);
     c_.colorSpacePopup = Or(c_.colorSpacePopup, &n.popup);
     c_.scrubSlider = Or(c_.scrubSlider, &n.slider);
-    for (TextFieldPort** t : {&c_.fileNameText, &c_.reelText, &c_.clipText, &c_.textTimeOfDay, &c_.textEdgecode,
+    for (TextFieldPort** t : {&c_.filenameText, &c_.reelText, &c_.clipText, &c_.textTimeOfDay, &c_.textEdgecode,
                               &c_.textEdgecodeQT, &c_.frameText})
         *t = Or(*t, &n.text);
     for (MenuItemPort** m : {&c_.enableRocketMenuItem, &c_.debayerQuarterMenuItem, &c_.debayerHalfMenuItem,
@@ -601,13 +601,13 @@ void GuiController::ToggleZoom() {
 }
 
 void GuiController::DisableFilmStockChecked() {
-    guiModel_->setShowOriginal(c_.disableFilmStockCheckbox->state());
+    guiModel_->setShowOriginal(c_.disableFilmCheckbox->state());
     guiCtrl_->DisableFilmStockChecked();
     QueueForcedUpdates();
 }
 
 void GuiController::ToggleBypass() {
-    c_.disableFilmStockCheckbox->setState(!c_.disableFilmStockCheckbox->state());
+    c_.disableFilmCheckbox->setState(!c_.disableFilmCheckbox->state());
     DisableFilmStockChecked();
 }
 
@@ -742,13 +742,13 @@ void GuiController::setUseMetadata(bool value) {
 }
 
 void GuiController::setShowOriginal(bool value) {
-    c_.disableFilmStockCheckbox->setState(value);
+    c_.disableFilmCheckbox->setState(value);
     if (r3dViewGL_) r3dViewGL_->setShowOriginal(value);
 }
 
 void GuiController::setFilename(const std::optional<std::string>& value) {
     if (!value) return;
-    c_.fileNameText->setStringValue(FileParser::DisplayNameForPath(fs::path(*value).filename().string()));
+    c_.filenameText->setStringValue(FileParser::DisplayNameForPath(fs::path(*value).filename().string()));
 }
 
 void GuiController::setReel(const std::optional<std::string>& value) {

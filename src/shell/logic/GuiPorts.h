@@ -102,10 +102,10 @@ struct GuiControls {
     CheckboxPort* useMetadataCheckbox = nullptr;
     CheckboxPort* zoomCheckbox = nullptr;
     CheckboxPort* playCheckbox = nullptr;
-    CheckboxPort* disableFilmStockCheckbox = nullptr;
+    CheckboxPort* disableFilmCheckbox = nullptr;
     PopupPort* colorSpacePopup = nullptr;
     SliderPort* scrubSlider = nullptr;
-    TextFieldPort* fileNameText = nullptr;
+    TextFieldPort* filenameText = nullptr;
     TextFieldPort* reelText = nullptr;
     TextFieldPort* clipText = nullptr;
     TextFieldPort* textTimeOfDay = nullptr;
