@@ -299,10 +299,23 @@ public:
     void SetGrainOffsetForNextDraw(std::array<float, 2> offset) { nextGrainOffset_ = offset; }
     void setR3dRenderBuffer(const uint8_t* buffer) { r3dRenderBuffer_ = buffer; }
     const uint8_t* r3dRenderBuffer() const { return r3dRenderBuffer_; }
-    void setZoomEnabled(bool v) { zoomEnabled_ = v; }
-    bool zoomEnabled() const { return zoomEnabled_; }
-    void setZoomOffset(FloatPoint v) { zoomOffset_ = v; }
-    FloatPoint zoomOffset() const { return zoomOffset_; }
+    // The viewer sets zoom on the main thread while its render thread draws.
+    void setZoomEnabled(bool v) {
+        std::lock_guard<std::mutex> lock(zoomLock_);
+        zoomEnabled_ = v;
+    }
+    bool zoomEnabled() const {
+        std::lock_guard<std::mutex> lock(zoomLock_);
+        return zoomEnabled_;
+    }
+    void setZoomOffset(FloatPoint v) {
+        std::lock_guard<std::mutex> lock(zoomLock_);
+        zoomOffset_ = v;
+    }
+    FloatPoint zoomOffset() const {
+        std::lock_guard<std::mutex> lock(zoomLock_);
+        return zoomOffset_;
+    }
     void setNeedsARGBSwizzleIn(bool v) { needsARGBSwizzleIn_ = v; }
     bool needsARGBSwizzleIn() const { return needsARGBSwizzleIn_; }
     void setNeedsARGBSwizzleOut(bool v) { needsARGBSwizzleOut_ = v; }
@@ -452,8 +465,9 @@ protected:
     std::array<std::array<uint64_t, 512>, 3> histogramCounts_{};  // under histogramLock
     uint32_t** bucketList_ = nullptr;
     std::atomic<bool> histogramPreLevels_{false};
-    bool zoomEnabled_ = false;
-    FloatPoint zoomOffset_;
+    mutable std::mutex zoomLock_;  // a leaf: nothing else is taken under it
+    bool zoomEnabled_ = false;     // under zoomLock_
+    FloatPoint zoomOffset_;        // under zoomLock_
     bool output32Bit_ = false;
     GLuint windowFramebuffer_ = 0;
     bool blurFboReady_ = false;

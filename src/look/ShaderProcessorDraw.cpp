@@ -396,7 +396,9 @@ void ShaderProcessor::PreviewPasses(DrawParams* params) {
     glViewport(0, static_cast<GLint>((vp.size.height - static_cast<float>(vh)) / 2.0f), vw, vh);
     SendHistogramAmount(1.0f);
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    if (!zoomEnabled_) {
+    const bool zoomed = zoomEnabled();
+    const FloatPoint offset = zoomOffset();
+    if (!zoomed) {
         DrawTextureAtX1Y1X2Y2IsFlipped(0.0f, 0.0f, params->baseSize.width, params->baseSize.height, params->needsFlip);
     } else if (vp.size.width > iw) {
         const float sx = iw / static_cast<float>(vw);
@@ -405,8 +407,8 @@ void ShaderProcessor::PreviewPasses(DrawParams* params) {
         const float y1 = (1.0f - sy) / 2.0f;
         DrawTextureAtX1Y1X2Y2U1V1U2V2IsFlipped(x1, sy + y1, sx + x1, y1, 0.0f, 0.0f, iw, ih, params->needsFlip);
     } else {
-        DrawTextureAtX1Y1X2Y2IsFlipped(zoomOffset_.x, zoomOffset_.y, static_cast<float>(vw) + zoomOffset_.x,
-                                       static_cast<float>(vh) + zoomOffset_.y, params->needsFlip);
+        DrawTextureAtX1Y1X2Y2IsFlipped(offset.x, offset.y, static_cast<float>(vw) + offset.x,
+                                       static_cast<float>(vh) + offset.y, params->needsFlip);
     }
     DrawEffectsSecondPass();
     glFlush();
