@@ -18,7 +18,7 @@ namespace ombrel {
 // so a change of them decodes again; every other change only draws again. Frames are
 // decoded on a thread of its own, one run at a time, which takes the newest frame number
 // each turn, so quick changes cost few decodes.
-class GuiController_RED : public GuiControllerEventProtocol {
+class GuiController_RED : public ClipControllerBase {
 public:
     GuiController_RED();
     ~GuiController_RED() override;
@@ -42,26 +42,17 @@ public:
     void LiftGammaGainChanged() override;
     void BallInfoChanged() override;
     void WaitForPreviewLoop() override;
-    void LoadPresetBegin() override { holdFrameUpdates_ = true; }
     void LoadPresetEnd() override;
     void CreatePresetThumbnailForPreset(RenderPreset& preset) override;
     void ExposureChanged() override;
-    void KelvinChanged() override { ExposureChanged(); }
     void GrainAmountChanged() override;
     void ColorAmountChanged() override;
     void SCurveAmountChanged() override;
-    GuiModel* guiModel() const override { return guiModel_; }
-    void setGuiModel(GuiModel* model) override { guiModel_ = model; }
-    R3DView* r3dViewGL() const override { return r3dViewGL_; }
-    void setR3dViewGL(R3DView* view) override { r3dViewGL_ = view; }
-    void Setup() override {}
-    void setHoldFrameUpdates(bool hold) override { holdFrameUpdates_ = hold; }
 
     void SetR3DExtractSettings(int type);
     const std::shared_ptr<R3DSource>& renderSource() const { return renderSource_; }
     RenderBase* previewRenderer() const { return previewRenderer_.get(); }
     bool rendering() const { return rendering_.load(); }
-    bool holdFrameUpdates() const { return holdFrameUpdates_.load(); }
 
     // The decode resolution for a clip of this width: 4 quarter, 2 half, 1 full.
     static int32_t DebayerFor(float originalWidth, bool zoomed, std::optional<int64_t> debayerSetting);
@@ -85,12 +76,9 @@ private:
     void JoinRenderThread();
     bool OpenSource(const std::string& path);
 
-    GuiModel* guiModel_ = nullptr;
-    R3DView* r3dViewGL_ = nullptr;
     std::shared_ptr<R3DSource> renderSource_;
     std::unique_ptr<RenderBase> previewRenderer_;
     std::atomic<bool> forceFullRes_{false};
-    std::atomic<bool> holdFrameUpdates_{false};
     std::atomic<bool> needsRedraw_{true};
     std::atomic<bool> rendering_{false};
     std::thread renderThread_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <optional>
 #include <string>
 
@@ -84,6 +85,26 @@ public:
     virtual void setR3dViewGL(R3DView* view) = 0;
     virtual void Setup() = 0;
     virtual void setHoldFrameUpdates(bool hold) = 0;
+};
+
+// What both clip controllers keep alike: the model and viewer they are given, and the hold on
+// frame updates while a preset loads.
+class ClipControllerBase : public GuiControllerEventProtocol {
+public:
+    void LoadPresetBegin() override { holdFrameUpdates_ = true; }
+    void KelvinChanged() override { ExposureChanged(); }
+    GuiModel* guiModel() const override { return guiModel_; }
+    void setGuiModel(GuiModel* model) override { guiModel_ = model; }
+    R3DView* r3dViewGL() const override { return r3dViewGL_; }
+    void setR3dViewGL(R3DView* view) override { r3dViewGL_ = view; }
+    void Setup() override {}
+    void setHoldFrameUpdates(bool hold) override { holdFrameUpdates_ = hold; }
+    bool holdFrameUpdates() const { return holdFrameUpdates_.load(); }
+
+protected:
+    GuiModel* guiModel_ = nullptr;
+    R3DView* r3dViewGL_ = nullptr;
+    std::atomic<bool> holdFrameUpdates_{false};
 };
 
 }  // namespace ombrel
