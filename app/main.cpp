@@ -12,6 +12,7 @@
 #include "FarmCommand.h"
 #include "GuiCommand.h"
 #include "InfoCommand.h"
+#include "PresetsCommand.h"
 #include "ProjectCommand.h"
 #include "RenderCommand.h"
 #include "ServicesCommands.h"
@@ -63,6 +64,8 @@ int main(int argc, char** argv) {
     CLI::App* camera = cli::AddCameraCommand(app, cameraOptions);
     cli::UsageOptions usageOptions;
     CLI::App* usage = cli::AddUsageCommand(app, usageOptions);
+    cli::PresetsOptions presetsOptions;
+    CLI::App* presets = cli::AddPresetsCommand(app, presetsOptions);
 
     try {
         app.parse(argc, argv);
@@ -105,6 +108,7 @@ int main(int argc, char** argv) {
     if (*prefs) return cli::RunPrefs(prefsOptions);
     if (*camera) return cli::RunCamera(cameraOptions);
     if (*usage) return cli::RunUsage(usageOptions);
+    if (*presets) return cli::RunPresets(presetsOptions);
     // No command: the window.
     return cli::RunGuiCommand(argc, argv, guiOptions);
 }
