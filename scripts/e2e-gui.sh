@@ -100,6 +100,14 @@ select inputType 1
 type edlPath /nowhere/cut.edl
 shot 13-conform-sheet
 click closeButton
+menu Settings/Preset Manager...
+select libraryPopup 0
+shot 14-presets-examples
+click presetTable 0 2
+select targetLibraryPopup 1
+click moveButton
+shot 15-presets-after-move
+click doneButton
 answer cancel
 menu File/Find Missing Files...
 quit

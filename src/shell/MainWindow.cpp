@@ -11,6 +11,8 @@
 #include "core/Log.h"
 #include "core/MainQueue.h"
 #include "look/AppState.h"
+#include "presets/PresetLibrary.h"
+#include "presets/ui/PresetManagerDialog.h"
 
 namespace ombrel {
 
@@ -43,6 +45,8 @@ MainWindow::MainWindow(const std::string& appVersion) {
     controller_ = std::make_unique<GuiController>();
     controller_->setAppVersion(appVersion);
     controller_->setR3dViewGL(&view_);
+    // The preset libraries' first run: the preset bar and the manager find them made.
+    if (const Status made = presets::EnsurePresetLibraries(); !made.ok()) LogWarn("{}", made.message());
 
     auto* root = new QWidget(this);
     root->setObjectName("mainView");
@@ -234,6 +238,17 @@ void MainWindow::BuildMenus() {
     connect(quit, &QAction::triggered, this, [this] { close(); });
 
     QMenu* settings = menuBar()->addMenu("Settings");
+    QAction* presetManager = settings->addAction("Preset Manager...");
+    presetManager->setObjectName("presetManagerMenuItem");
+    connect(presetManager, &QAction::triggered, this, [this] {
+        auto* sheet = findChild<presets::PresetManagerDialog*>("presetManagerWindow");
+        if (!sheet)
+            sheet = new presets::PresetManagerDialog(
+                this, [this](const std::string& t) { return modal_->ChooseSavePath(t); },
+                [this](const std::string& t) { return modal_->ChooseFile(t); });
+        sheet->controller().OpenPresetWindow();
+    });
+    settings->addSeparator();
     enableRocket_ = settings->addAction("Enable Rocket");
     enableRocket_->setObjectName("enableRocketMenuItem");
     enableRocket_->setCheckable(true);
