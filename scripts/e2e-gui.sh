@@ -26,6 +26,10 @@ ffmpeg -nostdin -hide_banner -loglevel error -f lavfi -i testsrc2=size=1280x720:
 # @WORK@ stands for the scratch folder.
 cat > "$work/tour.txt" <<'TOUR'
 wait 0.5
+shot 00-first-run
+print usageStatsCheckbox
+click usageContinueButton
+print menuItemUpdates
 shot 01-start
 click tab2button
 idle
@@ -130,6 +134,90 @@ run --script "$work/tour.txt" --shots "$shots"
 cp "$HOME/Documents/Ombrel/Autosave/temp_save.xml" "$work/rendered.xml"
 [[ -f $work/saved.xml ]] || { echo "e2e-gui: File > Save As wrote nothing" >&2; exit 1; }
 run --project "$work/saved.xml" --script "$work/project.txt" --shots "$shots"
+
+# The service sheets against a server on the loopback: the offer of a new version in the reply to
+# the launch event, the camera panel, and a data pack that arrives slowly enough to be seen.
+python3 - "$work" <<'PY' &
+import http.server, io, os, random, socketserver, sys, time, zipfile
+work = sys.argv[1]
+buf = io.BytesIO()
+with zipfile.ZipFile(buf, "w", zipfile.ZIP_STORED) as z:
+    z.writestr("LogFlat/LogFlat_5207.tin", random.Random(5).randbytes(3 << 20))
+pack = buf.getvalue()
+class Handler(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        if not self.path.endswith("/packs/LogFlat.zip"):
+            self.send_error(404)
+            return
+        self.send_response(200)
+        self.send_header("Content-Type", "application/zip")
+        self.send_header("Content-Length", str(len(pack)))
+        self.end_headers()
+        third = len(pack) // 3
+        for part in (pack[:third], pack[third:2 * third], pack[2 * third:]):
+            self.wfile.write(part)
+            self.wfile.flush()
+            time.sleep(2)
+    def do_POST(self):
+        body = self.rfile.read(int(self.headers["Content-Length"]))
+        with open(os.path.join(work, "events.txt"), "ab") as f:
+            f.write(body + b"\n")
+        reply = b"<version>9.9</version><user_message>Ombrel 9.9 renders faster and brings two new stocks.</user_message>"
+        self.send_response(200)
+        self.send_header("Content-Length", str(len(reply)))
+        self.end_headers()
+        self.wfile.write(reply)
+    def log_message(self, *args):
+        pass
+server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Handler)
+with open(os.path.join(work, "port.tmp"), "w") as f:
+    f.write(str(server.server_address[1]))
+os.rename(os.path.join(work, "port.tmp"), os.path.join(work, "port"))
+server.serve_forever()
+PY
+server_pid=$!
+trap 'kill $server_pid 2>/dev/null; rm -rf "$work"' EXIT
+for _ in $(seq 100); do [[ -e $work/port ]] && break; sleep 0.1; done
+export OMBREL_SERVER_URL=http://127.0.0.1:$(cat "$work/port")/
+# The pack lands in a profile store of this run's own, beside links to the built data.
+mkdir -p "$work/data/Profiles"
+built=$(cd "$build/data/tessaly" && pwd)
+for e in "$built"/*; do [[ $(basename "$e") == Profiles ]] || ln -s "$e" "$work/data/"; done
+for e in "$built"/Profiles/*; do ln -s "$e" "$work/data/Profiles/"; done
+export OMBREL_DATA_DIR=$work/data
+"$ombrel" usage --usage on --updates on > /dev/null
+cat > "$work/sheets.txt" <<'TOUR'
+wait 1.5
+shot 14-new-version
+print userMessageWindow/headingText
+click versionDoneButton
+click tab2button
+idle
+click filmStripCollection 0 1
+idle
+print filenameText
+click changeCameraButton
+wait 0.3
+select modelPopup 1
+shot 15-camera-panel
+click applyCameraButton
+wait 0.3
+print downloadText
+shot 16-download-sheet
+click downloadButton
+wait 2.5
+print cameraDownloadTabView
+shot 17-downloading
+wait 6
+shot 18-download-complete
+click downloadContinueButton
+print cameraText
+quit
+TOUR
+run --script "$work/sheets.txt" --shots "$shots"
+grep -q "event_name=LAUNCH" "$work/events.txt" || { echo "e2e-gui: no launch event reached the server" >&2; exit 1; }
+[[ -e $work/data/Profiles/LogFlat/LogFlat_5207.tin ]] || { echo "e2e-gui: the data pack was not installed" >&2; exit 1; }
+unset OMBREL_SERVER_URL OMBREL_DATA_DIR
 echo "e2e-gui: shots in $shots"
 ls "$shots"
 

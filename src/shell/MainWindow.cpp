@@ -77,6 +77,7 @@ MainWindow::MainWindow(const std::string& appVersion) {
     layout->addWidget(mainTabView_, 1);
     setCentralWidget(root);
     BuildMenus();
+    services_ = std::make_unique<services::WindowServices>(*this, *controller_, mainTabView_->widget(1), changeCameraButton_);
     WirePorts();
 
     // The viewer needs its size before the pipeline is built.
@@ -101,6 +102,7 @@ MainWindow::~MainWindow() {
     view_.setSurface(nullptr);
     // The sheet's conform reaches into the controller until its worker has ended.
     delete conformDialog_;
+    services_.reset();
     controller_.reset();
 }
 
@@ -313,6 +315,8 @@ void MainWindow::WirePorts() {
     c.timer = Keep<TimerPort>(keep_, std::make_shared<QtTimer>(this));
     c.modal = modal_.get();
     c.window = Keep<WindowPort>(keep_, std::make_shared<QtWindow>(this));
+    c.cameraDownloadTabView = Keep(keep_, std::make_shared<QtTabView>(services_->cameraDownloadTabView()));
+    c.services = services_.get();
     controller_->setControls(c);
     renderTab_->Wire(*modal_, colorSpacePopup_, tabButtons_);
     // Tabs follow the controller: a tab chosen by a project or a script lights its button.

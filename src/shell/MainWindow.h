@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "shell/ConformDialog.h"
+#include "services/ui/WindowServices.h"
 #include "shell/PreviewWidget.h"
 #include "shell/RenderTab.h"
 #include "shell/ShellControls.h"
@@ -31,6 +32,7 @@ public:
     R3DView& view() { return view_; }
     PreviewWidget* previewWidget() const { return preview_; }
     QtModal& modal() { return *modal_; }
+    services::WindowServices& services() { return *services_; }
     // Keys meant for the viewer, as the main view takes them: z, b and, for movies, space.
     bool HandleViewerKey(int key);
 
@@ -75,6 +77,7 @@ private:
     QAction* extractHeading_ = nullptr;
     bool terminating_ = false;
     std::unique_ptr<QtModal> modal_;
+    std::unique_ptr<services::WindowServices> services_;
     std::vector<std::shared_ptr<void>> keep_;
 };
 

@@ -67,6 +67,10 @@ ScriptRunner::ScriptRunner(MainWindow& window, const std::string& scriptPath, st
     }
     for (std::string line; std::getline(in, line);) lines_.push_back(line);
     window_.modal().setScripted(true);
+    window_.services().setUrlOpener([](const std::string& url) {
+        std::printf("open %s\n", url.c_str());
+        std::fflush(stdout);
+    });
 }
 
 void ScriptRunner::Start() {
@@ -139,6 +143,11 @@ bool ScriptRunner::Run(const std::vector<std::string>& w, const std::string& lin
     auto need = [&](size_t n) { return w.size() >= n; };
     auto find = [&](const std::string& name) -> QObject* {
         if (window_.objectName().toStdString() == name) return &window_;
+        // "sheet/control" names a control inside one sheet, where several share a name.
+        if (const auto slash = name.find('/'); slash != std::string::npos) {
+            QObject* sheet = window_.findChild<QObject*>(QString::fromStdString(name.substr(0, slash)));
+            return sheet ? sheet->findChild<QObject*>(QString::fromStdString(name.substr(slash + 1))) : nullptr;
+        }
         return window_.findChild<QObject*>(QString::fromStdString(name));
     };
     if (verb == "answer" && need(2)) {

@@ -91,6 +91,7 @@ void GuiController::setControls(const GuiControls& controls) {
     static ImmediateTimer timer;
     static NoModal modal;
     static NoWindow window;
+    static ServicesPort services;
     NullPorts& n = Nulls();
     c_ = controls;
     c_.mainTabView = Or(c_.mainTabView, &n.tab);
@@ -118,6 +119,7 @@ void GuiController::setControls(const GuiControls& controls) {
     c_.timer = Or<TimerPort>(c_.timer, &timer);
     c_.modal = Or<ModalPort>(c_.modal, &modal);
     c_.window = Or<WindowPort>(c_.window, &window);
+    c_.services = Or<ServicesPort>(c_.services, &services);
     shotList_.setTables(c_.shotListTable, c_.shotListTableIcon);
 }
 
@@ -225,6 +227,7 @@ void GuiController::applicationDidFinishLaunching() { SetWindowTitle("Ombrel\u21
 void GuiController::windowDidBecomeKey() {
     if (firstBecameKey_) return;
     firstBecameKey_ = true;
+    c_.services->WindowBecameKey();
     if (startProject_)
         LoadProjectAtPath(*startProject_);
     else
@@ -325,10 +328,12 @@ void GuiController::OpenFile(const std::string& path) {
     UpdateSourceCameraPanel();
     pauseFrameUpdates_ = false;
     const ClipSettingsPtr settings = found ? found : guiModel_->clipSettings();
+    c_.services->ClipOpened(*guiModel_->clipSettings(), red);
 
     if (red && !LutManager::LutAvailable("EpicX_RC3RG3")) {
         guiCtrlRed_->SetR3DExtractSettings(0);
-        c_.modal->RunMessage("Data pack", "The colour science of this extract type needs a data pack that is not installed; the clip opens with the standard extract.");
+        if (!c_.services->OpenR3DDownloadWindow())
+            c_.modal->RunMessage("Data pack", "The colour science of this extract type needs a data pack that is not installed; the clip opens with the standard extract.");
     }
     guiCtrl_->OpenFileWithSettings(path, settings);
 
@@ -532,6 +537,17 @@ void GuiController::Autoload() {
     if (!path.empty()) LoadProjectAtPath(path);
 }
 
+void GuiController::ApplyCameraChoiceToAll(const ClipSettings& settings, bool toAll) {
+    std::vector<size_t> rows;
+    if (toAll)
+        for (size_t i = 0; i < shotList_.Count(); ++i) rows.push_back(i);
+    else
+        rows = c_.filmStrip->SelectedRowIndexes();
+    for (size_t row : rows)
+        if (const auto path = shotList_.GetPathAtIndex(row))
+            SettingsManager::PushCameraSourceForClip(settings, *path);
+}
+
 // ---------------------------------------------------------------- the settings menu
 
 void GuiController::EnableRocketClicked() {
@@ -552,7 +568,8 @@ void GuiController::R3DExtractSettingsChanged(int type) {
     guiCtrlRed_->SetR3DExtractSettings(r3dExtractSetting_);
     if (type != 0 && !LutManager::LutAvailable("EpicX_RC3RG3")) {
         guiCtrlRed_->SetR3DExtractSettings(0);
-        c_.modal->RunMessage("Data pack", "This extract type needs a data pack that is not installed.");
+        if (!c_.services->OpenR3DDownloadWindow())
+            c_.modal->RunMessage("Data pack", "This extract type needs a data pack that is not installed.");
         return;
     }
     if (type < 0 || type > 2) return;

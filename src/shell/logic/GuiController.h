@@ -69,6 +69,8 @@ public:
     void RedisplayDriveTree() override {}
     void ShotListUpdated() override;
     void SetSnippetsForSettingsAndPath(ClipSettings& settings, const std::string& path);
+    // The film strip takes a camera: every movie clip of it, or of its selection.
+    void ApplyCameraChoiceToAll(const ClipSettings& settings, bool toAll);
 
     // Projects.
     void SaveProjectToPath(const std::string& path);

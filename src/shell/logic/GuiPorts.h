@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "library/browse/BrowseViews.h"
+#include "model/ClipSettings.h"
 
 namespace ombrel {
 
@@ -92,6 +93,19 @@ public:
     virtual void setTitle(const std::string& title) = 0;
 };
 
+// The camera and update services of the window: the first-run and version sheets, the camera
+// panels, the data pack prompt. A window without them (tests, scripts) keeps the defaults.
+class ServicesPort {
+public:
+    virtual ~ServicesPort() = default;
+    // The window became key for the first time.
+    virtual void WindowBecameKey() {}
+    // A clip opened; the camera panel follows it.
+    virtual void ClipOpened(const ClipSettings& /*settings*/, bool /*r3d*/) {}
+    // The prompt for the missing R3D pack; false when there is none to show.
+    virtual bool OpenR3DDownloadWindow() { return false; }
+};
+
 // The controls of the window under the controller's field names.
 struct GuiControls {
     TabViewPort* mainTabView = nullptr;
@@ -127,6 +141,7 @@ struct GuiControls {
     TimerPort* timer = nullptr;
     ModalPort* modal = nullptr;
     WindowPort* window = nullptr;
+    ServicesPort* services = nullptr;
 };
 
 }  // namespace ombrel
