@@ -202,6 +202,30 @@ TEST_F(GuiControllerClips, EachSideSetsUpItsControls) {
     }
 }
 
+TEST_F(GuiControllerClips, TheFilmStripTakesACameraForItsMovieClips) {
+    const std::string first = dir_ / "a.mov", second = dir_ / "b.mov";
+    ASSERT_TRUE(test::MakeMovie(test::TestPattern("24", 2) + test::kRawVideo, first));
+    fs::copy_file(first, second);
+    c().shotList().AddPath(first);
+    Add(1);
+    c().shotList().AddPath(second);
+    ClipSettings camera;
+    camera.setSourceCameraChosen("LogFlat");
+    camera.setDisplayModel("Log camera");
+    auto chosen = [](const std::string& path) {
+        const ClipSettingsPtr s = SettingsManager::Instance().SettingsForClip(path);
+        return s ? s->sourceCameraChosen().value_or("") : "";
+    };
+    rig_.controls.strip.selection = {0, 1};
+    c().ApplyCameraChoiceToAll(camera, false);
+    EXPECT_EQ(chosen(first), "LogFlat");
+    EXPECT_EQ(chosen(clips_[0]), "");  // R3D clips take their camera from the file
+    EXPECT_EQ(chosen(second), "");
+    c().ApplyCameraChoiceToAll(camera, true);
+    EXPECT_EQ(chosen(second), "LogFlat");
+    EXPECT_EQ(SettingsManager::Instance().SettingsForClip(second)->displayModel(), "Log camera");
+}
+
 TEST_F(GuiControllerClips, WalkingTheShotList) {
     // Empty: nothing.
     c().NextFile();
