@@ -6,7 +6,6 @@
 
 #include "core/Log.h"
 #include "look/LutManager.h"
-#include "look/grain/GrainManager.h"
 #include "sources/QTRenderSource.h"
 #include "sources/SourceFactory.h"
 
@@ -14,16 +13,17 @@ namespace ombrel {
 
 namespace {
 
-// A grain map of the cache as the render loop sees it.
-class CachedGrain : public RenderGrain {
+// The grain of a clip as the render loop sees it: the loop only sets its amount, while the
+// look stage draws with the map of the clip's gauge that it fetches itself. So no map is made
+// here: a scan decoded and resized at the full frame size for nothing was the largest single
+// cost of a render's start.
+class GrainAmount : public RenderGrain {
 public:
-    explicit CachedGrain(GrainMapPtr map) : map_(std::move(map)) {}
-    void SetGrainAmount(float amount) override {
-        if (map_) map_->SetGrainAmount(amount);
-    }
+    void SetGrainAmount(float amount) override { amount_ = amount; }
+    float amount() const { return amount_; }
 
 private:
-    GrainMapPtr map_;
+    float amount_ = 0.0f;
 };
 
 }  // namespace
@@ -149,10 +149,9 @@ void InstallLookPipeline(LookPipeline which, const std::string& damagePath) {
     hooks.makeFrameProcessor = [choice, damagePath]() -> std::unique_ptr<FrameProcessor> {
         return std::make_unique<ShaderFrameProcessor>(choice->Get(), damagePath);
     };
-    hooks.grainMapWithNameSizeStockName = [](const std::string& grainName, float width, float height,
-                                             const std::string& stockName) -> std::shared_ptr<RenderGrain> {
-        return std::make_shared<CachedGrain>(
-            GrainManager::Instance().GrainMapWithNameSizeStockName(grainName, width, height, stockName));
+    hooks.grainMapWithNameSizeStockName = [](const std::string&, float, float,
+                                             const std::string&) -> std::shared_ptr<RenderGrain> {
+        return std::make_shared<GrainAmount>();
     };
     hooks.currentColorFormat = [] { return LutManager::Instance().currentColorFormat(); };
     SetRenderHooks(std::move(hooks));

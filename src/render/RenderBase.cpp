@@ -11,6 +11,7 @@
 #include "core/Log.h"
 #include "core/MainQueue.h"
 #include "core/Paths.h"
+#include "core/ZeroedBlock.h"
 #include "library/FileParser.h"
 #include "look/AppState.h"
 #include "look/GrainWalk.h"
@@ -27,6 +28,9 @@ namespace {
 constexpr auto kRawFramePoll = std::chrono::milliseconds(50);
 constexpr auto kPrefetchRetry = std::chrono::milliseconds(10);
 const char* const kMovieSourceType = "5D";
+// The frame being drawn, the next one ready and the one after that decoding: the decode
+// overlaps the look, and a 4K slot is 53 MB that more slots would only hold idle.
+constexpr int kRenderDecodeSlots = 3;
 
 std::string FrameFileName(const std::string& prefix, int number, const std::string& extension) {
     char digits[32];
@@ -204,7 +208,7 @@ bool RenderBase::LoadSettingsForRenderManagerItem32Bit(const RenderManagerItemPt
         const RenderHooks hooks = GetRenderHooks();
         const bool useRocket = hooks.useRocketPreference ? hooks.useRocketPreference().value_or(true) : true;
         opened = source->OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(
-            path, true, source->Debayer() == 1 ? 4 : 8, useRocket, clip.blurRadius() > 0.0f);
+            path, true, kRenderDecodeSlots, useRocket, clip.blurRadius() > 0.0f);
     } else {
         opened = source->OpenFileForOutputSize(path, true);
     }
@@ -484,8 +488,13 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
     // whether the clip is raw or a movie.
     processor->ChangeGrainMapToStockScale(clip.stockName(), clip.grainScale());
 
-    // One block per clip: 8 bytes a pixel whatever the read-back layout.
-    std::vector<uint16_t> frameBuffer(static_cast<size_t>(ow) * oh * 4);
+    // One block per clip: room for 8 bytes a pixel whatever the read-back layout, though
+    // only what a frame writes is ever touched.
+    ZeroedBlock frameBuffer(static_cast<size_t>(ow) * oh * 8);
+    if (frameBuffer.empty()) {
+        FailItem("Out of memory for the frames of " + sourcePath_);
+        return;
+    }
     FrameDrawParams params;
     params.context = context;
     params.baseWidth = imageWidth_;
@@ -496,7 +505,7 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
     params.fitMethod = out.fitMethod();
     params.aspectWidth = source.AspectWidth();
     params.aspectHeight = source.AspectHeight();
-    params.writeToDiskData = reinterpret_cast<uint8_t*>(frameBuffer.data());
+    params.writeToDiskData = frameBuffer.data();
 
     if (!BeginFrameSequence(setup, first, last)) return;
     bool completed = false;
@@ -507,7 +516,7 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
             completed = RunFrameLoop(setup, first, last, false, processor.get(), &params);
         }
         processor.reset();
-        std::vector<uint16_t>().swap(frameBuffer);
+        frameBuffer.reset();
     }
     EndFrameSequence(setup, completed);
 }
@@ -564,15 +573,19 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
     // Raw frames are drawn into two buffers in turn; the file of one is written while the
     // next frame is drawn into the other. Declared before the writer, which finishes the
     // frame in hand whichever way the loop ends.
-    std::vector<uint16_t> secondBuffer;
+    ZeroedBlock secondBuffer;
     FrameDrawParams draw;
     std::unique_ptr<FrameWriter> writer;
     uint8_t* drawBuffers[2] = {nullptr, nullptr};
     if (!movie) {
         draw = *params;
-        secondBuffer.resize(static_cast<size_t>(params->viewportWidth) * params->viewportHeight * 4);
+        secondBuffer = ZeroedBlock(static_cast<size_t>(params->viewportWidth) * params->viewportHeight * 8);
+        if (secondBuffer.empty()) {
+            FailItem("Out of memory for the frames of " + sourcePath_);
+            return false;
+        }
         drawBuffers[0] = params->writeToDiskData;
-        drawBuffers[1] = reinterpret_cast<uint8_t*>(secondBuffer.data());
+        drawBuffers[1] = secondBuffer.data();
         writer = std::make_unique<FrameWriter>();
     }
     for (int f = first; f <= last; ++f) {

@@ -1,7 +1,6 @@
 #include "sources/R3DSource.h"
 
 #include <cstring>
-#include <new>
 
 #include "core/Log.h"
 #include "sources/SourceFactory.h"
@@ -65,11 +64,10 @@ bool R3DSource::OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const std
     const uint32_t w = file->Width(), h = file->Height();
     setImageSize(w, h);
     const size_t bytes = size_t(w) * h * 8;
-    try {
-        processedBuffer_.assign(bytes, 0);
-        std::vector<uint8_t>().swap(resizeBuffer_);
-        resizeBuffer_.assign(bytes, 0);
-    } catch (const std::bad_alloc&) {
+    resizeBuffer_.reset();
+    processedBuffer_ = ZeroedBlock(bytes);
+    resizeBuffer_ = ZeroedBlock(bytes);
+    if (processedBuffer_.empty() || resizeBuffer_.empty()) {
         LogWarn("Failed to allocate {} bytes of memory for output image", bytes);
         setLastError(path + ": not enough memory for its frame buffers");
         return false;

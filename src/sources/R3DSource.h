@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/ZeroedBlock.h"
 #include "sources/R3DFile.h"
 #include "sources/RenderSource.h"
 
@@ -74,8 +75,10 @@ private:
     std::unique_ptr<R3DFile> oldFile_;  // the previous clip's buffers stay valid until the next open
     std::array<uint8_t*, 5> altPlanes_{};
     bool isPlanar_ = false;
-    std::vector<uint8_t> processedBuffer_;
-    std::vector<uint8_t> resizeBuffer_;  // width x height x 8 bytes at the decoded size
+    // Width x height x 8 bytes at the decoded size each; pages are only taken when written,
+    // so a render that reads the decode slots in place never pays for them.
+    ZeroedBlock processedBuffer_;
+    ZeroedBlock resizeBuffer_;
     BitmapImage rep_;
     uint8_t* asycBufferPtr_ = nullptr;
     mutable std::atomic<int> sensorId_{0};

@@ -138,7 +138,7 @@ TEST_F(RenderBaseTest, EveryFrameOfTheRangeIsWrittenOnceAndTheLookStageIsTold) {
             EXPECT_TRUE(lookLog->looks.empty());  // a movie source grades its own frames
             continue;
         }
-        EXPECT_EQ(slog.bufferCount, 4);  // full-resolution decode
+        EXPECT_EQ(slog.bufferCount, 3);
         ASSERT_EQ(lookLog->looks.size(), 1u);
         EXPECT_EQ(lookLog->statesAtStock, std::vector<int>{0}) << "the raw chain before the stock table loads";
         const LookValues& l = lookLog->looks[0];  // exposure and kelvin: the decoder applied them
