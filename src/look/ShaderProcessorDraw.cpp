@@ -714,7 +714,18 @@ bool ShaderProcessor::RenderPassFast(DrawParams* params) {
     GrainMapPtr map;
     const cpu::CoreShaderInputs inputs = CoreShaderInputsForRender(&map);
     if (!fastKernel_) fastKernel_ = std::make_unique<fast::LookKernel>();
-    fastKernel_->Prepare(inputs, map ? map->GetTextureData() : nullptr);
+    // The map's own bytes where it has them: its float texture is never made.
+    fast::GrainTexels texels;
+    const BitmapRep* rep = map ? map->GetGrainBitmapRep().get() : nullptr;
+    const bool bytes = rep && map->textureLevels() && rep->bitsPerSample == 8 && rep->width == inputs.grainWidth &&
+                       rep->height == inputs.grainHeight;
+    if (bytes) {
+        texels.bytes = rep->data.data();
+        texels.bytesPerRow = static_cast<size_t>(rep->bytesPerRow);
+        texels.samplesPerPixel = std::max(rep->bitsPerPixel / rep->bitsPerSample, 1);
+        texels.levels = map->textureLevels();
+    }
+    fastKernel_->Prepare(inputs, bytes || !map ? nullptr : map->GetTextureData(), bytes ? &texels : nullptr);
     fastKernelGrain_ = std::move(map);  // keeps the baked map's address from being reused
     fastKernel_->Render(reinterpret_cast<const uint16_t*>(r3dRenderBuffer_), bw, bh,
                         static_cast<uint16_t*>(params->writeToDiskData), params->outputRGBA);

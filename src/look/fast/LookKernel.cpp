@@ -51,7 +51,7 @@ int PositiveModulo(float v, int n) {
 
 }  // namespace
 
-void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImage) {
+void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImage, const GrainTexels* texels) {
     // Per channel: every 16-bit code through the exposure, ball and lift tables, as the
     // reference computes it; a table lookup by code is then exact.
     const std::array<bool, 3> identity{in.exposureIsIdentity, in.ballsIsIdentity, in.liftIsIdentity};
@@ -92,27 +92,38 @@ void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImag
 
     // Grain: each texel's three values around the neutral level, mixed with their mono
     // value by the colourfulness and scaled by the amount, as the shader adds them.
+    const bool useTexels = in.grainImage.empty() && texels && texels->bytes && texels->levels;
     const float* image = in.grainImage.empty() ? grainImage : in.grainImage.data();
-    const bool grain = image && in.grainWidth >= 1 && in.grainHeight >= 1 && in.grainAmount != 0.0f &&
+    const void* source = useTexels ? static_cast<const void*>(texels->bytes) : image;
+    const bool grain = source && in.grainWidth >= 1 && in.grainHeight >= 1 && in.grainAmount != 0.0f &&
                        in.grainCurve.size() >= size_t(3 * cpu::kGrainCurveEntries);
     t.grain[0] = t.grain[1] = t.grain[2] = nullptr;
     if (grain) {
         const std::array<float, 6> key{float(in.grainWidth), float(in.grainHeight), in.grainAmount,
                                        in.grainColorfulness, in.grainNeutral[0], in.grainNeutral[1]};
-        if (image != keyGrainImage_ || key != keyGrain_ || in.grainNeutral[2] != keyGrainBlue_ || !in.grainImage.empty()) {
+        if (source != keyGrainImage_ || key != keyGrain_ || in.grainNeutral[2] != keyGrainBlue_ ||
+            !in.grainImage.empty()) {
             const size_t n = size_t(in.grainWidth) * size_t(in.grainHeight);
+            const size_t w = size_t(in.grainWidth);
             grain_.resize(3 * n);
             grain_.shrink_to_fit();
             for (size_t i = 0; i < n; ++i) {
                 float g[3];
-                for (size_t k = 0; k < 3; ++k) g[k] = image[3 * i + k] - in.grainNeutral[k];
+                if (useTexels) {
+                    const int spp = texels->samplesPerPixel;
+                    const uint8_t* p = texels->bytes + (i / w) * texels->bytesPerRow + (i % w) * size_t(spp);
+                    for (size_t k = 0; k < 3; ++k)
+                        g[k] = texels->levels[p[std::min<int>(int(k), spp - 1)]] - in.grainNeutral[k];
+                } else {
+                    for (size_t k = 0; k < 3; ++k) g[k] = image[3 * i + k] - in.grainNeutral[k];
+                }
                 const float mono = g[0] * kLuma[0] + g[1] * kLuma[1] + g[2] * kLuma[2];
                 for (size_t k = 0; k < 3; ++k) {
                     const float c = in.grainColorfulness;
                     grain_[k * n + i] = (mono * (1.0f - c) + g[k] * c) * in.grainAmount;
                 }
             }
-            keyGrainImage_ = in.grainImage.empty() ? image : nullptr;
+            keyGrainImage_ = in.grainImage.empty() ? source : nullptr;
             keyGrain_ = key;
             keyGrainBlue_ = in.grainNeutral[2];
         }

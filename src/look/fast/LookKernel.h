@@ -41,12 +41,23 @@ inline constexpr size_t kMaxLanes = 64;
 void RenderRows(const KernelTables& tables, const uint16_t* rgb, int width, int y0, int y1, uint16_t* out, bool rgba,
                 const int32_t* columns, int grainRow0);
 
+// A grain map as its 8-bit bitmap: the texture value of texel (x, y), channel c, is
+// levels[rgba[y * bytesPerRow + x * samplesPerPixel + min(c, samplesPerPixel - 1)]].
+struct GrainTexels {
+    const uint8_t* bytes = nullptr;
+    size_t bytesPerRow = 0;
+    int samplesPerPixel = 4;
+    const float* levels = nullptr;  // 256 entries
+};
+
 class LookKernel {
 public:
     // Bakes the inputs; cheap when nothing but the grain offset changed since the last call.
-    // `grainImage` is read instead of inputs.grainImage when that is empty (the caller's map,
-    // grainWidth x grainHeight RGB floats, which must stay alive until the next Prepare).
-    void Prepare(const cpu::CoreShaderInputs& inputs, const float* grainImage = nullptr);
+    // When inputs.grainImage is empty the grain comes from `texels` or else `grainImage`
+    // (the caller's map, grainWidth x grainHeight RGB floats); either must stay alive until
+    // the next Prepare.
+    void Prepare(const cpu::CoreShaderInputs& inputs, const float* grainImage = nullptr,
+                 const GrainTexels* texels = nullptr);
 
     // One frame of width x height 16-bit RGB pixels, row 0 first, drawn as a render pass of
     // the same size draws it: `out` receives what the reference's read-back holds, 3 or 4
@@ -66,7 +77,7 @@ private:
     // What the baked tables were made from.
     std::vector<float> keyExposure_, keyBalls_, keyLift_, keyStock_;
     std::array<bool, 3> keyIdentity_{};
-    const float* keyGrainImage_ = nullptr;
+    const void* keyGrainImage_ = nullptr;
     std::array<float, 6> keyGrain_{};  // size, amount, colourfulness, neutral red and green
     float keyGrainBlue_ = 0.0f;
     bool prepared_ = false;

@@ -1,6 +1,9 @@
 #include "look/grain/GrainManager.h"
 
+#include "core/Log.h"
+#include "datafile/Resource.h"
 #include "fmt/format.h"
+#include "look/grain/GrainDiskCache.h"
 
 namespace ombrel {
 
@@ -10,7 +13,6 @@ constexpr size_t kCapacity = 100;
 
 GrainManager::GrainManager() {
     grainCollection_.reserve(kCapacity);
-    grainRawMaps_.reserve(kCapacity);
     grainLookupCollection_.reserve(kCapacity);
 }
 
@@ -49,14 +51,28 @@ GrainMapPtr GrainManager::GrainMapWithNameSizeStockName(const std::string& grain
         it->second->setGrainCurve(LookupLocked(stockName));
         return it->second;
     }
-    RawGrainPtr raw;
-    if (auto it = grainRawMaps_.find(grainName); it != grainRawMaps_.end()) {
-        raw = it->second;
-    } else {
-        raw = RawGrain::InitWithName(grainName);
-        grainRawMaps_.emplace(grainName, raw);
+    // A map resized before, in this run or an earlier one, saves decoding the scan.
+    const int w = static_cast<int>(width), h = static_cast<int>(height);
+    std::string scanPath;
+    BitmapRepPtr resized;
+    const bool installed = FindResource("Resources/" + grainName + ".bin", &scanPath).ok();
+    if (installed) {
+        if (const Status s = LoadCachedGrain(grainName, w, h, scanPath, &resized);
+            !s.ok() && s.code() != Status::Code::kNotFound)
+            LogWarn("Grain cache: {}; made again", s.message());
     }
-    auto map = std::make_shared<GrainMap>(raw->Rep(), width, height);
+    GrainMapPtr map;
+    if (resized) {
+        map = GrainMap::FromResized(std::move(resized));
+    } else {
+        // Scans are kept only while a map is made: at 17 MB each they outweigh the maps.
+        const RawGrainPtr raw = RawGrain::InitWithName(grainName);
+        map = std::make_shared<GrainMap>(raw->Rep(), width, height);
+        if (installed && map->GetGrainBitmapRep() != raw->Rep()) {
+            if (const Status s = StoreCachedGrain(grainName, w, h, scanPath, *map->GetGrainBitmapRep()); !s.ok())
+                LogWarn("Grain cache: {}", s.message());
+        }
+    }
     map->setStockName(stockName);
     map->setGrainName(grainName);
     grainCollection_.emplace(key, map);

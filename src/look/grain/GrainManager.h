@@ -1,8 +1,8 @@
 #pragma once
 
-// The grain cache: scans as loaded, maps per scan and size, and response curves per stock.
-// Nothing is ever dropped: a map lives until the process ends and is shared by every user
-// of the same scan and size.
+// The grain cache: maps per scan and size, and response curves per stock. A map lives until
+// the process ends and is shared by every user of the same scan and size; resized maps are
+// also kept on disk (GrainDiskCache), so a scan is decoded only the first time a size is asked.
 
 #include <memory>
 #include <mutex>
@@ -39,11 +39,10 @@ private:
 
     GrainLookupPtr LookupLocked(const std::string& stockName);
 
-    // Two pipelines on two threads may ask at once. One lock for the three dictionaries:
+    // Two pipelines on two threads may ask at once. One lock for the two dictionaries:
     // a map is made under it, so a scan and size is resized once however many ask.
     std::mutex lock_;
     std::unordered_map<std::string, GrainMapPtr> grainCollection_;
-    std::unordered_map<std::string, RawGrainPtr> grainRawMaps_;
     std::unordered_map<std::string, GrainLookupPtr> grainLookupCollection_;
 };
 

@@ -141,6 +141,17 @@ GrainMap::GrainMap(BitmapRepPtr scan, float width, float height) {
     MapRange();
 }
 
+std::shared_ptr<GrainMap> GrainMap::FromResized(BitmapRepPtr resized) {
+    std::shared_ptr<GrainMap> map(new GrainMap());
+    map->grainRep_ = std::move(resized);
+    map->width_ = map->grainRep_ ? map->grainRep_->width : 0;
+    map->height_ = map->grainRep_ ? map->grainRep_->height : 0;
+    map->grainSize_ = {static_cast<float>(map->width_), static_cast<float>(map->height_)};
+    map->CreateLookups();
+    map->MapRange();
+    return map;
+}
+
 GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::string stockName, std::string grainName)
     : width_(std::max(width, 0)),
       height_(std::max(height, 0)),
@@ -151,7 +162,6 @@ GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::s
     grainSize_ = {static_cast<float>(width_), static_cast<float>(height_)};
     const size_t pixels = static_cast<size_t>(width_) * static_cast<size_t>(height_);
     textureData_.resize(pixels * 3, 0.5f);
-    for (auto& lookup : grainLookup_) lookup.assign(pixels, 0.0f);
     std::array<double, 3> sum{};
     for (size_t i = 0; i < pixels; ++i) {
         for (int c = 0; c < 3; ++c) sum[static_cast<size_t>(c)] += textureData_[i * 3 + static_cast<size_t>(c)];
@@ -165,9 +175,6 @@ GrainMap::GrainMap(int width, int height, std::vector<float> textureData, std::s
 void GrainMap::CreateLookups() {
     const long long pixelCount = static_cast<long long>(width_) * height_;
     if (pixelCount <= 0) LogFatal("A grain map needs pixels (pixelCount > 0)");
-    const size_t pixels = static_cast<size_t>(pixelCount);
-    textureData_.assign(pixels * 3, 0.0f);
-    for (auto& lookup : grainLookup_) lookup.assign(pixels, 0.0f);
     grainCurve_ = std::make_shared<GrainLookup>();
 }
 
@@ -190,35 +197,46 @@ void GrainMap::MapRange() {
         lo = smallest;
         k = 255.0 / (largest - smallest);
     }
-    std::array<double, 3> sum{};
-    float* out = textureData_.data();
+    for (int v = 0; v < 256; ++v) textureLevels_[static_cast<size_t>(v)] = static_cast<float>((v - lo) * k / 255.0);
+    // The mean of the texture from how often each byte occurs.
+    std::array<std::array<uint64_t, 256>, 3> counts{};
     for (int y = 0; y < height_; ++y) {
         const uint8_t* in = rep.row(y);
         for (int x = 0; x < width_; ++x, in += spp) {
-            for (int c = 0; c < 3; ++c) {
-                const double n = (in[std::min(c, spp - 1)] - lo) * k;
-                const float t = static_cast<float>(n / 255.0);
-                *out++ = t;
-                sum[static_cast<size_t>(c)] += t;
-            }
+            for (int c = 0; c < 3; ++c) ++counts[static_cast<size_t>(c)][in[std::min(c, spp - 1)]];
         }
     }
     const double pixels = static_cast<double>(width_) * height_;
-    for (int c = 0; c < 3; ++c)
-        mean_[static_cast<size_t>(c)] = static_cast<float>(sum[static_cast<size_t>(c)] / pixels);
+    for (size_t c = 0; c < 3; ++c) {
+        double sum = 0.0;
+        for (size_t v = 0; v < 256; ++v) sum += static_cast<double>(counts[c][v]) * textureLevels_[v];
+        mean_[c] = static_cast<float>(sum / pixels);
+    }
+}
+
+const float* GrainMap::GetTextureData() const {
+    if (!grainRep_) return textureData_.data();
+    std::call_once(textureOnce_, [this] {
+        const BitmapRep& rep = *grainRep_;
+        const int spp = rep.bitsPerSample > 0 ? std::max(rep.bitsPerPixel / rep.bitsPerSample, 1) : 1;
+        textureData_.resize(static_cast<size_t>(width_) * static_cast<size_t>(height_) * 3);
+        float* out = textureData_.data();
+        for (int y = 0; y < height_; ++y) {
+            const uint8_t* in = rep.row(y);
+            for (int x = 0; x < width_; ++x, in += spp) {
+                for (int c = 0; c < 3; ++c) *out++ = textureLevels_[in[std::min(c, spp - 1)]];
+            }
+        }
+    });
+    return textureData_.data();
 }
 
 void GrainMap::SetGrainAmount(double amount) {
     std::lock_guard lock(lock_);
     if (amount == grainAmount_) return;
-    if (textureData_.empty()) LogFatal("grainTextureData != nil");
+    if (!grainRep_ && textureData_.empty()) LogFatal("grainTextureData != nil");
     grainAmount_ = amount;
-    const size_t pixels = grainLookup_[0].size();
-    for (size_t i = 0; i < pixels; ++i) {
-        for (size_t c = 0; c < 3; ++c) {
-            grainLookup_[c][i] = static_cast<float>((textureData_[i * 3 + c] * 65535.0 - 32767.0) * amount);
-        }
-    }
+    lookupAmount_ = -1.0;
 }
 
 double GrainMap::grainAmount() const {
@@ -229,6 +247,18 @@ double GrainMap::grainAmount() const {
 const float* GrainMap::Lookup(int channel) const {
     std::lock_guard lock(lock_);
     if (grainAmount_ < 0.0) return nullptr;
+    // Made when first read: the draws read the texture, so most maps never need them, and
+    // three planes of floats at the map's size are not free to fill.
+    if (lookupAmount_ != grainAmount_) {
+        const size_t pixels = static_cast<size_t>(width_) * static_cast<size_t>(height_);
+        for (size_t c = 0; c < 3; ++c) {
+            grainLookup_[c].resize(pixels);
+            const float* texture = GetTextureData();
+            for (size_t i = 0; i < pixels; ++i)
+                grainLookup_[c][i] = static_cast<float>((texture[i * 3 + c] * 65535.0 - 32767.0) * grainAmount_);
+        }
+        lookupAmount_ = grainAmount_;
+    }
     return grainLookup_[static_cast<size_t>(channel)].data();
 }
 

@@ -28,6 +28,9 @@ public:
     // A map made from samples: width * height * 3 floats in 0..1, 0.5 neutral.
     GrainMap(int width, int height, std::vector<float> textureData, std::string stockName = {},
              std::string grainName = {});
+    // A map already resized (what resizeNSImageToSize gave for a scan and size), as the disk
+    // cache keeps it.
+    static std::shared_ptr<GrainMap> FromResized(BitmapRepPtr resized);
     GrainMap(const GrainMap&) = delete;
     GrainMap& operator=(const GrainMap&) = delete;
 
@@ -37,14 +40,18 @@ public:
     // itself comes back. `grainSize` receives the size of what comes back.
     static BitmapRepPtr resizeNSImageToSize(const BitmapRepPtr& scan, float width, float height, GrainSize* grainSize);
 
-    // Makes the per-channel grain values for amount A: (level * 65535 - 32767) * A, signed
-    // around mid grey. The texture does not depend on A. The same amount again costs nothing.
+    // Sets the amount A of the per-channel grain values: (level * 65535 - 32767) * A, signed
+    // around mid grey, made when first read. The texture does not depend on A.
     void SetGrainAmount(double amount);
     double grainAmount() const;
 
     // 3 floats per pixel, interleaved, in the bitmap's row order (grain has no up or down):
-    // the samples stretched by the range of the first pixels of the image, then / 255.
-    const float* GetTextureData() const { return textureData_.data(); }
+    // the samples stretched by the range of the first pixels of the image, then / 255. Made
+    // on the first call for a map from a bitmap: the fast path reads the bitmap's bytes
+    // through textureLevels() instead, and never needs these 12 bytes a pixel.
+    const float* GetTextureData() const;
+    // For a map from a bitmap: the texture value of each sample byte; null otherwise.
+    const float* textureLevels() const { return grainRep_ ? textureLevels_.data() : nullptr; }
     // Per-channel mean of the texture data; 0.5 means the grain adds nothing on average.
     std::array<float, 3> grainMean() const { return mean_; }
 
@@ -57,8 +64,8 @@ public:
     int width() const { return width_; }
     int height() const { return height_; }
 
-    // One float per pixel; null until the first SetGrainAmount. The values change with the
-    // amount, so a reader must not race a change of amount.
+    // One float per pixel; null until the first SetGrainAmount. Made on the first read after
+    // a change of amount, so a reader must not race a change of amount.
     const float* GetGrainLookupR() const { return Lookup(0); }
     const float* GetGrainLookupG() const { return Lookup(1); }
     const float* GetGrainLookupB() const { return Lookup(2); }
@@ -77,6 +84,7 @@ public:
     void setGrainName(const std::string& grainName);
 
 private:
+    GrainMap() = default;
     void CreateLookups();
     void MapRange();
     const float* Lookup(int channel) const;
@@ -85,11 +93,14 @@ private:
     GrainSize grainSize_;
     int width_ = 0;
     int height_ = 0;
-    std::vector<float> textureData_;
+    std::array<float, 256> textureLevels_{};
+    mutable std::once_flag textureOnce_;
+    mutable std::vector<float> textureData_;
     std::array<float, 3> mean_{0.5f, 0.5f, 0.5f};
 
     mutable std::mutex lock_;  // guards what follows
-    std::array<std::vector<float>, 3> grainLookup_;
+    mutable std::array<std::vector<float>, 3> grainLookup_;
+    mutable double lookupAmount_ = -1.0;  // what grainLookup_ was made for
     double grainAmount_ = -1.0;
     GrainLookupPtr grainCurve_;
     std::string stockName_;
