@@ -20,6 +20,9 @@ mkdir -p "$HOME/Documents/Ombrel/Autosave" "$work/clips" "$shots"
 cp "$demo" "$work/clips/"
 ffmpeg -nostdin -hide_banner -loglevel error -f lavfi -i testsrc2=size=1280x720:rate=24 -frames:v 72 \
   -c:v mpeg4 -q:v 3 "$work/clips/movie.mov"
+# A folder of clips in the home folder for the browse tab (hard links: same pictures, no copies).
+mkdir -p "$HOME/Footage/Day 1"
+ln "$work/clips/$(basename "$demo")" "$work/clips/movie.mov" "$HOME/Footage/Day 1/"
 "$ombrel" project add "$HOME/Documents/Ombrel/Autosave/temp_save.xml" \
   "$work/clips/$(basename "$demo")" "$work/clips/movie.mov" > /dev/null
 
@@ -31,6 +34,13 @@ print usageStatsCheckbox
 click usageContinueButton
 print menuItemUpdates
 shot 01-start
+click fileTree 1 0
+wait 1
+shot 01b-browse-found
+click shotsFoundRadioIcons
+click shotListRadioIcons
+wait 1
+shot 01c-browse-icons
 click tab2button
 idle
 print mainTabView

@@ -2,7 +2,6 @@
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QFileDialog>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QMenuBar>
@@ -107,22 +106,8 @@ MainWindow::~MainWindow() {
 }
 
 QWidget* MainWindow::BuildBrowseTab() {
-    auto* page = new QWidget;
-    auto* l = new QVBoxLayout(page);
-    auto* add = new QPushButton("Add Folder...", page);
-    add->setObjectName("addFolderButton");
-    add->setMaximumWidth(160);
-    connect(add, &QPushButton::clicked, this, [this] {
-        const QString dir = QFileDialog::getExistingDirectory(this, "Choose a folder of clips");
-        if (dir.isEmpty()) return;
-        controller_->shotList().LoadForPath(dir.toStdString());
-        controller_->ShotListUpdated();
-    });
-    l->addWidget(add);
-    shotListTable_ = new ShotListTable(&controller_->shotList(), false, page);
-    shotListTable_->setObjectName("shotListTable");
-    l->addWidget(shotListTable_, 1);
-    return page;
+    browseTab_ = new BrowseTab(*controller_);
+    return browseTab_;
 }
 
 QWidget* MainWindow::BuildFilmTab() {
@@ -310,14 +295,16 @@ void MainWindow::WirePorts() {
     c.r3dSettingsMenuItemRC3RLF = Keep<MenuItemPort>(keep_, std::make_shared<QtMenuItem>(extract_[2]));
     c.r3dSettingsMenuItemHeading = Keep<MenuItemPort>(keep_, std::make_shared<QtMenuItem>(extractHeading_));
     c.filmStrip = filmStrip_;
-    c.shotListTable = shotListTable_;
-    c.shotListTableIcon = renderTable_;
+    c.shotListTable = browseTab_->shotListTablePort();
+    c.shotListTableIcon = browseTab_->shotListTableIconPort();
+    c.shotsFoundTableIcon = browseTab_->shotsFoundTableIconPort();
     c.timer = Keep<TimerPort>(keep_, std::make_shared<QtTimer>(this));
     c.modal = modal_.get();
     c.window = Keep<WindowPort>(keep_, std::make_shared<QtWindow>(this));
     c.cameraDownloadTabView = Keep(keep_, std::make_shared<QtTabView>(services_->cameraDownloadTabView()));
     c.services = services_.get();
     controller_->setControls(c);
+    browseTab_->Wire();
     renderTab_->Wire(*modal_, colorSpacePopup_, tabButtons_);
     // Tabs follow the controller: a tab chosen by a project or a script lights its button.
     connect(mainTabView_, &QStackedWidget::currentChanged, this,

@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "shell/BrowseTab.h"
 #include "shell/ConformDialog.h"
 #include "services/ui/WindowServices.h"
 #include "shell/PreviewWidget.h"
@@ -55,7 +56,7 @@ private:
     FilmStripView* filmStrip_ = nullptr;
     ScrubberSlider* scrubSlider_ = nullptr;
     HistogramView* histogram_ = nullptr;
-    ShotListTable* shotListTable_ = nullptr;
+    BrowseTab* browseTab_ = nullptr;
     ShotListTable* renderTable_ = nullptr;
     RenderTab* renderTab_ = nullptr;
     ConformDialog* conformDialog_ = nullptr;

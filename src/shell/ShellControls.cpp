@@ -217,6 +217,35 @@ void FilmStripView::keyPressEvent(QKeyEvent* e) {
 
 // ---------------------------------------------------------------- lists
 
+namespace {
+// The second line, the reason a render failed after it, and the bar under both.
+void DrawRenderRow(QPainter& p, const QRect& row, const RenderRowLook& look) {
+    QRect line = row.adjusted(8, 20, -8, -16);
+    if (look.detail) {
+        p.setPen(QColor(0x88, 0x88, 0x88));
+        QRect used;
+        p.drawText(line, Qt::AlignLeft | Qt::AlignVCenter, QString::fromStdString(*look.detail), &used);
+        line.setLeft(used.right() + 12);
+    }
+    if (!look.errorMessage.empty()) {
+        p.setPen(QColor(0xe0, 0x50, 0x40));
+        const QString why = p.fontMetrics().elidedText(QString::fromStdString("Failed: " + look.errorMessage),
+                                                       Qt::ElideRight, line.width());
+        p.drawText(line, Qt::AlignLeft | Qt::AlignVCenter, why);
+    }
+    if (!look.barShown) return;
+    const QRect bar(row.left() + 8, row.bottom() - 13, row.width() - 16, static_cast<int>(RenderRowLook::kBarHeight));
+    p.fillRect(bar, QColor::fromRgb(RenderRowLook::kGround));
+    for (const ProgressSpan& span : look.spans) {
+        QColor c = QColor::fromRgb(span.rgb);
+        c.setAlphaF(static_cast<float>(span.alpha));
+        const int x0 = bar.left() + static_cast<int>(span.from * bar.width());
+        const int x1 = bar.left() + static_cast<int>(span.to * bar.width());
+        p.fillRect(QRect(x0, bar.top(), std::max(0, x1 - x0), bar.height()), c);
+    }
+}
+}  // namespace
+
 ShotListTable::ShotListTable(ShotListDataSource* shotList, bool renderRows, QWidget* parent)
     : QWidget(parent), shotList_(shotList), renderRows_(renderRows) {
     setMinimumHeight(200);
@@ -225,7 +254,7 @@ ShotListTable::ShotListTable(ShotListDataSource* shotList, bool renderRows, QWid
 void ShotListTable::paintEvent(QPaintEvent*) {
     QPainter p(this);
     p.fillRect(rect(), kGround);
-    const int rowHeight = renderRows_ ? 40 : 22;
+    const int rowHeight = renderRows_ ? 54 : 22;
     for (size_t i = 0; i < shotList_->Count(); ++i) {
         const QRect row(0, static_cast<int>(i) * rowHeight, width(), rowHeight);
         if (row.top() > height()) break;
@@ -234,10 +263,7 @@ void ShotListTable::paintEvent(QPaintEvent*) {
         if (renderRows_) {
             const RenderRowLook look = shotList_->RenderTableRow(i);
             p.drawText(row.adjusted(8, 2, -8, -20), Qt::AlignLeft | Qt::AlignVCenter, QString::fromStdString(look.title));
-            p.setPen(QColor(0x88, 0x88, 0x88));
-            if (look.detail)
-                p.drawText(row.adjusted(8, 20, -8, -2), Qt::AlignLeft | Qt::AlignVCenter,
-                           QString::fromStdString(*look.detail));
+            DrawRenderRow(p, row, look);
         } else {
             p.drawText(row.adjusted(8, 0, -8, 0), Qt::AlignLeft | Qt::AlignVCenter,
                        QString::fromStdString(shotList_->List()[i]->FullPath()));

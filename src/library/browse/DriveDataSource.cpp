@@ -174,7 +174,8 @@ void DriveDataSource::Reload() {
     volumes_.clear();
     const std::string home = HomeFolder();
     Add({LastPathComponent(home), home, "", VolumeDescription::kHome});
-    for (const auto& entry : LocalVolumes(ParseMountInfo(ReadMountInfo(mountInfoPath_)))) {
+    const std::vector<MountEntry> mounted = lister_ ? lister_->MountedVolumes() : ParseMountInfo(ReadMountInfo(mountInfoPath_));
+    for (const auto& entry : LocalVolumes(mounted)) {
         const std::string name = entry.mountPoint == "/" ? kRootVolumeName : LastPathComponent(entry.mountPoint);
         Add({name, entry.mountPoint, "", VolumeDescription::kLocalVolume});
     }

@@ -48,6 +48,14 @@ const char* ImageForGroup(const std::string& title);
 // Any other row of the outline.
 const char* ImageForFolderRow(bool expanded);
 
+// Where the volume list comes from: the mount table unless the window's toolkit answers.
+class VolumeLister {
+public:
+    virtual ~VolumeLister() = default;
+    // Every mounted file system; LocalVolumes picks the ones a user browses.
+    virtual std::vector<MountEntry> MountedVolumes() = 0;
+};
+
 // Calls `changed(mountPoint, mounted)` on its own thread whenever a local volume comes or
 // goes. It polls the mount table, which the kernel marks when mounts change, and also
 // compares it every `interval` (a file that no kernel marks, in tests).
@@ -83,6 +91,8 @@ public:
     DriveDataSource& operator=(const DriveDataSource&) = delete;
 
     void setGuiController(BrowseController* controller) { guiController_ = controller; }
+    // Null goes back to the mount table. Not owned.
+    void setVolumeLister(VolumeLister* lister) { lister_ = lister; }
     void Reload();
     // Both reload the list and have the controller redraw the tree.
     void DriveMount(const std::string& path);
@@ -103,6 +113,7 @@ private:
     std::string mountInfoPath_;
     std::vector<VolumeDescription> volumes_;
     BrowseController* guiController_ = nullptr;
+    VolumeLister* lister_ = nullptr;
     std::shared_ptr<int> alive_ = std::make_shared<int>(0);
     std::unique_ptr<MountWatcher> watcher_;
 };
