@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "BrowseCommands.h"
+#include "CalibrateCommand.h"
 #include "CodecsCommand.h"
 #include "ColourCommand.h"
 #include "ConformCommand.h"
@@ -66,6 +67,8 @@ int main(int argc, char** argv) {
     CLI::App* usage = cli::AddUsageCommand(app, usageOptions);
     cli::PresetsOptions presetsOptions;
     CLI::App* presets = cli::AddPresetsCommand(app, presetsOptions);
+    cli::CalibrateOptions calibrateOptions;
+    CLI::App* calibrate = cli::AddCalibrateCommand(app, calibrateOptions);
 
     try {
         app.parse(argc, argv);
@@ -109,6 +112,7 @@ int main(int argc, char** argv) {
     if (*camera) return cli::RunCamera(cameraOptions);
     if (*usage) return cli::RunUsage(usageOptions);
     if (*presets) return cli::RunPresets(presetsOptions);
+    if (*calibrate) return cli::RunCalibrateCommand(argc, argv, calibrateOptions);
     // No command: the window.
     return cli::RunGuiCommand(argc, argv, guiOptions);
 }

@@ -12,6 +12,7 @@
 #include "look/AppState.h"
 #include "presets/PresetLibrary.h"
 #include "presets/ui/PresetManagerDialog.h"
+#include "shell/CalibrateDialog.h"
 
 namespace ombrel {
 
@@ -266,6 +267,10 @@ void MainWindow::BuildMenus() {
         extract_[i]->setCheckable(true);
         connect(extract_[i], &QAction::triggered, this, [this, i] { controller_->R3DExtractSettingsChanged(i); });
     }
+    settings->addSeparator();
+    QAction* calibrate = settings->addAction("Calibrate Display...");
+    calibrate->setObjectName("calibrateDisplayMenuItem");
+    connect(calibrate, &QAction::triggered, this, [this] { OpenCalibrateDialog(this); });
 }
 
 void MainWindow::WirePorts() {
