@@ -8,7 +8,7 @@ namespace ombrel::cli {
 
 CLI::App* AddCalibrateCommand(CLI::App& app, CalibrateOptions& options) {
     CLI::App* calibrate = app.add_subcommand(
-        "calibrate", "Measure the viewing table: write the test movie and the table, print the largest deviation");
+        "calibrate", "Display calibration off screen: the test movie, the viewing table, its deviation");
     calibrate->add_option("--codec", options.codec, "Codec tag of the test movie (see `ombrel codecs`)")
         ->capture_default_str();
     return calibrate;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 
 #include "core/Log.h"
 #include "core/MainQueue.h"
@@ -124,6 +125,9 @@ void CalibrateGUIController::OpenWindow() {
     CreateTestBufferForFrame(0);
     SetupGLRender();
     DrawTestDataToOpenGLView();
+    // A movie of an earlier run fills the lower view until the next run replaces it.
+    std::error_code ec;
+    if (std::filesystem::exists(cal::MoviePath(), ec)) OpenResultInQTPlayer();
     contrastTextField_->setText(Field(AppState::Instance().csContrast()));
     gammaTextField_->setText(Field(AppState::Instance().csGamma()));
     dlgWindow_->show();
