@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The window's tour under a virtual display: a fresh HOME whose autosave holds the demo clip and
 # a generated movie; tab 2, scrub, bypass on and off, zoom and pan, the next clip, play, a resize,
-# tab 3, a save under a new name, quit; then a start on that project. Screenshots (window and viewer) land in the folder given (default: a scratch one).
+# tab 3, a save under a new name, a calibration run in the codec of tag 9, quit; then a start on that project. Screenshots (window and viewer) land in the folder given (default: a scratch one).
 #   scripts/e2e-gui.sh [BUILD_DIR] [SHOTS_DIR]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -124,6 +124,9 @@ shot 15-presets-after-move
 click doneButton
 answer cancel
 menu File/Find Missing Files...
+menu Settings/Calibrate Display...
+select codecPopup 9
+shot 19-calibrate
 quit
 TOUR
 # A second start opens the project saved above instead of the autosave.
