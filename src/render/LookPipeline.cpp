@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <mutex>
 
 #include "core/Log.h"
@@ -112,6 +113,15 @@ std::string ProbeGlRenderer() {
 
 namespace {
 
+// A render node of the kernel's DRM drivers, or the proprietary driver's device.
+bool HasGpuDevice() {
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/dri", ec)) {
+        if (entry.path().filename().string().rfind("renderD", 0) == 0) return true;
+    }
+    return std::filesystem::exists("/dev/nvidia0", ec);
+}
+
 // Auto resolved on the first render that needs a look stage, so that commands which end
 // before any frame neither make a context nor say anything.
 class PipelineChoice {
@@ -121,6 +131,14 @@ public:
         std::call_once(once_, [this] {
             chosen_ = asked_;
             if (asked_ != LookPipeline::Auto) return;
+            // Without a GPU device OpenGL can only render in software: a context made just to
+            // hear the driver say so costs half a second before the first frame.
+            if (!HasGpuDevice()) {
+                chosen_ = LookPipeline::Cpu;
+                LogInfo("OpenGL renders in software (no GPU device): the look renders on the fast CPU path "
+                        "(--gl to use OpenGL)");
+                return;
+            }
             const std::string renderer = ProbeGlRenderer();
             chosen_ = ChooseLookPipeline(asked_, renderer);
             if (chosen_ == LookPipeline::Cpu) {

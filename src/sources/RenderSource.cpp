@@ -1,6 +1,5 @@
 #include "sources/RenderSource.h"
 
-#include <new>
 
 #include "core/Log.h"
 
@@ -81,13 +80,12 @@ bool RenderSource::SetOutputWidthHeightFit(int32_t width, int32_t height, int32_
     outputHeight_ = h;
     needsResize_ = imageWidth_ != w || imageHeight_ != h;
     // The old buffer goes first, so the two sizes never live side by side.
-    std::vector<uint8_t>().swap(resizeBuffer_);
+    resizeBuffer_.reset();
     const AspectSize aspect = needsResize_ ? AspectSizeForFit(imageWidth_, imageHeight_, w, h, fit) : AspectSize{w, h};
     aspectWidth_ = aspect.width;
     aspectHeight_ = aspect.height;
-    try {
-        resizeBuffer_.assign(static_cast<size_t>(w) * h * 8, 0);
-    } catch (const std::bad_alloc&) {
+    resizeBuffer_ = ZeroedBlock(static_cast<size_t>(w) * h * 8);
+    if (resizeBuffer_.empty()) {
         LogError("Failed to allocate {} bytes of memory for a resize buffer", static_cast<size_t>(w) * h * 8);
         return false;
     }

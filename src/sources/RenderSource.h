@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/ZeroedBlock.h"
 #include "platform/gl/GlContext.h"
 
 namespace ombrel {
@@ -187,7 +188,7 @@ private:
     uint32_t imageWidth_ = 0;
     uint32_t imageHeight_ = 0;
     bool needsResize_ = false;
-    std::vector<uint8_t> resizeBuffer_;
+    ZeroedBlock resizeBuffer_;  // pages taken only when a frame is resized into it
     bool usingPrefetch_ = false;
     uint32_t outputWidth_ = 0;
     uint32_t outputHeight_ = 0;
