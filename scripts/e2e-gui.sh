@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # The window's tour under a virtual display: a fresh HOME whose autosave holds the demo clip and
 # a generated movie; tab 2, scrub, bypass on and off, zoom and pan, the next clip, play, a resize,
-# tab 3, a save under a new name, a calibration run in the codec of tag 9, quit; then a start on that project. Screenshots (window and viewer) land in the folder given (default: a scratch one).
+# a grade of the first clip (typed values, stock, gauge, a level drag, a colour ball), a preset saved,
+# the look changed and the preset loaded back, tab 3 and a DPX render of both clips, a save under a new
+# name, a calibration run in the codec of tag 9, quit; then a start on that project. Screenshots (window and viewer) land in the folder given (default: a scratch one).
 #   scripts/e2e-gui.sh [BUILD_DIR] [SHOTS_DIR]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -85,6 +87,35 @@ idle
 click filmStripCollection 0 0
 idle
 print filenameText
+click useMetadataCheckbox
+print useMetadataCheckbox
+type exposureText 0.5
+print exposureText
+type kelvinText 4800
+type colorAmountText 70
+type blackText 5
+print blackText
+select filmStockPopup 99
+print filmStockPopup
+select filmStockPopup 5
+print filmStockLabel
+select grainSizePopup 200
+drag levelSlider 282 24 231 24
+print whiteText
+drag gammaWheel 46 40 70 30
+idle
+shot g1-graded
+click savePresetButton
+print factoryPresetView
+select filmStockPopup 12
+type exposureText 1.5
+idle
+shot g2-changed
+click factoryPresetView 0 0
+idle
+print exposureText
+print filmStockPopup
+shot g3-preset-loaded
 answer @WORK@/saved.xml
 menu File/Save As...
 print window
@@ -105,7 +136,7 @@ shot 10-render-options
 click renderButton
 wait 0.5
 shot 11-rendering
-idle
+idle 600
 print renderTxtFrames
 shot 12-rendered
 menu File/Load EDL / XML...

@@ -143,11 +143,15 @@ QWidget* MainWindow::BuildFilmTab() {
     side->addWidget(changeCameraButton_);
     side->addStretch(1);
     grid->addLayout(side, 0, 1);
+    filmPanel_ = new FilmSettingsPanel(*controller_, page);
+    grid->addWidget(filmPanel_, 0, 2);
 
     scrubSlider_ = new ScrubberSlider(page);
-    grid->addWidget(scrubSlider_, 1, 0, 1, 2);
+    grid->addWidget(scrubSlider_, 1, 0, 1, 3);
     filmStrip_ = new FilmStripView(&controller_->shotList(), page);
-    grid->addWidget(filmStrip_, 2, 0, 1, 2);
+    grid->addWidget(filmStrip_, 2, 0, 1, 3);
+    presetBar_ = new PresetBarView(*controller_, page);
+    grid->addWidget(presetBar_, 3, 0, 1, 3);
     grid->setColumnStretch(0, 1);
     grid->setRowStretch(0, 1);
 
@@ -158,9 +162,7 @@ QWidget* MainWindow::BuildFilmTab() {
         playCheckbox_->setChecked(!playCheckbox_->isChecked());
         controller_->PlayChanged();
     });
-    connect(useMetadataCheckbox_, &QCheckBox::clicked, this, [this](bool on) {
-        controller_->guiModel()->setUseMetadata(on);
-    });
+    connect(useMetadataCheckbox_, &QCheckBox::clicked, this, [this] { controller_->filmPanel().UseMetadataChecked(); });
     connect(scrubSlider_, &QSlider::sliderMoved, this, [this](int) { controller_->FrameSliderChanged(); });
     connect(scrubSlider_, &QSlider::actionTriggered, this, [this](int) {
         // The slider's value moves after this signal.
@@ -310,6 +312,8 @@ void MainWindow::WirePorts() {
     c.services = services_.get();
     controller_->setControls(c);
     browseTab_->Wire();
+    filmPanel_->Wire(Keep<ControlPort>(keep_, std::make_shared<QtControl>(histogram_)));
+    presetBar_->Wire(c.shotListTable, [this] { return PresetIconFromPreview(preview_->latest().get()); });
     renderTab_->Wire(*modal_, colorSpacePopup_, tabButtons_);
     // Tabs follow the controller: a tab chosen by a project or a script lights its button.
     connect(mainTabView_, &QStackedWidget::currentChanged, this,

@@ -13,6 +13,8 @@
 #include "shell/BrowseTab.h"
 #include "shell/ConformDialog.h"
 #include "services/ui/WindowServices.h"
+#include "shell/FilmSettingsPanel.h"
+#include "shell/PresetBarView.h"
 #include "shell/PreviewWidget.h"
 #include "shell/RenderTab.h"
 #include "shell/ShellControls.h"
@@ -57,6 +59,8 @@ private:
     ScrubberSlider* scrubSlider_ = nullptr;
     HistogramView* histogram_ = nullptr;
     BrowseTab* browseTab_ = nullptr;
+    FilmSettingsPanel* filmPanel_ = nullptr;
+    PresetBarView* presetBar_ = nullptr;
     ShotListTable* renderTable_ = nullptr;
     RenderTab* renderTab_ = nullptr;
     ConformDialog* conformDialog_ = nullptr;

@@ -14,6 +14,7 @@
 #include <QStackedWidget>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -97,7 +98,7 @@ bool ScriptRunner::Idle() const {
 void ScriptRunner::Next() {
     if (waitingIdle_) {
         MainQueue::Instance().ServePending();
-        if (!Idle() && ++idlePolls_ < 600) {
+        if (!Idle() && ++idlePolls_ < idleLimit_) {
             Schedule(50);
             return;
         }
@@ -120,6 +121,8 @@ void ScriptRunner::Next() {
         if (words[0] == "idle") {
             waitingIdle_ = true;
             idlePolls_ = 0;
+            // Polls of 50 ms: 30 s unless the line names more (a render on a busy machine).
+            idleLimit_ = words.size() > 1 ? std::max(1, static_cast<int>(std::atof(words[1].c_str()) * 20.0)) : 600;
             Schedule(50);
             return;
         }
@@ -286,6 +289,8 @@ bool ScriptRunner::Run(const std::vector<std::string>& w, const std::string& lin
         else if (auto* b = qobject_cast<QAbstractButton*>(target)) value = b->isChecked() ? "1" : "0";
         else if (auto* a = qobject_cast<QAction*>(target)) value = a->isChecked() ? "1" : "0";
         else if (auto* t = qobject_cast<QStackedWidget*>(target)) value = std::to_string(t->currentIndex() + 1);
+        else if (auto* v = qobject_cast<QAbstractItemView*>(target); v && v->model())
+            value = std::to_string(v->model()->rowCount());  // a list prints its length
         else if (target == &window_) value = window_.windowTitle().toStdString();
         else return Fail(w[1] + " has no value to print");
         std::printf("%s=%s\n", w[1].c_str(), value.c_str());

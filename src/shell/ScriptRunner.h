@@ -10,7 +10,7 @@ class MainWindow;
 // Drives the window from a text file, one line at a time from a timer, so that it reaches
 // modals too; used for the end-to-end tour and its screenshots. Lines:
 //   click NAME [ROW COL] | select NAME TAG | type NAME TEXT | key KEY [NAME] | slider NAME V
-//   menu M/Item | answer PATH|ok|cancel | print NAME | wait S | idle | shot NAME | quit
+//   menu M/Item | answer PATH|ok|cancel | print NAME | wait S | idle [S] | shot NAME | quit
 // and, for the tour, drag NAME X1 Y1 X2 Y2 (a pan in the viewer) and resize W H (the window).
 // A line that cannot be carried out is reported with its number and ends the run.
 class ScriptRunner {
@@ -34,6 +34,7 @@ private:
     bool failed_ = false;
     bool waitingIdle_ = false;
     int idlePolls_ = 0;
+    int idleLimit_ = 600;
 };
 
 }  // namespace ombrel

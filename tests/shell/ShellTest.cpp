@@ -16,18 +16,12 @@
 #include "shell/MainWindow.h"
 #include "shell/logic/RenderPanel.h"
 #include "support/TempDir.h"
+#include "OffscreenApp.h"
 
 namespace ombrel {
 namespace {
 
-QApplication& App() {
-    static int argc = 1;
-    static char name[] = "shell_tests";
-    static char* argv[] = {name, nullptr};
-    setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    static QApplication app(argc, argv);
-    return app;
-}
+QApplication& App() { return test::OffscreenApp(); }
 
 TEST(IniPreferencesStore, ScalarsPlainAndContainersAsPropertyLists) {
     test::TempDir dir;

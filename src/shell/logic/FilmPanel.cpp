@@ -272,6 +272,7 @@ void FilmPanel::UseDefaults() {
 }
 
 void FilmPanel::ClearPresetNumber() {
+    if (holdPresetNumber_) return;
     const auto& filename = model().filename();
     if (!filename || filename->empty()) return;
     SettingsManager& settings = SettingsManager::Instance();

@@ -128,6 +128,8 @@ public:
     void SetBlurRadius();
     void UpdateSCurveSliderSize();
     void ClearPresetNumber();
+    // While held, changes keep the preset number: loading a preset sets the stock itself.
+    void setHoldPresetNumber(bool hold) { holdPresetNumber_ = hold; }
     // One round of the forced updates: the swatch and the histogram.
     void ForceUpdateRound();
 
@@ -146,6 +148,7 @@ private:
     GuiController& gui_;
     FilmPanelControls c_;
     bool textEditInProgress_ = false;
+    bool holdPresetNumber_ = false;
     PanelText editing_ = PanelText::Exposure;
     std::string textEditHolder_;
 };

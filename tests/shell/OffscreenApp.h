@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QApplication>
+
+#include <cstdlib>
+
+namespace ombrel::test {
+
+// The one application object of the Qt tests, on the offscreen platform.
+inline QApplication& OffscreenApp() {
+    static int argc = 1;
+    static char name[] = "shell_tests";
+    static char* argv[] = {name, nullptr};
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    static QApplication app(argc, argv);
+    return app;
+}
+
+}  // namespace ombrel::test
