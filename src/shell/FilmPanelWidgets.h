@@ -124,6 +124,9 @@ public:
     void onMoved(std::function<void()> fn) { onMoved_ = std::move(fn); }
     void onReset(std::function<void()> fn) { onReset_ = std::move(fn); }
     QSize sizeHint() const override { return {92, 106}; }
+    // The wheel's centre and outer radius; a full-strength puck sits at 0.8 of the radius.
+    QPointF Centre() const;
+    double Radius() const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -133,8 +136,6 @@ protected:
 
 private:
     static constexpr int kTitle = 14;
-    QPointF Centre() const;
-    double Radius() const;
     void MoveTo(const QPointF& at);
     QString title_;
     float strength_ = 0.0f, angle_ = 0.0f;

@@ -152,8 +152,8 @@ TEST_F(FilmPanelView, StocksGaugesAndBalls) {
     window_->show();
     auto* box = Find<ColorBallsBox>("filmBallsBox");
     ColorWheel* mid = box->wheel(1);
-    Mouse(mid, QEvent::MouseButtonPress, QPointF(mid->width() * 0.75, mid->height() / 2.0));
-    EXPECT_GT(model_->ballInfo().m[0], 0.3f);
+    Mouse(mid, QEvent::MouseButtonPress, mid->Centre() + QPointF(mid->Radius() * 0.4, 0));
+    EXPECT_NEAR(model_->ballInfo().m[0], 0.5f, 0.05f);
     EXPECT_NEAR(model_->ballInfo().m[1], 0.0f, 0.05f);
     box->slider(2)->setValue(900);
     ASSERT_NE(model_->gain(), 1.0f);

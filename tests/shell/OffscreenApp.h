@@ -12,8 +12,9 @@ inline QApplication& OffscreenApp() {
     static char name[] = "shell_tests";
     static char* argv[] = {name, nullptr};
     setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    static QApplication app(argc, argv);
-    return app;
+    // Never destroyed: at exit it would outlive the input devices that test events made, and crash.
+    static QApplication* app = new QApplication(argc, argv);
+    return *app;
 }
 
 }  // namespace ombrel::test
