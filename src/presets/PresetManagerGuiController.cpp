@@ -146,6 +146,8 @@ void PresetManagerGuiController::DonePressed() {
     if (port_) port_->CloseSheet();
     RearrangeControllers();
     SettingsManager::Instance().ReformPresetLookup();
+    // Moves and trashing may have emptied or filled the library the window's bar shows.
+    if (mainGuiController_) mainGuiController_->RefreshPresetGroups();
 }
 
 void PresetManagerGuiController::LibrarySelected() {

@@ -89,6 +89,7 @@ public:
 
     void setPort(PresetManagerPort* port) { port_ = port; }
     void setMainGuiController(PresetGroupsListener* main) { mainGuiController_ = main; }
+    PresetGroupsListener* mainGuiController() const { return mainGuiController_; }
 
     // The first run; also fills the popups.
     Status AwakeFromNib();

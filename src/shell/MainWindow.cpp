@@ -32,6 +32,21 @@ QCheckBox* Checkbox(const char* name, const char* title, QWidget* parent) {
     return c;
 }
 
+// The preset manager tells the window's preset bar when libraries or names change; it lives as
+// long as the sheet that calls it.
+class PresetBarListener : public QObject, public presets::PresetGroupsListener {
+public:
+    PresetBarListener(PresetBar& bar, QObject* parent) : QObject(parent), bar_(bar) {}
+    void RefreshPresetGroups() override {
+        bar_.RefreshPresetGroups();
+        bar_.PresetTabChanged();
+    }
+    void PresetRenamed(const RenderPreset& preset) override { bar_.PresetRenamed(preset); }
+
+private:
+    PresetBar& bar_;
+};
+
 template <typename T>
 T* Keep(std::vector<std::shared_ptr<void>>& keep, std::shared_ptr<T> p) {
     keep.push_back(p);
@@ -236,6 +251,8 @@ void MainWindow::BuildMenus() {
             sheet = new presets::PresetManagerDialog(
                 this, [this](const std::string& t) { return modal_->ChooseSavePath(t); },
                 [this](const std::string& t) { return modal_->ChooseFile(t); });
+        if (!sheet->controller().mainGuiController())
+            sheet->controller().setMainGuiController(new PresetBarListener(presetBar_->bar(), sheet));
         sheet->controller().OpenPresetWindow();
     });
     settings->addSeparator();

@@ -4,22 +4,15 @@
 #include <QImage>
 #include <QLineEdit>
 
-#include <cstdlib>
 
 #include "look/AppState.h"
 #include "shell/CalibrateDialog.h"
+#include "OffscreenApp.h"
 
 namespace ombrel {
 namespace {
 
-QApplication& App() {
-    static int argc = 1;
-    static char name[] = "shell_tests";
-    static char* argv[] = {name, nullptr};
-    setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    static QApplication app(argc, argv);
-    return app;
-}
+QApplication& App() { return test::OffscreenApp(); }
 
 // The pipeline's view of frame 0 in the grab: each sample point reads its own cell's colour, and
 // so do the cell's first and last rows and columns around it.
