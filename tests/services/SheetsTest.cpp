@@ -12,21 +12,14 @@
 #include "services/ui/CameraSheets.h"
 #include "services/ui/MessageSheet.h"
 #include "support/TempDir.h"
+#include "support/OffscreenApp.h"
 
 namespace ombrel::services {
 namespace {
 
 namespace fs = std::filesystem;
 
-QApplication& App() {
-    static int argc = 1;
-    static char name[] = "services_ui_tests";
-    static char* argv[] = {name, nullptr};
-    setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    // Never destroyed: its devices outlive the platform plugin at exit otherwise.
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
-}
+QApplication& App() { return test::OffscreenApp(); }
 
 struct FakeClip : CameraClipPort {
     ClipSettingsPtr settings = std::make_shared<ClipSettings>();

@@ -8,25 +8,17 @@
 #include <QKeyEvent>
 #include <QUrl>
 
-#include <cstdlib>
 
 #include "core/MainQueue.h"
 #include "core/Paths.h"
 #include "shell/BrowseTab.h"
 #include "support/ClipFiles.h"
+#include "support/OffscreenApp.h"
 
 namespace ombrel {
 namespace {
 
-// Never destroyed: a key event leaves an input device whose teardown after exit() would crash.
-QApplication& App() {
-    static int argc = 1;
-    static char name[] = "shell_browse_tests";
-    static char* argv[] = {name, nullptr};
-    setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
-}
+QApplication& App() { return test::OffscreenApp(); }
 
 struct FakeLister : VolumeLister {
     std::vector<MountEntry> mounted = {{"/", "/", "ext4", "/dev/sda1"}, {"/", "/net", "autofs", "auto.net"}};

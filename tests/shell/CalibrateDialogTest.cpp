@@ -7,7 +7,7 @@
 
 #include "look/AppState.h"
 #include "shell/CalibrateDialog.h"
-#include "OffscreenApp.h"
+#include "support/OffscreenApp.h"
 
 namespace ombrel {
 namespace {

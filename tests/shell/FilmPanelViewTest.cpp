@@ -7,7 +7,7 @@
 
 #include <cmath>
 
-#include "OffscreenApp.h"
+#include "support/OffscreenApp.h"
 #include "look/LutManager.h"
 #include "shell/MainWindow.h"
 

@@ -16,7 +16,7 @@
 #include "shell/MainWindow.h"
 #include "shell/logic/RenderPanel.h"
 #include "support/TempDir.h"
-#include "OffscreenApp.h"
+#include "support/OffscreenApp.h"
 
 namespace ombrel {
 namespace {
