@@ -3,7 +3,7 @@
 # a generated movie; tab 2, scrub, bypass on and off, zoom and pan, the next clip, play, a resize,
 # a grade of the first clip (typed values, stock, gauge, a level drag, a colour ball), a preset saved,
 # the look changed and the preset loaded back, tab 3 and a DPX render of both clips, a save under a new
-# name, a calibration run in the codec of tag 9, quit; then a start on that project. Screenshots (window and viewer) land in the folder given (default: a scratch one).
+# name, a calibration run in the codec of tag 9, quit; then a start on that project with the movie moved away, relinked by Find Missing Files. Screenshots (window and viewer) land in the folder given (default: a scratch one).
 #   scripts/e2e-gui.sh [BUILD_DIR] [SHOTS_DIR]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -168,16 +168,26 @@ click tab2button
 idle
 print filenameText
 shot 10-project
+answer @WORK@/moved
+menu File/Find Missing Files...
+idle
+shot 10b-relinked
 quit
 TOUR
-sed -i "s|@WORK@|$work|g" "$work/tour.txt"
+sed -i "s|@WORK@|$work|g" "$work/tour.txt" "$work/project.txt"
 
 run() { xvfb-run -a -s "-screen 0 1920x1080x24" "$ombrel" gui "$@"; }
 run --script "$work/tour.txt" --shots "$shots"
 # What the render's run left, before the second start autosaves over it.
 cp "$HOME/Documents/Ombrel/Autosave/temp_save.xml" "$work/rendered.xml"
 [[ -f $work/saved.xml ]] || { echo "e2e-gui: File > Save As wrote nothing" >&2; exit 1; }
+# The movie moves away before the second start; Find Missing Files finds it in the folder it went to.
+mkdir -p "$work/moved/Day 2"
+mv "$work/clips/movie.mov" "$work/moved/Day 2/"
 run --project "$work/saved.xml" --script "$work/project.txt" --shots "$shots"
+grep -q "moved/Day 2/movie.mov" "$HOME/Documents/Ombrel/Autosave/temp_save.xml" || { echo "e2e-gui: Find Missing Files did not relink the movie" >&2; exit 1; }
+# The command line's render below reads the movie where the first run found it.
+ln "$work/moved/Day 2/movie.mov" "$work/clips/movie.mov"
 
 # The service sheets against a server on the loopback: the offer of a new version in the reply to
 # the launch event, the camera panel, and a data pack that arrives slowly enough to be seen.
