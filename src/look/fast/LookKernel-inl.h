@@ -142,14 +142,32 @@ inline void Pixels(const KernelTables& t, const uint16_t* in, uint16_t* out, boo
         g = Mix(g, Lerp(t.spline, hn::Mul(Clamp01(g), n), 4096), h);
         b = Mix(b, Lerp(t.spline, hn::Mul(Clamp01(b), n), 4096), h);
     }
-    if (t.grain[0]) {
+    if (t.grain[0] || t.grainTexels) {
         const VF level = Clamp01(hn::MulAdd(
             b, hn::Set(df, 0.0722f), hn::MulAdd(g, hn::Set(df, 0.7152f), hn::Mul(r, hn::Set(df, 0.2126f)))));
         const VF x = hn::Mul(level, hn::Set(df, 255.0f));
         const VI at = hn::Add(hn::LoadU(di, columns), hn::Set(di, grainRowBase));
-        r = hn::MulAdd(hn::GatherIndex(df, t.grain[0], at), Lerp(t.grainCurve[0], x, 256), r);
-        g = hn::MulAdd(hn::GatherIndex(df, t.grain[1], at), Lerp(t.grainCurve[1], x, 256), g);
-        b = hn::MulAdd(hn::GatherIndex(df, t.grain[2], at), Lerp(t.grainCurve[2], x, 256), b);
+        VF gr, gg, gb;
+        if (t.grainTexels) {
+            // One 32-bit read a texel, its three bytes through the map's levels, then the
+            // colourfulness and amount as a matrix.
+            const VI texel = hn::GatherOffset(di, reinterpret_cast<const int32_t*>(t.grainTexels), at);
+            const VI byte = hn::Set(di, 0xFF);
+            const VF l0 = hn::GatherIndex(df, t.grainLevels, hn::And(texel, byte));
+            const VF l1 = hn::GatherIndex(df, t.grainLevels, hn::And(hn::ShiftRight<8>(texel), byte));
+            const VF l2 = hn::GatherIndex(df, t.grainLevels, hn::And(hn::ShiftRight<16>(texel), byte));
+            const auto& m = t.grainMix;
+            gr = hn::MulAdd(l2, hn::Set(df, m[2]), hn::MulAdd(l1, hn::Set(df, m[1]), hn::MulAdd(l0, hn::Set(df, m[0]), hn::Set(df, t.grainBias[0]))));
+            gg = hn::MulAdd(l2, hn::Set(df, m[5]), hn::MulAdd(l1, hn::Set(df, m[4]), hn::MulAdd(l0, hn::Set(df, m[3]), hn::Set(df, t.grainBias[1]))));
+            gb = hn::MulAdd(l2, hn::Set(df, m[8]), hn::MulAdd(l1, hn::Set(df, m[7]), hn::MulAdd(l0, hn::Set(df, m[6]), hn::Set(df, t.grainBias[2]))));
+        } else {
+            gr = hn::GatherIndex(df, t.grain[0], at);
+            gg = hn::GatherIndex(df, t.grain[1], at);
+            gb = hn::GatherIndex(df, t.grain[2], at);
+        }
+        r = hn::MulAdd(gr, Lerp(t.grainCurve[0], x, 256), r);
+        g = hn::MulAdd(gg, Lerp(t.grainCurve[1], x, 256), g);
+        b = hn::MulAdd(gb, Lerp(t.grainCurve[2], x, 256), b);
     }
     const VF full = hn::Set(df, 65535.0f);
     const auto r16o = hn::DemoteTo(d16, hn::NearestInt(hn::Mul(Clamp01(r), full)));
@@ -173,9 +191,9 @@ void RenderRowsImpl(const KernelTables& t, const uint16_t* rgb, int width, int y
     HWY_ALIGN uint16_t tailOut[4 * kMaxLanes];
     for (int y = y0; y < y1; ++y) {
         int grainRow = 0;
-        if (t.grain[0]) {
+        if (t.grain[0] || t.grainTexels) {
             grainRow = (grainRow0 + y) % t.grainHeight;
-            grainRow *= t.grainWidth;
+            grainRow *= t.grainTexels ? t.grainRowBytes : t.grainWidth;
         }
         const uint16_t* in = rgb + 3 * w * static_cast<size_t>(y);
         uint16_t* o = out + spp * w * static_cast<size_t>(y);

@@ -30,14 +30,21 @@ struct KernelTables {
     int grainWidth = 0;
     int grainHeight = 0;
     const float* grainCurve[3] = {};  // 256 each
+    // Or the map's own 8-bit RGBA texels, read where they lie: channel k's grain is
+    // sum_j grainMix[3k + j] * grainLevels[byte j] + grainBias[k].
+    const uint8_t* grainTexels = nullptr;
+    int grainRowBytes = 0;
+    const float* grainLevels = nullptr;  // 256
+    std::array<float, 9> grainMix{};
+    std::array<float, 3> grainBias{};
 };
 
 // The most float lanes of any SIMD target: the padding of row buffers.
 inline constexpr size_t kMaxLanes = 64;
 
 // Rows [y0, y1) of a frame `width` wide: `rgb` and `out` point at row 0; `columns` holds the
-// grain column of each x, padded to a whole number of vectors; `grainRow0` is the grain row of
-// frame row 0.
+// grain column of each x (in texels, or in bytes with grainTexels), padded to a whole number
+// of vectors; `grainRow0` is the grain row of frame row 0.
 void RenderRows(const KernelTables& tables, const uint16_t* rgb, int width, int y0, int y1, uint16_t* out, bool rgba,
                 const int32_t* columns, int grainRow0);
 
