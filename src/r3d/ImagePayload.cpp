@@ -1,9 +1,12 @@
 #include "r3d/ImagePayload.h"
 
+#include <libdeflate.h>
 #include <zlib.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <thread>
 
@@ -35,6 +38,30 @@ struct Layout {
     std::vector<size_t> stripeOffsets;  // from data start
     std::vector<size_t> stripeSizes;
 };
+
+struct DecompressorFree {
+    void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
+};
+
+// One decompressor per decoding thread, made on its first stripe and kept for the next frames.
+libdeflate_decompressor& ThreadDecompressor() {
+    thread_local std::unique_ptr<libdeflate_decompressor, DecompressorFree> decompressor;
+    if (!decompressor) decompressor.reset(libdeflate_alloc_decompressor());
+    if (!decompressor) throw std::bad_alloc();
+    return *decompressor;
+}
+
+// Stripe s, stored or inflated, into exactly `raw` bytes at out. The zlib wrapper's checksum
+// is checked, so a damaged stripe fails here.
+bool UnpackStripe(const uint8_t* data, const Layout& layout, uint32_t s, void* out, size_t raw) {
+    const uint8_t* src = data + layout.stripeOffsets[s];
+    if (layout.info.compression == PayloadCompression::kNone) {
+        std::memcpy(out, src, raw);
+        return true;
+    }
+    return libdeflate_zlib_decompress(&ThreadDecompressor(), src, layout.stripeSizes[s], out, raw, nullptr) ==
+           LIBDEFLATE_SUCCESS;
+}
 
 bool IsPayloadAt(const uint8_t* data, size_t size, size_t at) {
     return size >= at + sizeof kImagePayloadMagic && std::memcmp(data + at, kImagePayloadMagic, 8) == 0;
@@ -110,16 +137,7 @@ bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor,
         const uint32_t rows = std::min(info.rowsPerStripe, info.height - stripeRow0);
         const size_t raw = size_t(rows) * rowBytes;
         stripe.resize(raw / 2);
-        const uint8_t* src = data + layout.stripeOffsets[s];
-        if (info.compression == PayloadCompression::kNone) {
-            std::memcpy(stripe.data(), src, raw);
-        } else {
-            uLongf outLen = static_cast<uLongf>(raw);
-            if (uncompress(reinterpret_cast<Bytef*>(stripe.data()), &outLen, src,
-                           static_cast<uLong>(layout.stripeSizes[s])) != Z_OK ||
-                outLen != raw)
-                return false;
-        }
+        if (!UnpackStripe(data, layout, s, stripe.data(), raw)) return false;
         for (uint32_t r = 0; r < rows; ++r) {
             const uint32_t y = stripeRow0 + r;
             if (y < rowBegin || y >= rowEnd) continue;
