@@ -121,6 +121,36 @@ ImagePayloadStatus ReadLayout(const uint8_t* data, size_t size, Layout* layout) 
     return ImagePayloadStatus::kOk;
 }
 
+// The left predictor undone in place on one row of native samples. The three
+// running sums stay in registers: reading back the sample just stored would chain every
+// sample on a store.
+void UndoPredictor(uint16_t* row, uint32_t width) {
+    uint16_t r = row[0], g = row[1], b = row[2];
+    for (uint32_t x = 1; x < width; ++x) {
+        uint16_t* px = row + size_t(x) * 3;
+        px[0] = r = uint16_t(r + px[0]);
+        px[1] = g = uint16_t(g + px[1]);
+        px[2] = b = uint16_t(b + px[2]);
+    }
+}
+
+// A full-size decode into rows that lie one behind the other, as the payload stores them:
+// each stripe inflates straight into its rows of the destination.
+bool DecodeStripesDirect(const uint8_t* data, const Layout& layout, uint32_t stripeBegin, uint32_t stripeEnd,
+                         uint16_t* dst) {
+    const ImagePayloadInfo& info = layout.info;
+    const size_t rowSamples = size_t(info.width) * 3;
+    for (uint32_t s = stripeBegin; s < stripeEnd; ++s) {
+        const uint32_t row0 = s * info.rowsPerStripe;
+        const uint32_t rows = std::min(info.rowsPerStripe, info.height - row0);
+        uint16_t* out = dst + size_t(row0) * rowSamples;
+        if (!UnpackStripe(data, layout, s, out, size_t(rows) * rowSamples * 2)) return false;
+        if (info.predictor)
+            for (uint32_t r = 0; r < rows; ++r) UndoPredictor(out + size_t(r) * rowSamples, info.width);
+    }
+    return true;
+}
+
 // Decodes the source rows [rowBegin, rowEnd) (a whole number of output rows) into the destination.
 bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor, uint32_t outWidth, uint32_t rowBegin,
                          uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
@@ -144,8 +174,7 @@ bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor,
             uint16_t* row = stripe.data() + size_t(r) * rowSamples;
             if constexpr (std::endian::native == std::endian::big)
                 for (size_t i = 0; i < rowSamples; ++i) row[i] = FromLittle(row[i]);
-            if (info.predictor)
-                for (size_t i = 3; i < rowSamples; ++i) row[i] = uint16_t(row[i] + row[i - 3]);
+            if (info.predictor) UndoPredictor(row, info.width);
             auto* out = reinterpret_cast<uint16_t*>(reinterpret_cast<uint8_t*>(dst) + size_t(y / d) * dstRowBytes);
             if (d == 1) {
                 std::memcpy(out, row, rowBytes);
@@ -168,10 +197,20 @@ bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor,
     return true;
 }
 
-bool DecodeRows(const uint8_t* data, const Layout& layout, int divisor, uint32_t outWidth, uint32_t rowBegin,
-                uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
+// Decodes part `part` of `parts` of the picture: whole stripes on the direct road, whole
+// output rows on the other.
+bool DecodePart(const uint8_t* data, const Layout& layout, int divisor, bool direct, uint32_t part, uint32_t parts,
+                uint16_t* dst, size_t dstRowBytes) {
     try {
-        return DecodeRowsUnguarded(data, layout, divisor, outWidth, rowBegin, rowEnd, dst, dstRowBytes);
+        const ImagePayloadInfo& info = layout.info;
+        if (direct)
+            return DecodeStripesDirect(data, layout, info.stripeCount * part / parts,
+                                       info.stripeCount * (part + 1) / parts, dst);
+        uint32_t outW, outH;
+        ScaledSize(info.width, info.height, divisor, &outW, &outH);
+        const uint32_t a = outH * part / parts, b = outH * (part + 1) / parts;
+        return DecodeRowsUnguarded(data, layout, divisor, outW, a * uint32_t(divisor), b * uint32_t(divisor), dst,
+                                   dstRowBytes);
     } catch (const std::bad_alloc&) { return false; }
 }
 
@@ -304,29 +343,22 @@ ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divi
     if (dstRowBytes == 0) dstRowBytes = size_t(outW) * 6;
     if (dstRowBytes < size_t(outW) * 6 || dstCapacity < dstRowBytes * (outH - 1) + size_t(outW) * 6)
         return ImagePayloadStatus::kBadArgument;
-    const int workers = std::clamp(threads, 1, 16);
-    if (workers == 1 || outH < uint32_t(workers) * 2) {
-        return DecodeRows(data, layout, divisor, outW, 0, outH * uint32_t(divisor), dst, dstRowBytes)
-                   ? ImagePayloadStatus::kOk
-                   : ImagePayloadStatus::kCorrupt;
-    }
+    const bool direct = divisor == 1 && dstRowBytes == size_t(outW) * 6 && std::endian::native == std::endian::little;
+    const uint32_t units = direct ? layout.info.stripeCount : outH;
+    const uint32_t workers = std::min<uint32_t>(uint32_t(std::clamp(threads, 1, 16)), std::max(1u, units / 2));
+    if (workers == 1)
+        return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes) ? ImagePayloadStatus::kOk
+                                                                                 : ImagePayloadStatus::kCorrupt;
     std::vector<std::thread> pool;
-    std::vector<char> ok(size_t(workers), 0);
+    std::vector<char> ok(workers, 0);
     try {
-        for (int w = 0; w < workers; ++w) {
-            const uint32_t a = outH * uint32_t(w) / uint32_t(workers);
-            const uint32_t b = outH * uint32_t(w + 1) / uint32_t(workers);
-            pool.emplace_back([&, w, a, b] {
-                ok[size_t(w)] = DecodeRows(data, layout, divisor, outW, a * uint32_t(divisor), b * uint32_t(divisor),
-                                           dst, dstRowBytes);
-            });
-        }
+        for (uint32_t w = 0; w < workers; ++w)
+            pool.emplace_back([&, w] { ok[w] = DecodePart(data, layout, divisor, direct, w, workers, dst, dstRowBytes); });
     } catch (const std::exception&) {
         // No thread to be had: finish on this one.
         for (auto& t : pool) t.join();
-        return DecodeRows(data, layout, divisor, outW, 0, outH * uint32_t(divisor), dst, dstRowBytes)
-                   ? ImagePayloadStatus::kOk
-                   : ImagePayloadStatus::kCorrupt;
+        return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes) ? ImagePayloadStatus::kOk
+                                                                                 : ImagePayloadStatus::kCorrupt;
     }
     for (auto& t : pool) t.join();
     return std::all_of(ok.begin(), ok.end(), [](char c) { return c != 0; }) ? ImagePayloadStatus::kOk

@@ -65,5 +65,26 @@ TEST(R3DImagePayload, OtherDataIsNotOursAndDamageIsCaught) {
               ImagePayloadStatus::kBadArgument);
 }
 
+// Only the checksum at a stripe's end is wrong: the stripe inflates whole and must still fail,
+// on the full-size road straight into the rows, on one and two threads, strided and scaled.
+TEST(R3DImagePayload, AWrongChecksumInAnyStripeIsDamageOnEveryRoad) {
+    const uint32_t w = 33, h = 20;  // four stripes, the last one short
+    const auto pic = Noise(w, h, 5);
+    std::vector<uint8_t> payload;
+    ASSERT_TRUE(EncodeImagePayload(pic.data(), w, h, 0, {.rowsPerStripe = 6}, &payload));
+    std::vector<uint16_t> out(size_t(w + 1) * h * 3);
+    size_t end = kImagePayloadHeaderSize + 4 * 4;
+    for (size_t s = 0; s < 4; ++s) {
+        end += payload[32 + 4 * s] | payload[33 + 4 * s] << 8 | payload[34 + 4 * s] << 16;
+        auto damaged = payload;
+        damaged[end - 1] ^= 1;
+        for (auto [divisor, rowBytes, threads] : {std::tuple{1, 0, 1}, {1, 0, 2}, {1, int(w + 1) * 6, 1}, {2, 0, 1}})
+            EXPECT_EQ(DecodeImagePayload(damaged.data(), damaged.size(), divisor, out.data(), out.size() * 2,
+                                         size_t(rowBytes), threads),
+                      ImagePayloadStatus::kCorrupt)
+                << s << ' ' << divisor << ' ' << rowBytes << ' ' << threads;
+    }
+}
+
 }  // namespace
 }  // namespace ombrel::r3d
