@@ -1,5 +1,7 @@
 #include "r3d/ImagePayload.h"
 
+#include "core/ThreadPool.h"
+
 #include <libdeflate.h>
 #include <zlib.h>
 
@@ -8,7 +10,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <thread>
 
 namespace ombrel::r3d {
 
@@ -349,20 +350,24 @@ ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divi
     if (workers == 1)
         return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes) ? ImagePayloadStatus::kOk
                                                                                  : ImagePayloadStatus::kCorrupt;
-    std::vector<std::thread> pool;
-    std::vector<char> ok(workers, 0);
+    // The process's pool, not threads of our own: a render's look runs there too, and its loops
+    // and ours take turns instead of crowding the cores.
+    const uint32_t parts = direct ? units : workers;
     try {
-        for (uint32_t w = 0; w < workers; ++w)
-            pool.emplace_back([&, w] { ok[w] = DecodePart(data, layout, divisor, direct, w, workers, dst, dstRowBytes); });
-    } catch (const std::exception&) {
-        // No thread to be had: finish on this one.
-        for (auto& t : pool) t.join();
+        std::vector<char> ok(parts, 0);
+        ThreadPool::Shared().ParallelFor(
+            parts, 1,
+            [&](size_t begin, size_t end) {
+                for (size_t p = begin; p < end; ++p)
+                    ok[p] = DecodePart(data, layout, divisor, direct, uint32_t(p), parts, dst, dstRowBytes);
+            },
+            workers);
+        return std::all_of(ok.begin(), ok.end(), [](char c) { return c != 0; }) ? ImagePayloadStatus::kOk
+                                                                                : ImagePayloadStatus::kCorrupt;
+    } catch (const std::bad_alloc&) {
         return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes) ? ImagePayloadStatus::kOk
                                                                                  : ImagePayloadStatus::kCorrupt;
     }
-    for (auto& t : pool) t.join();
-    return std::all_of(ok.begin(), ok.end(), [](char c) { return c != 0; }) ? ImagePayloadStatus::kOk
-                                                                            : ImagePayloadStatus::kCorrupt;
 }
 
 }  // namespace ombrel::r3d

@@ -63,7 +63,8 @@ void ScaledSize(uint32_t width, uint32_t height, int divisor, uint32_t* outWidth
 
 // Decodes into interleaved 16-bit RGB at width / divisor by height / divisor (each output pixel
 // the mean of a divisor x divisor block), rows dstRowBytes apart (0 for 6 * output width).
-// dstCapacity is the destination's size in bytes. threads above 1 decode stripes in parallel.
+// dstCapacity is the destination's size in bytes. threads above 1 decode stripes in parallel on
+// the process's pool.
 ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divisor, uint16_t* dst, size_t dstCapacity,
                                       size_t dstRowBytes = 0, int threads = 1);
 
