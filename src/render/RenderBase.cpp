@@ -409,7 +409,7 @@ void RenderBase::PreFetch(PreFetchData& data) {
                 // nobody would free a slot any more.
                 while (!source->PreFectchFrame(f)) {
                     if (ShouldCancel() || data.shouldExit) break;
-                    std::this_thread::sleep_for(kPrefetchRetry);
+                    source->WaitForFreeSlot(kPrefetchRetry);
                 }
             }
             if (ShouldCancel() || data.shouldExit) break;
@@ -461,6 +461,9 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
     const uint32_t ow = source.OutputWidth();
     const uint32_t oh = source.OutputHeight();
 
+    // The first frames decode while the look's tables load.
+    PrefetchStopper stopper(*this);
+    if (!StartPrefetchThreadEndingFrameFlagsUseFrameFlags(first, last, &setup.frameFlags, setup.useFrameFlags)) return;
     std::unique_ptr<FrameProcessor> processor = MakeFrameProcessor();
     processor->setUseRenderContext(true);
     processor->setImageWidth(source.Width());
@@ -508,16 +511,11 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
     params.writeToDiskData = frameBuffer.data();
 
     if (!BeginFrameSequence(setup, first, last)) return;
-    bool completed = false;
-    {
-        PrefetchStopper stopper(*this);
-        if (StartPrefetchThreadEndingFrameFlagsUseFrameFlags(first, last, &setup.frameFlags, setup.useFrameFlags)) {
-            LogDebug("RenderR3DFrameSequenceStarting starting from {} to {}", first, last);
-            completed = RunFrameLoop(setup, first, last, false, processor.get(), &params);
-        }
-        processor.reset();
-        frameBuffer.reset();
-    }
+    LogDebug("RenderR3DFrameSequenceStarting starting from {} to {}", first, last);
+    const bool completed = RunFrameLoop(setup, first, last, false, processor.get(), &params);
+    StopPrefetchThread();
+    processor.reset();
+    frameBuffer.reset();
     EndFrameSequence(setup, completed);
 }
 
@@ -562,7 +560,12 @@ int32_t RenderBase::WaitForFrame(int frame, bool movie, uint8_t** buffer) {
         // A producer that has ended will bring nothing more: one last look, then give up.
         if (producerDone) return kFrameFailed;
         producerDone = !pfdata_ || !pfdata_->active.load();
-        if (!producerDone) std::this_thread::sleep_for(interval);
+        if (producerDone) continue;
+        if (movie) {
+            std::this_thread::sleep_for(interval);
+        } else {
+            source.WaitForFrameLanding(frame, interval);
+        }
     }
 }
 

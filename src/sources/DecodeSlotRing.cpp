@@ -15,13 +15,13 @@ DecodeSlotRing::DecodeSlotRing(int count, size_t bytesPerSlot) : bytesPerSlot_(b
     if (count <= 0) return;
     const size_t stride = RoundUp(bytesPerSlot);
     const size_t total = stride * static_cast<size_t>(count) + kAlignment;
-    storage_.reset(new (std::nothrow) uint8_t[total]);
-    if (!storage_) {
+    storage_ = ZeroedBlock(total);
+    if (storage_.empty()) {
         LogError("Failed to allocate {} bytes of memory for decode slots", total);
         return;
     }
-    auto base = reinterpret_cast<uintptr_t>(storage_.get());
-    uint8_t* aligned = storage_.get() + (RoundUp(base) - base);
+    auto base = reinterpret_cast<uintptr_t>(storage_.data());
+    uint8_t* aligned = storage_.data() + (RoundUp(base) - base);
     for (int i = 0; i < count; ++i) {
         auto slot = std::make_unique<Slot>();
         slot->data = aligned + stride * static_cast<size_t>(i);
@@ -47,18 +47,21 @@ int DecodeSlotRing::Claim(int32_t frame) {
 
 void DecodeSlotRing::MarkReady(int slot) {
     slots_[static_cast<size_t>(slot)]->ready.store(true, std::memory_order_release);
+    Announce();
 }
 
 void DecodeSlotRing::MarkFailed(int slot) {
     Slot& s = *slots_[static_cast<size_t>(slot)];
     s.failed.store(true, std::memory_order_release);
     s.ready.store(true, std::memory_order_release);
+    Announce();
 }
 
 void DecodeSlotRing::Unclaim(int slot) {
     Slot& s = *slots_[static_cast<size_t>(slot)];
     s.targetFrame.store(-1, std::memory_order_release);
     s.discarded.store(true, std::memory_order_release);
+    Announce();
 }
 
 uint8_t* DecodeSlotRing::Data(int slot) const { return slots_[static_cast<size_t>(slot)]->data; }
@@ -92,7 +95,38 @@ bool DecodeSlotRing::Discard(int32_t frame) {
     if (found->discarded.load(std::memory_order_acquire)) return true;
     found->locked.store(false, std::memory_order_release);
     found->discarded.store(true, std::memory_order_release);
+    Announce();
     return true;
+}
+
+bool DecodeSlotRing::Landed(int32_t frame) const {
+    for (const auto& p : slots_)
+        if (p->targetFrame.load(std::memory_order_acquire) == frame && p->ready.load(std::memory_order_acquire))
+            return true;
+    return false;
+}
+
+bool DecodeSlotRing::HasFreeSlot() const {
+    for (const auto& p : slots_)
+        if (p->discarded.load(std::memory_order_acquire)) return true;
+    return false;
+}
+
+void DecodeSlotRing::Announce() {
+    // Taking the lock orders this change after a waiter's last look at the flags, so the
+    // notify cannot fall between its look and its wait.
+    { std::lock_guard lock(waitMutex_); }
+    changed_.notify_all();
+}
+
+void DecodeSlotRing::WaitForFrame(int32_t frame, std::chrono::milliseconds longest) {
+    std::unique_lock lock(waitMutex_);
+    changed_.wait_for(lock, longest, [&] { return Landed(frame); });
+}
+
+void DecodeSlotRing::WaitForFreeSlot(std::chrono::milliseconds longest) {
+    std::unique_lock lock(waitMutex_);
+    changed_.wait_for(lock, longest, [&] { return HasFreeSlot(); });
 }
 
 int DecodeSlotRing::InFlight() const {

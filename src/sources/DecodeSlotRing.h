@@ -1,10 +1,15 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <vector>
+
+#include "core/ZeroedBlock.h"
 
 namespace ombrel {
 
@@ -46,6 +51,13 @@ public:
     // Frames claimed and not yet discarded, for tests and diagnostics.
     int InFlight() const;
 
+    // Consumer. Returns once `frame` is ready or failed, or after `longest`: the render loop
+    // hears of a frame when it lands, not at its next poll.
+    void WaitForFrame(int32_t frame, std::chrono::milliseconds longest);
+    // Producer. Returns once a slot is free, or after `longest`.
+    void WaitForFreeSlot(std::chrono::milliseconds longest);
+    bool HasFreeSlot() const;
+
 private:
     struct Slot {
         std::atomic<int32_t> targetFrame{-1};
@@ -55,7 +67,13 @@ private:
         std::atomic<bool> discarded{true};
         uint8_t* data = nullptr;
     };
-    std::unique_ptr<uint8_t[]> storage_;
+    bool Landed(int32_t frame) const;
+    // Wakes the other side; the flags themselves stay lock-free.
+    void Announce();
+
+    std::mutex waitMutex_;
+    std::condition_variable changed_;
+    ZeroedBlock storage_;  // pages taken as frames are decoded into them
     std::vector<std::unique_ptr<Slot>> slots_;
     size_t bytesPerSlot_ = 0;
 };

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <new>
+#include <thread>
 
 #include "core/Log.h"
 #include "sources/AuFile.h"
@@ -337,6 +338,22 @@ int32_t R3DFile::RetrieveBufferForFrame(int32_t frame, uint8_t** data) {
 }
 
 bool R3DFile::DiscardFrame(int32_t frame) { return ring_ && ring_->Discard(frame); }
+
+void R3DFile::WaitForFrameLanding(int32_t frame, std::chrono::milliseconds longest) {
+    if (ring_) {
+        ring_->WaitForFrame(frame, longest);
+    } else {
+        std::this_thread::sleep_for(longest);
+    }
+}
+
+void R3DFile::WaitForFreeSlot(std::chrono::milliseconds longest) {
+    if (ring_ && !ring_->HasFreeSlot()) {
+        ring_->WaitForFreeSlot(longest);
+    } else {
+        std::this_thread::sleep_for(longest);
+    }
+}
 
 uint8_t* R3DFile::Buffer() const { return ring_ ? ring_->Data(currentBuffer_) : nullptr; }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -57,6 +58,10 @@ public:
     // 2 with the slot locked when the frame is ready, -1 when it will never decode, else 0.
     int32_t RetrieveBufferForFrame(int32_t frame, uint8_t** data);
     bool DiscardFrame(int32_t frame);
+    void WaitForFrameLanding(int32_t frame, std::chrono::milliseconds longest);
+    // After a failed try: until a slot frees, or, when one is free (the decode failed and
+    // may succeed later), the whole of `longest`.
+    void WaitForFreeSlot(std::chrono::milliseconds longest);
     uint8_t* Buffer() const;
 
     uint32_t Width() const { return width_; }

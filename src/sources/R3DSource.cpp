@@ -235,6 +235,14 @@ int32_t R3DSource::RetrieveBufferForFrame(int32_t frame) {
 
 bool R3DSource::DiscardFrame(int32_t frame) { return r3dFile_ && r3dFile_->DiscardFrame(frame); }
 
+void R3DSource::WaitForFrameLanding(int32_t frame, std::chrono::milliseconds longest) {
+    if (r3dFile_) r3dFile_->WaitForFrameLanding(frame, longest);
+}
+
+void R3DSource::WaitForFreeSlot(std::chrono::milliseconds longest) {
+    if (r3dFile_) r3dFile_->WaitForFreeSlot(longest);
+}
+
 void RegisterR3DSource() {
     SetRenderSourceMaker(SourceKind::R3D, [](const std::string&) -> std::unique_ptr<RenderSource> {
         return std::make_unique<R3DSource>();

@@ -64,6 +64,8 @@ public:
     bool PreFectchFrame(int32_t frame) override;
     int32_t RetrieveBufferForFrame(int32_t frame) override;
     bool DiscardFrame(int32_t frame) override;
+    void WaitForFrameLanding(int32_t frame, std::chrono::milliseconds longest) override;
+    void WaitForFreeSlot(std::chrono::milliseconds longest) override;
 
     bool isPlanar() const { return isPlanar_; }
     const std::array<uint8_t*, 5>& altPlanes() const { return altPlanes_; }

@@ -1,5 +1,6 @@
 #include "sources/RenderSource.h"
 
+#include <thread>
 
 #include "core/Log.h"
 
@@ -64,6 +65,12 @@ bool RenderSource::OpenFileForOutputSizeWithAsyncBuffersUseRocketWillBlur(const 
 }
 
 OriginalSize RenderSource::GetOriginalSizeForPath(const std::string& /*path*/) { return {}; }
+
+void RenderSource::WaitForFrameLanding(int32_t /*frame*/, std::chrono::milliseconds longest) {
+    std::this_thread::sleep_for(longest);
+}
+
+void RenderSource::WaitForFreeSlot(std::chrono::milliseconds longest) { std::this_thread::sleep_for(longest); }
 
 bool RenderSource::SetOutputWidthHeightFit(int32_t width, int32_t height, int32_t fit) {
     if (imageWidth_ == 0 || imageHeight_ == 0) {

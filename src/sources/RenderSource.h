@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -136,6 +137,11 @@ public:
     virtual int32_t RetrieveBufferForFrame(int32_t frame) = 0;
     // Gives the frame's slot back. False when no slot holds it.
     virtual bool DiscardFrame(int32_t frame) = 0;
+    // The consumer's wait between two retrievals: until the frame may have landed, at most
+    // `longest`. Sources without a ring that tells sleep it out.
+    virtual void WaitForFrameLanding(int32_t frame, std::chrono::milliseconds longest);
+    // The producer's wait between two tries: until a slot may be free, at most `longest`.
+    virtual void WaitForFreeSlot(std::chrono::milliseconds longest);
 
     // Sources that run the look themselves (movie sources): the disk render set-up and
     // the processed frame, OutputWidth x OutputHeight with 3 samples per pixel, or 4 with
