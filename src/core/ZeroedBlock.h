@@ -1,16 +1,14 @@
 #pragma once
 
-// A block of zero bytes that costs nothing until it is written: its pages come straight from
-// the kernel, which supplies them zeroed on first touch, so a frame buffer that is only ever
-// partly written (a read-back of 6 bytes a pixel in room for 8) never counts in full. Not
-// calloc: once a large block has been freed, malloc serves the next ones from its heap and
-// calloc must then clear them, which cost a whole-frame memset per buffer at every clip.
-
-#include <sys/mman.h>
+// A block of zero bytes that costs nothing until it is written (see Pages.h), so a frame
+// buffer that is only ever partly written (a read-back of 6 bytes a pixel in room for 8) never
+// counts in full.
 
 #include <cstddef>
 #include <cstdint>
 #include <utility>
+
+#include "core/Pages.h"
 
 namespace ombrel {
 
@@ -18,13 +16,7 @@ class ZeroedBlock {
 public:
     ZeroedBlock() = default;
     // Empty (data() null) when the memory cannot be had.
-    explicit ZeroedBlock(size_t bytes) {
-        if (bytes == 0) return;
-        void* p = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (p == MAP_FAILED) return;
-        data_ = static_cast<uint8_t*>(p);
-        size_ = bytes;
-    }
+    explicit ZeroedBlock(size_t bytes) : data_(static_cast<uint8_t*>(MapPages(bytes))), size_(data_ ? bytes : 0) {}
     ~ZeroedBlock() { reset(); }
     ZeroedBlock(ZeroedBlock&& other) noexcept
         : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
@@ -43,7 +35,7 @@ public:
     size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }
     void reset() {
-        if (data_) ::munmap(data_, size_);
+        UnmapPages(data_, size_);
         data_ = nullptr;
         size_ = 0;
     }

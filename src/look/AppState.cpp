@@ -2,12 +2,22 @@
 
 namespace ombrel {
 
-AppState::AppState() : viewingLUT_(std::make_unique<float[]>(kViewingLUTFloats)) {
-    GenerateColorsyncValues();
-    LoadIdentityViewingLUT();
+AppState::AppState() { GenerateColorsyncValues(); }
+
+float* AppState::ViewingLUT() {
+    std::call_once(viewingLUTOnce_, [this] {
+        viewingLUT_ = std::make_unique<float[]>(kViewingLUTFloats);
+        FillIdentity();
+    });
+    return viewingLUT_.get();
 }
 
 void AppState::LoadIdentityViewingLUT() {
+    ViewingLUT();
+    FillIdentity();
+}
+
+void AppState::FillIdentity() {
     constexpr int n = kViewingLUTSide;
     float* entry = viewingLUT_.get();
     for (int b = 0; b < n; ++b)

@@ -64,7 +64,7 @@ Status DecodeBitmapFile(const std::string& path, BitmapRepPtr* out) {
     rep->bitsPerSample = 8;
     rep->bitsPerPixel = 32;
     rep->bytesPerRow = image->width * 4;
-    rep->data = image->rgba;
+    rep->data.assign(image->rgba.begin(), image->rgba.end());
     *out = std::move(rep);
     return OkStatus();
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/Pages.h"
 #include "core/Status.h"
 
 namespace ombrel {
@@ -21,7 +22,7 @@ struct BitmapRep {
     int samplesPerPixel = 0;
     int bitsPerSample = 0;
     int bitsPerPixel = 0;
-    std::vector<uint8_t> data;  // bytesPerRow * height
+    std::vector<uint8_t, PageAllocator<uint8_t>> data;  // bytesPerRow * height
 
     // An RGBA bitmap of the size, every sample 0; a size below 1 gives an empty bitmap of
     // that size with no data.

@@ -43,7 +43,7 @@ TEST(Bitmap, AnRgbFileDecodesToMeshedRgbaRowsTopFirst) {
               std::tuple(w, h, 4, 8, 32, w * 4));
     std::vector<uint8_t> rgba;
     for (size_t i = 0; i < rgb.size(); i += 3) rgba.insert(rgba.end(), {rgb[i], rgb[i + 1], rgb[i + 2], 255});
-    EXPECT_EQ(rep->data, rgba);
+    EXPECT_EQ(std::vector<uint8_t>(rep->data.begin(), rep->data.end()), rgba);
     EXPECT_EQ(rep->row(h - 1), rep->data.data() + (h - 1) * w * 4);
     // What is no image gives null and says why.
     test::WriteWholeFile(dir / "text.bin", "grain, but not as a picture");
@@ -59,7 +59,7 @@ TEST(Bitmap, NewBitmapsAreZeroedRgbaOrNullWhenTheyCannotBe) {
     auto rep = BitmapRep::TryRgba8(5, 3);
     ASSERT_TRUE(rep);
     EXPECT_EQ(std::tuple(rep->bytesPerRow, rep->bitsPerPixel / rep->bitsPerSample), std::tuple(20, 4));
-    EXPECT_EQ(rep->data, std::vector<uint8_t>(60, 0));
+    EXPECT_EQ(std::vector<uint8_t>(rep->data.begin(), rep->data.end()), std::vector<uint8_t>(60, 0));
     EXPECT_FALSE(BitmapRep::TryRgba8(0, 3) || BitmapRep::TryRgba8(3, -1));
     EXPECT_FALSE(BitmapRep::TryRgba8(INT_MAX / 4 + 1, 1)) << "a row an int cannot count";
     EXPECT_FALSE(BitmapRep::TryRgba8(1 << 28, 1 << 20)) << "a petabyte";
