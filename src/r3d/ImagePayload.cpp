@@ -135,10 +135,20 @@ void UndoPredictor(uint16_t* row, uint32_t width) {
     }
 }
 
+void Develop(uint16_t* px, uint32_t pixels, const SampleTables* tables) {
+    if (!tables) return;
+    const uint16_t *r = tables->channel[0], *g = tables->channel[1], *b = tables->channel[2];
+    for (uint32_t x = 0; x < pixels; ++x, px += 3) {
+        px[0] = r[px[0]];
+        px[1] = g[px[1]];
+        px[2] = b[px[2]];
+    }
+}
+
 // A full-size decode into rows that lie one behind the other, as the payload stores them:
 // each stripe inflates straight into its rows of the destination.
 bool DecodeStripesDirect(const uint8_t* data, const Layout& layout, uint32_t stripeBegin, uint32_t stripeEnd,
-                         uint16_t* dst) {
+                         uint16_t* dst, const SampleTables* tables) {
     const ImagePayloadInfo& info = layout.info;
     const size_t rowSamples = size_t(info.width) * 3;
     for (uint32_t s = stripeBegin; s < stripeEnd; ++s) {
@@ -146,15 +156,18 @@ bool DecodeStripesDirect(const uint8_t* data, const Layout& layout, uint32_t str
         const uint32_t rows = std::min(info.rowsPerStripe, info.height - row0);
         uint16_t* out = dst + size_t(row0) * rowSamples;
         if (!UnpackStripe(data, layout, s, out, size_t(rows) * rowSamples * 2)) return false;
-        if (info.predictor)
-            for (uint32_t r = 0; r < rows; ++r) UndoPredictor(out + size_t(r) * rowSamples, info.width);
+        for (uint32_t r = 0; r < rows; ++r) {
+            uint16_t* row = out + size_t(r) * rowSamples;
+            if (info.predictor) UndoPredictor(row, info.width);
+            Develop(row, info.width, tables);
+        }
     }
     return true;
 }
 
 // Decodes the source rows [rowBegin, rowEnd) (a whole number of output rows) into the destination.
 bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor, uint32_t outWidth, uint32_t rowBegin,
-                         uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes) {
+                         uint32_t rowEnd, uint16_t* dst, size_t dstRowBytes, const SampleTables* tables) {
     const ImagePayloadInfo& info = layout.info;
     const size_t rowSamples = size_t(info.width) * 3;
     const size_t rowBytes = rowSamples * 2;
@@ -178,6 +191,7 @@ bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor,
             if (info.predictor) UndoPredictor(row, info.width);
             auto* out = reinterpret_cast<uint16_t*>(reinterpret_cast<uint8_t*>(dst) + size_t(y / d) * dstRowBytes);
             if (d == 1) {
+                Develop(row, info.width, tables);
                 std::memcpy(out, row, rowBytes);
                 continue;
             }
@@ -191,8 +205,10 @@ bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor,
                     acc[2] += px[3 * k + 2];
                 }
             }
-            if (y % d == d - 1)
+            if (y % d == d - 1) {
                 for (size_t i = 0; i < sums.size(); ++i) out[i] = uint16_t((sums[i] + area / 2) / area);
+                Develop(out, outWidth, tables);
+            }
         }
     }
     return true;
@@ -201,17 +217,17 @@ bool DecodeRowsUnguarded(const uint8_t* data, const Layout& layout, int divisor,
 // Decodes part `part` of `parts` of the picture: whole stripes on the direct road, whole
 // output rows on the other.
 bool DecodePart(const uint8_t* data, const Layout& layout, int divisor, bool direct, uint32_t part, uint32_t parts,
-                uint16_t* dst, size_t dstRowBytes) {
+                uint16_t* dst, size_t dstRowBytes, const SampleTables* tables) {
     try {
         const ImagePayloadInfo& info = layout.info;
         if (direct)
             return DecodeStripesDirect(data, layout, info.stripeCount * part / parts,
-                                       info.stripeCount * (part + 1) / parts, dst);
+                                       info.stripeCount * (part + 1) / parts, dst, tables);
         uint32_t outW, outH;
         ScaledSize(info.width, info.height, divisor, &outW, &outH);
         const uint32_t a = outH * part / parts, b = outH * (part + 1) / parts;
         return DecodeRowsUnguarded(data, layout, divisor, outW, a * uint32_t(divisor), b * uint32_t(divisor), dst,
-                                   dstRowBytes);
+                                   dstRowBytes, tables);
     } catch (const std::bad_alloc&) { return false; }
 }
 
@@ -332,7 +348,7 @@ void ScaledSize(uint32_t width, uint32_t height, int divisor, uint32_t* outWidth
 }
 
 ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divisor, uint16_t* dst, size_t dstCapacity,
-                                      size_t dstRowBytes, int threads) {
+                                      size_t dstRowBytes, int threads, const SampleTables* tables) {
     if (divisor != 1 && divisor != 2 && divisor != 4 && divisor != 8 && divisor != 16)
         return ImagePayloadStatus::kBadArgument;
     Layout layout;
@@ -342,13 +358,14 @@ ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divi
     ScaledSize(layout.info.width, layout.info.height, divisor, &outW, &outH);
     if (outW == 0 || outH == 0 || !dst) return ImagePayloadStatus::kBadArgument;
     if (dstRowBytes == 0) dstRowBytes = size_t(outW) * 6;
-    if (dstRowBytes < size_t(outW) * 6 || dstCapacity < dstRowBytes * (outH - 1) + size_t(outW) * 6)
+    if (dstRowBytes < size_t(outW) * 6 || dstCapacity < dstRowBytes * (outH - 1) + size_t(outW) * 6 ||
+        (tables && !(tables->channel[0] && tables->channel[1] && tables->channel[2])))
         return ImagePayloadStatus::kBadArgument;
     const bool direct = divisor == 1 && dstRowBytes == size_t(outW) * 6 && std::endian::native == std::endian::little;
     const uint32_t units = direct ? layout.info.stripeCount : outH;
     const uint32_t workers = std::min<uint32_t>(uint32_t(std::clamp(threads, 1, 16)), std::max(1u, units / 2));
     if (workers == 1)
-        return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes) ? ImagePayloadStatus::kOk
+        return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes, tables) ? ImagePayloadStatus::kOk
                                                                                  : ImagePayloadStatus::kCorrupt;
     // The process's pool, not threads of our own: a render's look runs there too, and its loops
     // and ours take turns instead of crowding the cores.
@@ -359,13 +376,13 @@ ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divi
             parts, 1,
             [&](size_t begin, size_t end) {
                 for (size_t p = begin; p < end; ++p)
-                    ok[p] = DecodePart(data, layout, divisor, direct, uint32_t(p), parts, dst, dstRowBytes);
+                    ok[p] = DecodePart(data, layout, divisor, direct, uint32_t(p), parts, dst, dstRowBytes, tables);
             },
             workers);
         return std::all_of(ok.begin(), ok.end(), [](char c) { return c != 0; }) ? ImagePayloadStatus::kOk
                                                                                 : ImagePayloadStatus::kCorrupt;
     } catch (const std::bad_alloc&) {
-        return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes) ? ImagePayloadStatus::kOk
+        return DecodePart(data, layout, divisor, direct, 0, 1, dst, dstRowBytes, tables) ? ImagePayloadStatus::kOk
                                                                                  : ImagePayloadStatus::kCorrupt;
     }
 }

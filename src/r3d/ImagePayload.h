@@ -45,6 +45,12 @@ enum class ImagePayloadStatus {
 
 const char* ImagePayloadStatusText(ImagePayloadStatus status);
 
+// Tables that every decoded sample goes through, one per channel of 65536 entries each: a
+// development of the picture, done while its rows are at hand.
+struct SampleTables {
+    const uint16_t* channel[3] = {nullptr, nullptr, nullptr};
+};
+
 // Encodes width x height pixels of interleaved 16-bit RGB (rowStride samples apart, 0 for
 // 3 * width) and appends the payload to *out. False for a size of 0 or above the maximum.
 bool EncodeImagePayload(const uint16_t* rgb, uint32_t width, uint32_t height, size_t rowStride,
@@ -64,8 +70,8 @@ void ScaledSize(uint32_t width, uint32_t height, int divisor, uint32_t* outWidth
 // Decodes into interleaved 16-bit RGB at width / divisor by height / divisor (each output pixel
 // the mean of a divisor x divisor block), rows dstRowBytes apart (0 for 6 * output width).
 // dstCapacity is the destination's size in bytes. threads above 1 decode stripes in parallel on
-// the process's pool.
+// the process's pool. tables, when given, must have all three channels.
 ImagePayloadStatus DecodeImagePayload(const uint8_t* data, size_t size, int divisor, uint16_t* dst, size_t dstCapacity,
-                                      size_t dstRowBytes = 0, int threads = 1);
+                                      size_t dstRowBytes = 0, int threads = 1, const SampleTables* tables = nullptr);
 
 }  // namespace ombrel::r3d

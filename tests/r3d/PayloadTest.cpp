@@ -86,5 +86,30 @@ TEST(R3DImagePayload, AWrongChecksumInAnyStripeIsDamageOnEveryRoad) {
     }
 }
 
+// A development given to the decode lands on the samples of the picture as decoded, on every road.
+TEST(R3DImagePayload, TablesDevelopTheDecodedSamplesOnEveryRoad) {
+    const uint32_t w = 18, h = 12;
+    const auto pic = Noise(w, h, 9);
+    std::vector<uint8_t> payload;
+    ASSERT_TRUE(EncodeImagePayload(pic.data(), w, h, 0, {.rowsPerStripe = 4}, &payload));
+    std::vector<uint16_t> lut(3 * 65536);
+    for (size_t i = 0; i < lut.size(); ++i) lut[i] = uint16_t(i * 7919 >> 3);
+    const SampleTables tables{{lut.data(), lut.data() + 65536, lut.data() + 2 * 65536}};
+    for (auto [divisor, rowBytes, threads] : {std::tuple{1, 0, 1}, {1, 0, 2}, {1, int(w + 1) * 6, 2}, {2, 0, 1}}) {
+        std::vector<uint16_t> plain(size_t(w + 1) * h * 3), developed(plain.size());
+        ASSERT_EQ(DecodeImagePayload(payload.data(), payload.size(), divisor, plain.data(), plain.size() * 2,
+                                     size_t(rowBytes), threads),
+                  ImagePayloadStatus::kOk);
+        ASSERT_EQ(DecodeImagePayload(payload.data(), payload.size(), divisor, developed.data(), plain.size() * 2,
+                                     size_t(rowBytes), threads, &tables),
+                  ImagePayloadStatus::kOk);
+        const size_t rowSamples = rowBytes ? size_t(rowBytes) / 2 : size_t(w / divisor) * 3;
+        for (size_t i = 0; i < size_t(h / divisor) * rowSamples; ++i) {
+            if (i % rowSamples >= size_t(w / divisor) * 3) continue;  // the padding of strided rows
+            ASSERT_EQ(developed[i], lut[i % 3 * 65536 + plain[i]]) << divisor << ' ' << rowBytes << ' ' << i;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace ombrel::r3d

@@ -186,8 +186,9 @@ float Clip::TimecodeFramerate() const {
 // ---------------------------------------------------------------------------------------
 // Frames
 
-int Clip::DevelopInPlace(uint16_t* rgb, size_t width, size_t height, size_t rowBytes,
-                         const ImageProcessingSettings* settings) const {
+int Clip::DevelopmentFor(const ImageProcessingSettings* settings,
+                         std::shared_ptr<const Development>* development) const {
+    development->reset();
     if (!settings) return kDecodeOk;
     // Kelvin and ISO of 0 are the clip's own; exposure is in stops on top.
     const double shotKelvin = MetadataItemAsFloat("white_balance_kelvin");
@@ -216,16 +217,7 @@ int Clip::DevelopInPlace(uint16_t* rgb, size_t width, size_t height, size_t rowB
         std::lock_guard lock(developLock_);
         development_ = d;
     }
-    if (d->tables.identity) return kDecodeOk;
-    const uint16_t* lut[3] = {d->tables.table[0].data(), d->tables.table[1].data(), d->tables.table[2].data()};
-    for (size_t y = 0; y < height; ++y) {
-        uint16_t* row = reinterpret_cast<uint16_t*>(reinterpret_cast<uint8_t*>(rgb) + y * rowBytes);
-        for (size_t x = 0; x < width; ++x, row += 3) {
-            row[0] = lut[0][row[0]];
-            row[1] = lut[1][row[1]];
-            row[2] = lut[2][row[2]];
-        }
-    }
+    if (!d->tables.identity) *development = d;
     return kDecodeOk;
 }
 
@@ -264,6 +256,14 @@ int Clip::DecodeVideoFrame(size_t frame, const VideoDecodeJob& job) const {
             return kDecodeDamagedImageData;
         }
 
+        // Developed inside the decode, while each row is at hand, not in a pass of its own.
+        std::shared_ptr<const Development> development;
+        if (const int developed = DevelopmentFor(job.imageProcessingSettings, &development); developed != kDecodeOk)
+            return developed;
+        r3d::SampleTables tables;
+        if (development)
+            for (size_t c = 0; c < 3; ++c) tables.channel[c] = development->tables.table[c].data();
+
         uint16_t* out = static_cast<uint16_t*>(job.outputBuffer);
         size_t outRow = rowBytes;
         size_t capacity = job.outputBufferSize;
@@ -274,11 +274,10 @@ int Clip::DecodeVideoFrame(size_t frame, const VideoDecodeJob& job) const {
             capacity = tPlanar.size() * 2;
         }
         const r3d::ImagePayloadStatus decoded =
-            r3d::DecodeImagePayload(image, record.imageSize, divisor, out, capacity, outRow, DecodeThreads());
+            r3d::DecodeImagePayload(image, record.imageSize, divisor, out, capacity, outRow, DecodeThreads(),
+                                    development ? &tables : nullptr);
         if (decoded == r3d::ImagePayloadStatus::kNotOurs) return kDecodeNeedsMakersDecoder;
         if (decoded != r3d::ImagePayloadStatus::kOk) return kDecodeDamagedImageData;
-        const int developed = DevelopInPlace(out, w, h, outRow, job.imageProcessingSettings);
-        if (developed != kDecodeOk) return developed;
         if (planar) {
             auto* base = static_cast<uint8_t*>(job.outputBuffer);
             for (size_t c = 0; c < 3; ++c)

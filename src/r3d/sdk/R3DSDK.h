@@ -202,8 +202,10 @@ public:
 
 private:
     struct Development;
-    int DevelopInPlace(uint16_t* rgb, size_t width, size_t height, size_t rowBytes,
-                       const ImageProcessingSettings* settings) const;
+    // The development the settings ask for, in *development; null when the decoded samples
+    // stand as they are.
+    int DevelopmentFor(const ImageProcessingSettings* settings,
+                       std::shared_ptr<const Development>* development) const;
 
     std::unique_ptr<r3d::ClipLoader> loader_;
     int status_ = kClipNotLoaded;
