@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "look/PixelPacking.h"
 #include "platform/gl/GlContext.h"
 
 namespace ombrel {
@@ -36,6 +37,8 @@ struct DrawParams {
     FloatSize aspectSize;
     bool needsFlip = false;
     int32_t animationFrame = 0;
+    PixelPacking packing = PixelPacking::kHost16;  // asked
+    bool packed = false;                           // answered: the read-back is in `packing`
 };
 
 }  // namespace ombrel

@@ -1,6 +1,7 @@
 // The draw: frame upload, blur, the render pass with its read-back, the preview passes and
 // the histogram.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -727,8 +728,14 @@ bool ShaderProcessor::RenderPassFast(DrawParams* params) {
     }
     fastKernel_->Prepare(inputs, bytes || !map ? nullptr : map->GetTextureData(), bytes ? &texels : nullptr);
     fastKernelGrain_ = std::move(map);  // keeps the baked map's address from being reused
-    fastKernel_->Render(reinterpret_cast<const uint16_t*>(r3dRenderBuffer_), bw, bh,
-                        static_cast<uint16_t*>(params->writeToDiskData), params->outputRGBA);
+    fast::KernelOutput layout = params->outputRGBA ? fast::KernelOutput::kRgba16 : fast::KernelOutput::kRgb16;
+    // The kernel's words are little-endian, as the files' are.
+    constexpr bool little = std::endian::native == std::endian::little;
+    if (little && params->packing == PixelPacking::kDpx10 && params->outputRGBA) layout = fast::KernelOutput::kDpx10;
+    if (little && params->packing == PixelPacking::kBigEndian16 && !params->outputRGBA)
+        layout = fast::KernelOutput::kRgb16BigEndian;
+    fastKernel_->Render(reinterpret_cast<const uint16_t*>(r3dRenderBuffer_), bw, bh, params->writeToDiskData, layout);
+    params->packed = layout == fast::KernelOutput::kDpx10 || layout == fast::KernelOutput::kRgb16BigEndian;
     return true;
 }
 

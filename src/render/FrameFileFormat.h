@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "look/PixelPacking.h"
 #include "sources/RenderSource.h"
 
 namespace ombrel {
@@ -49,6 +50,10 @@ public:
     // Turns a read-back frame (width x height pixels, 16-bit host-order samples, rows without
     // gaps) into the file's pixel bytes in place; answers how many bytes they are.
     virtual size_t PackInPlace(uint8_t* buffer) = 0;
+    // The same pixel bytes as PackInPlace gives, which a draw may lay out itself; and how
+    // many bytes a frame of them is.
+    virtual PixelPacking Packing() const { return PixelPacking::kHost16; }
+    virtual size_t PackedBytes() const = 0;
     // The head and tail of the file of frame `frame` at `path`.
     virtual FrameFileParts PartsForFile(int frame, const TimecodeValues& timecode, const std::string& path) = 0;
 };

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "look/PixelPacking.h"
 #include "model/ColorBallInfo.h"
 #include "sources/RenderSource.h"
 
@@ -23,6 +24,8 @@ struct FrameDrawParams {
     uint32_t aspectWidth = 0;
     uint32_t aspectHeight = 0;
     uint8_t* writeToDiskData = nullptr;  // read-back destination, viewport x 8 bytes
+    PixelPacking packing = PixelPacking::kHost16;  // what the file wants, if the draw can give it
+    bool* packed = nullptr;                        // told whether this draw gave it
 };
 
 // The look stage of a render of raw frames: the setters that carry a clip's look, then one

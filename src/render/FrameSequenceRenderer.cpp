@@ -58,7 +58,8 @@ void FrameSequenceRenderer::WriteFrame(RenderSetup& setup, int frame, uint8_t* b
     const std::vector<FrameTarget> targets = FrameTargetsForFrame(setup, frame);
     if (targets.empty()) return;
     // Packed once; every file of the frame gets the same pixel bytes.
-    const std::span<const uint8_t> pixels(buffer, format_->PackInPlace(buffer));
+    const std::span<const uint8_t> pixels(buffer,
+                                          DrawnPacked(buffer) ? format_->PackedBytes() : format_->PackInPlace(buffer));
     const TimecodeValues timecode = renderSource()->Timecode(frame);
     for (const FrameTarget& t : targets) {
         const FrameFileParts parts = format_->PartsForFile(frame, timecode, t.path);

@@ -23,6 +23,7 @@ public:
 protected:
     bool WritesFrames() const override { return true; }
     bool OutputWantsRGBA() const override { return format_->WantsRGBA(); }
+    PixelPacking OutputPacking() const override { return format_->Packing(); }
     std::chrono::milliseconds MovieFramePollInterval() const override { return format_->MovieFramePollInterval(); }
     std::vector<FrameTarget> FrameTargetsForFrame(const RenderSetup& setup, int frame) const override;
     bool BeginFrameSequence(const RenderSetup& setup, int first, int last) override;

@@ -88,7 +88,9 @@ bool ShaderFrameProcessor::RenderUsingR3DRenderBuffer(const FrameDrawParams& par
     p.fitMethod = params.fitMethod;
     p.aspectSize = {float(params.aspectWidth), float(params.aspectHeight)};
     p.animationFrame = static_cast<int32_t>(frame_);
+    p.packing = params.packing;
     processor_->RenderUsingR3DRenderBuffer(&p);
+    if (params.packed) *params.packed = p.packed;
     return true;
 }
 

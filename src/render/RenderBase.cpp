@@ -505,6 +505,7 @@ void RenderBase::RenderR3DFrameSequenceStartingEnding(int first, int last) {
     params.viewportWidth = ow;
     params.viewportHeight = oh;
     params.outputRGBA = OutputWantsRGBA();
+    params.packing = OutputPacking();
     params.fitMethod = out.fitMethod();
     params.aspectWidth = source.AspectWidth();
     params.aspectHeight = source.AspectHeight();
@@ -580,6 +581,7 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
     FrameDrawParams draw;
     std::unique_ptr<FrameWriter> writer;
     uint8_t* drawBuffers[2] = {nullptr, nullptr};
+    for (auto& p : packedDraws_) p.store(nullptr);
     if (!movie) {
         draw = *params;
         secondBuffer = ZeroedBlock(static_cast<size_t>(params->viewportWidth) * params->viewportHeight * 8);
@@ -619,9 +621,13 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
         }
         if (!movie) {
             draw.writeToDiskData = drawBuffers[f & 1];
+            bool packed = false;
+            draw.packed = &packed;
             processor->setR3dRenderBuffer(source.needsResize() ? source.ResizeBuffer() : source.RawBuffer());
             processor->SetGrainFrame(GrainWalk::SeedForClip(sourcePath_), f);
             const bool drawn = processor->RenderUsingR3DRenderBuffer(draw);
+            // The writer of this buffer's last frame has finished (Wait below, a frame ago).
+            packedDraws_[size_t(f & 1)].store(drawn && packed ? draw.writeToDiskData : nullptr);
             source.DiscardFrame(f);
             if (!drawn) {
                 FailItem("Frame " + std::to_string(f) + " of " + sourcePath_ + " could not be drawn");
@@ -642,6 +648,10 @@ bool RenderBase::RunFrameLoop(RenderSetup& setup, int first, int last, bool movi
         if (!written) return false;
     }
     return !writer || writer->Wait();
+}
+
+bool RenderBase::DrawnPacked(const uint8_t* buffer) const {
+    return buffer && (packedDraws_[0].load() == buffer || packedDraws_[1].load() == buffer);
 }
 
 bool RenderBase::WriteAndCountFrame(RenderSetup& setup, int frame, uint8_t* buffer) {

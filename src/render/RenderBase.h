@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -140,9 +141,13 @@ protected:
     virtual bool WritesFrames() const { return false; }
     // Four samples a pixel in the read-back instead of three.
     virtual bool OutputWantsRGBA() const { return false; }
+    // The file's pixel bytes, which the look may lay out as it draws.
+    virtual PixelPacking OutputPacking() const { return PixelPacking::kHost16; }
+    // Whether the draw that filled `buffer` gave OutputPacking() already (for WriteFrame).
+    bool DrawnPacked(const uint8_t* buffer) const;
     // How long the movie branch sleeps between tries for a frame.
     virtual std::chrono::milliseconds MovieFramePollInterval() const { return std::chrono::milliseconds(10); }
-    // Once per clip, after the setup and before the prefetch thread starts. False ends the
+    // Once per clip, after the setup and before the first frame is drawn. False ends the
     // clip; the hook fails the item with its message.
     virtual bool BeginFrameSequence(const RenderSetup& setup, int first, int last);
     // Writes one frame. A write that fails the item (FailItem) ends the clip, and the frame
@@ -178,6 +183,8 @@ protected:
     bool HasMovieSource() const;
 
 private:
+    // The two draw buffers of the frame loop that hold packed pixels (null where not).
+    std::array<std::atomic<const uint8_t*>, 2> packedDraws_{};
     // Waits for frame f; answers kFrameReady, kFrameFailed, or kFrameNotReady on a cancel.
     int32_t WaitForFrame(int frame, bool movie, uint8_t** buffer);
     // The loop over first..last; false when it ended early.

@@ -110,7 +110,7 @@ inline VF SCurve(VF x) {
 }
 
 // Lanes(DF) pixels starting at `in` (interleaved RGB) to `out`.
-inline void Pixels(const KernelTables& t, const uint16_t* in, uint16_t* out, bool rgba, const int32_t* columns,
+inline void Pixels(const KernelTables& t, const uint16_t* in, void* out, KernelOutput layout, const int32_t* columns,
                    int grainRowBase) {
     const DF df;
     const DI di;
@@ -170,25 +170,41 @@ inline void Pixels(const KernelTables& t, const uint16_t* in, uint16_t* out, boo
         b = hn::MulAdd(gb, Lerp(t.grainCurve[2], x, 256), b);
     }
     const VF full = hn::Set(df, 65535.0f);
-    const auto r16o = hn::DemoteTo(d16, hn::NearestInt(hn::Mul(Clamp01(r), full)));
-    const auto g16o = hn::DemoteTo(d16, hn::NearestInt(hn::Mul(Clamp01(g), full)));
-    const auto b16o = hn::DemoteTo(d16, hn::NearestInt(hn::Mul(Clamp01(b), full)));
-    if (rgba) {
-        hn::StoreInterleaved4(r16o, g16o, b16o, hn::Set(d16, uint16_t{65535}), d16, out);
-    } else {
-        hn::StoreInterleaved3(r16o, g16o, b16o, d16, out);
+    const VI ri = hn::NearestInt(hn::Mul(Clamp01(r), full));
+    const VI gi = hn::NearestInt(hn::Mul(Clamp01(g), full));
+    const VI bi = hn::NearestInt(hn::Mul(Clamp01(b), full));
+    if (layout == KernelOutput::kDpx10) {
+        // The 16-bit sample's top ten bits, as the file writer packs a read-back.
+        const VI word = hn::Or(hn::ShiftLeft<22>(hn::ShiftRight<6>(ri)),
+                               hn::Or(hn::ShiftLeft<12>(hn::ShiftRight<6>(gi)), hn::ShiftLeft<2>(hn::ShiftRight<6>(bi))));
+        hn::StoreU(word, di, static_cast<int32_t*>(out));
+        return;
     }
+    auto r16o = hn::DemoteTo(d16, ri);
+    auto g16o = hn::DemoteTo(d16, gi);
+    auto b16o = hn::DemoteTo(d16, bi);
+    auto* o16 = static_cast<uint16_t*>(out);
+    if (layout == KernelOutput::kRgba16) {
+        hn::StoreInterleaved4(r16o, g16o, b16o, hn::Set(d16, uint16_t{65535}), d16, o16);
+        return;
+    }
+    if (layout == KernelOutput::kRgb16BigEndian) {
+        r16o = hn::Or(hn::ShiftLeft<8>(r16o), hn::ShiftRight<8>(r16o));
+        g16o = hn::Or(hn::ShiftLeft<8>(g16o), hn::ShiftRight<8>(g16o));
+        b16o = hn::Or(hn::ShiftLeft<8>(b16o), hn::ShiftRight<8>(b16o));
+    }
+    hn::StoreInterleaved3(r16o, g16o, b16o, d16, o16);
 }
 
-void RenderRowsImpl(const KernelTables& t, const uint16_t* rgb, int width, int y0, int y1, uint16_t* out, bool rgba,
-                    const int32_t* columns, int grainRow0) {
+void RenderRowsImpl(const KernelTables& t, const uint16_t* rgb, int width, int y0, int y1, void* out,
+                    KernelOutput layout, const int32_t* columns, int grainRow0) {
     const DF df;
     const size_t lanes = hn::Lanes(df);
-    const size_t spp = rgba ? 4 : 3;
+    const size_t bpp = BytesPerPixel(layout);
     const size_t w = static_cast<size_t>(width);
     const size_t whole = w / lanes * lanes;
     HWY_ALIGN uint16_t tailIn[3 * kMaxLanes] = {};
-    HWY_ALIGN uint16_t tailOut[4 * kMaxLanes];
+    HWY_ALIGN uint8_t tailOut[8 * kMaxLanes];
     for (int y = y0; y < y1; ++y) {
         int grainRow = 0;
         if (t.grain[0] || t.grainTexels) {
@@ -196,13 +212,13 @@ void RenderRowsImpl(const KernelTables& t, const uint16_t* rgb, int width, int y
             grainRow *= t.grainTexels ? t.grainRowBytes : t.grainWidth;
         }
         const uint16_t* in = rgb + 3 * w * static_cast<size_t>(y);
-        uint16_t* o = out + spp * w * static_cast<size_t>(y);
+        uint8_t* o = static_cast<uint8_t*>(out) + bpp * w * static_cast<size_t>(y);
         size_t x = 0;
-        for (; x < whole; x += lanes) Pixels(t, in + 3 * x, o + spp * x, rgba, columns + x, grainRow);
+        for (; x < whole; x += lanes) Pixels(t, in + 3 * x, o + bpp * x, layout, columns + x, grainRow);
         if (x < w) {  // the last pixels of an odd row through a full vector
             std::memcpy(tailIn, in + 3 * x, 3 * (w - x) * sizeof(uint16_t));
-            Pixels(t, tailIn, tailOut, rgba, columns + x, grainRow);
-            std::memcpy(o + spp * x, tailOut, spp * (w - x) * sizeof(uint16_t));
+            Pixels(t, tailIn, tailOut, layout, columns + x, grainRow);
+            std::memcpy(o + bpp * x, tailOut, bpp * (w - x));
         }
     }
 }

@@ -20,9 +20,9 @@ namespace ombrel::fast {
 
 HWY_EXPORT(RenderRowsImpl);
 
-void RenderRows(const KernelTables& tables, const uint16_t* rgb, int width, int y0, int y1, uint16_t* out, bool rgba,
-                const int32_t* columns, int grainRow0) {
-    HWY_DYNAMIC_DISPATCH(RenderRowsImpl)(tables, rgb, width, y0, y1, out, rgba, columns, grainRow0);
+void RenderRows(const KernelTables& tables, const uint16_t* rgb, int width, int y0, int y1, void* out,
+                KernelOutput layout, const int32_t* columns, int grainRow0) {
+    HWY_DYNAMIC_DISPATCH(RenderRowsImpl)(tables, rgb, width, y0, y1, out, layout, columns, grainRow0);
 }
 
 namespace {
@@ -169,7 +169,7 @@ void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImag
     prepared_ = true;
 }
 
-void LookKernel::Render(const uint16_t* rgb, int width, int height, uint16_t* out, bool rgba,
+void LookKernel::Render(const uint16_t* rgb, int width, int height, void* out, KernelOutput layout,
                         unsigned maxThreads) const {
     if (!prepared_ || width <= 0 || height <= 0) return;
     // The grain column of each x, padded by a vector of valid columns for the tail.
@@ -187,7 +187,7 @@ void LookKernel::Render(const uint16_t* rgb, int width, int height, uint16_t* ou
     ThreadPool::Shared().ParallelFor(
         static_cast<size_t>(height), rows,
         [&](size_t y0, size_t y1) {
-            RenderRows(t, rgb, width, int(y0), int(y1), out, rgba, columns.data(), row0);
+            RenderRows(t, rgb, width, int(y0), int(y1), out, layout, columns.data(), row0);
         },
         maxThreads);
 }

@@ -42,11 +42,26 @@ struct KernelTables {
 // The most float lanes of any SIMD target: the padding of row buffers.
 inline constexpr size_t kMaxLanes = 64;
 
+// What a pass writes for each pixel: 16-bit samples in host order (3 or 4, alpha full), or the
+// pixel bytes of a file straight away: a 10-bit DPX word (red in the top ten bits, then green and
+// blue, two bits of padding; little-endian), or three big-endian 16-bit TIFF samples.
+enum class KernelOutput { kRgb16, kRgba16, kDpx10, kRgb16BigEndian };
+
+inline size_t BytesPerPixel(KernelOutput o) {
+    switch (o) {
+        case KernelOutput::kRgba16: return 8;
+        case KernelOutput::kDpx10: return 4;
+        case KernelOutput::kRgb16:
+        case KernelOutput::kRgb16BigEndian: return 6;
+    }
+    return 6;
+}
+
 // Rows [y0, y1) of a frame `width` wide: `rgb` and `out` point at row 0; `columns` holds the
 // grain column of each x (in texels, or in bytes with grainTexels), padded to a whole number
 // of vectors; `grainRow0` is the grain row of frame row 0.
-void RenderRows(const KernelTables& tables, const uint16_t* rgb, int width, int y0, int y1, uint16_t* out, bool rgba,
-                const int32_t* columns, int grainRow0);
+void RenderRows(const KernelTables& tables, const uint16_t* rgb, int width, int y0, int y1, void* out,
+                KernelOutput layout, const int32_t* columns, int grainRow0);
 
 // A grain map as its 8-bit bitmap: the texture value of texel (x, y), channel c, is
 // levels[rgba[y * bytesPerRow + x * samplesPerPixel + min(c, samplesPerPixel - 1)]].
@@ -67,9 +82,10 @@ public:
                  const GrainTexels* texels = nullptr);
 
     // One frame of width x height 16-bit RGB pixels, row 0 first, drawn as a render pass of
-    // the same size draws it: `out` receives what the reference's read-back holds, 3 or 4
-    // samples a pixel. maxThreads 0 uses the whole pool.
-    void Render(const uint16_t* rgb, int width, int height, uint16_t* out, bool rgba, unsigned maxThreads = 0) const;
+    // the same size draws it: `out` receives what the reference's read-back holds, in `layout`.
+    // maxThreads 0 uses the whole pool.
+    void Render(const uint16_t* rgb, int width, int height, void* out, KernelOutput layout,
+                unsigned maxThreads = 0) const;
 
 private:
     KernelTables tables_;

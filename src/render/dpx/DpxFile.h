@@ -75,6 +75,8 @@ public:
     }
     void Begin(const FrameClip& clip) override;
     size_t PackInPlace(uint8_t* buffer) override;
+    PixelPacking Packing() const override { return PixelPacking::kDpx10; }
+    size_t PackedBytes() const override { return pixels_ * 4; }
     FrameFileParts PartsForFile(int frame, const TimecodeValues& timecode, const std::string& path) override;
 
 private:

@@ -49,6 +49,8 @@ public:
     std::string SizeProblem(int64_t width, int64_t height) const override { return TiffSizeProblem(width, height); }
     void Begin(const FrameClip& clip) override;
     size_t PackInPlace(uint8_t* buffer) override;
+    PixelPacking Packing() const override { return PixelPacking::kBigEndian16; }
+    size_t PackedBytes() const override { return samples_ * 2; }
     FrameFileParts PartsForFile(int frame, const TimecodeValues& timecode, const std::string& path) override;
 
 private:
