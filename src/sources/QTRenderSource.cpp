@@ -45,6 +45,8 @@ bool QTRenderSource::OpenFileForOutputSize(const std::string& path, bool forOutp
     RenderSource::OpenFileForOutputSize(path, forOutputSize);
     if (!shaderProcessor_) {
         shaderProcessor_ = std::make_unique<ShaderProcessor>(backend_);
+        // Movies take the same fast CPU path as raw frames; the reference stays for the tests.
+        if (backend_ == ShaderProcessor::Backend::Cpu) shaderProcessor_->setCpuKernel(ShaderProcessor::CpuKernel::Fast);
         if (backend_ == ShaderProcessor::Backend::OpenGL) {
             if (!shaderProcessor_->renderContext()) {
                 setLastError(path + ": no OpenGL context for the look pipeline (" +
