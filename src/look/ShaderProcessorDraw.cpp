@@ -696,6 +696,14 @@ void ShaderProcessor::WaitForHistograms() { ReapHistogramThreads(true); }
 
 // ---------------------------------------------------------------- CPU render pass
 
+namespace {
+#ifdef NDEBUG
+constexpr bool kCrossCheckFastLook = false;
+#else
+constexpr bool kCrossCheckFastLook = true;
+#endif
+}  // namespace
+
 bool ShaderProcessor::RenderPassFast(DrawParams* params) {
     const int bw = static_cast<int>(params->baseSize.width);
     const int bh = static_cast<int>(params->baseSize.height);
@@ -726,7 +734,15 @@ bool ShaderProcessor::RenderPassFast(DrawParams* params) {
         texels.samplesPerPixel = std::max(rep->bitsPerPixel / rep->bitsPerSample, 1);
         texels.levels = map->textureLevels();
     }
-    fastKernel_->Prepare(inputs, bytes || !map ? nullptr : map->GetTextureData(), bytes ? &texels : nullptr);
+    const bool rebaked =
+        fastKernel_->Prepare(inputs, bytes || !map ? nullptr : map->GetTextureData(), bytes ? &texels : nullptr);
+    if (kCrossCheckFastLook && rebaked) {
+        if (const Status s = fastKernel_->CrossCheck(inputs); !s.ok()) {
+            LogError("Fast look path: {}; this frame takes the reference path", s.message());
+            fastKernel_.reset();
+            return false;
+        }
+    }
     fastKernelGrain_ = std::move(map);  // keeps the baked map's address from being reused
     fast::KernelOutput layout = params->outputRGBA ? fast::KernelOutput::kRgba16 : fast::KernelOutput::kRgb16;
     // The kernel's words are little-endian, as the files' are.

@@ -7,6 +7,7 @@
 
 #include "FastKernelSupport.h"
 #include "core/ThreadPool.h"
+#include "look/fast/LookKernel.h"
 
 namespace ombrel::test {
 namespace {
@@ -36,6 +37,30 @@ TEST(FastKernel, OneCoreAndAllCoresGiveTheSameSamples) {
     std::vector<uint16_t> single;
     one.ParallelFor(1, 1, [&](size_t, size_t) { single = Draw(*sp, frame, {3.0f, 4.0f}); });
     EXPECT_EQ(single, all);
+}
+
+// The check that debug builds run when the tables change: it passes for tables baked from the
+// inputs it is given, and it tells tables baked from other looks.
+TEST(FastKernel, CrossCheckPassesForItsOwnLookAndTellsAnother) {
+    std::vector<cpu::CoreShaderInputs> looks;
+    for (const auto& c : Sweep()) {
+        auto sp = CpuProcessor(8, 8, ShaderProcessor::CpuKernel::Fast);
+        c.apply(*sp);
+        looks.push_back(sp->CoreShaderInputsForRender());
+        fast::LookKernel kernel;
+        kernel.Prepare(looks.back());
+        EXPECT_TRUE(kernel.CrossCheck(looks.back()).ok()) << c.name << ": " << kernel.CrossCheck(looks.back()).message();
+    }
+    ASSERT_GE(looks.size(), 3u);
+    int told = 0;
+    for (size_t i = 1; i < looks.size(); ++i) {
+        fast::LookKernel kernel;
+        EXPECT_TRUE(kernel.Prepare(looks[i - 1]));
+        EXPECT_FALSE(kernel.Prepare(looks[i - 1])) << "nothing changed, nothing rebaked";
+        told += !kernel.CrossCheck(looks[i]).ok();
+    }
+    // Neighbouring cases of the sweep that differ visibly are told apart.
+    EXPECT_GE(told, int(looks.size()) / 2);
 }
 
 TEST(ThreadPool, EveryIndexRunsOnceWhateverTheChunkAndTheThreads) {

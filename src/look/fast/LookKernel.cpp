@@ -51,7 +51,8 @@ int PositiveModulo(float v, int n) {
 
 }  // namespace
 
-void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImage, const GrainTexels* texels) {
+bool LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImage, const GrainTexels* texels) {
+    const bool first = !prepared_;
     // Per channel: every 16-bit code through the exposure, ball and lift tables, as the
     // reference computes it; a table lookup by code is then exact.
     const std::array<bool, 3> identity{in.exposureIsIdentity, in.ballsIsIdentity, in.liftIsIdentity};
@@ -68,7 +69,8 @@ void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImag
                 table[code] = cpu::PerChannelSteps(in, k, static_cast<float>(code) / 65535.0f);
         }
     }
-    if (!SameTable(keyStock_, in.stockLut) || !prepared_) {
+    const bool sameStock = SameTable(keyStock_, in.stockLut) && prepared_;
+    if (!sameStock) {
         stock_.resize(3 * kStockNodes);
         const bool whole = in.stockLut.size() >= 3 * kStockNodes;
         for (size_t i = 0; i < kStockNodes; ++i)
@@ -79,13 +81,20 @@ void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImag
         t.perChannel[k] = perChannel_.data() + k * kCodes;
         t.stock[k] = stock_.data() + k * kStockNodes;
     }
-    t.saturation = ThreeByThree(in.saturation);
-    t.blackAndWhite = ThreeByThree(in.blackandwhite);
+    const auto saturation = ThreeByThree(in.saturation);
+    const auto blackAndWhite = ThreeByThree(in.blackandwhite);
+    const bool useSpline = !in.splineIsIdentity && in.spline.size() >= size_t(cpu::kTableEntries);
+    const bool sameMix = saturation == t.saturation && blackAndWhite == t.blackAndWhite &&
+                         t.stockAmount == in.stockLUTAmount && t.sBlend == in.sBlendAmount &&
+                         t.histogramAmount == in.histogramAmount && useSpline == (t.spline != nullptr) &&
+                         (!useSpline || spline_ == in.spline);
+    t.saturation = saturation;
+    t.blackAndWhite = blackAndWhite;
     t.stockAmount = in.stockLUTAmount;
     t.sBlend = in.sBlendAmount;
     t.histogramAmount = in.histogramAmount;
     t.spline = nullptr;
-    if (!in.splineIsIdentity && in.spline.size() >= size_t(cpu::kTableEntries)) {
+    if (useSpline) {
         spline_ = in.spline;
         t.spline = spline_.data();
     }
@@ -167,6 +176,40 @@ void LookKernel::Prepare(const cpu::CoreShaderInputs& in, const float* grainImag
     }
     grainOffset_ = in.grainOffset;
     prepared_ = true;
+    return first || !same || !sameStock || !sameMix;
+}
+
+Status LookKernel::CrossCheck(const cpu::CoreShaderInputs& in) const {
+    if (!prepared_) return InvalidError("the fast look was never prepared");
+    constexpr int kSteps = 17;
+    constexpr int n = kSteps * kSteps * kSteps;
+    std::vector<uint16_t> probe(3 * size_t(n));
+    for (int i = 0; i < n; ++i) {
+        const int c[3] = {i % kSteps, i / kSteps % kSteps, i / (kSteps * kSteps)};
+        for (size_t k = 0; k < 3; ++k) probe[3 * size_t(i) + k] = uint16_t(c[k] * 65535 / (kSteps - 1));
+    }
+    KernelTables t = tables_;
+    t.grain[0] = t.grain[1] = t.grain[2] = nullptr;
+    t.grainTexels = nullptr;
+    std::vector<uint16_t> fast(3 * size_t(n));
+    const std::vector<int32_t> columns(size_t(n) + kMaxLanes, 0);
+    RenderRows(t, probe.data(), n, 0, 1, fast.data(), KernelOutput::kRgb16, columns.data(), 0);
+    cpu::CoreShaderInputs reference = in;
+    reference.grainWidth = reference.grainHeight = 0;
+    for (int i = 0; i < n; ++i) {
+        const std::array<float, 4> rgba{probe[3 * size_t(i)] / 65535.0f, probe[3 * size_t(i) + 1] / 65535.0f,
+                                        probe[3 * size_t(i) + 2] / 65535.0f, 1.0f};
+        const auto want = cpu::CoreShader(reference, rgba, float(i) + 0.5f, 0.5f);
+        for (size_t k = 0; k < 3; ++k) {
+            const long w = std::lround(std::clamp(want[k], 0.0f, 1.0f) * 65535.0f);
+            const double steps = std::abs(double(fast[3 * size_t(i) + k]) - double(w)) / 65535.0 * 1023.0;
+            if (steps > 2.0)
+                return InvalidError("the fast look is " + std::to_string(steps) + " 10-bit steps off the reference at " +
+                                    std::to_string(rgba[0]) + ", " + std::to_string(rgba[1]) + ", " +
+                                    std::to_string(rgba[2]));
+        }
+    }
+    return OkStatus();
 }
 
 void LookKernel::Render(const uint16_t* rgb, int width, int height, void* out, KernelOutput layout,

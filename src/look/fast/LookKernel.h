@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/Status.h"
 #include "look/cpu/CoreShaderCpu.h"
 
 namespace ombrel::fast {
@@ -78,8 +79,14 @@ public:
     // When inputs.grainImage is empty the grain comes from `texels` or else `grainImage`
     // (the caller's map, grainWidth x grainHeight RGB floats); either must stay alive until
     // the next Prepare.
-    void Prepare(const cpu::CoreShaderInputs& inputs, const float* grainImage = nullptr,
+    // Answers whether the baked tables changed (the grain's place aside).
+    bool Prepare(const cpu::CoreShaderInputs& inputs, const float* grainImage = nullptr,
                  const GrainTexels* texels = nullptr);
+
+    // The baked tables against the reference over a 17^3 lattice of colours, grain aside:
+    // an error when any sample is more than two 10-bit steps off. Debug builds run it after
+    // every change of the tables, so a fold that drifts from the reference shows at once.
+    Status CrossCheck(const cpu::CoreShaderInputs& inputs) const;
 
     // One frame of width x height 16-bit RGB pixels, row 0 first, drawn as a render pass of
     // the same size draws it: `out` receives what the reference's read-back holds, in `layout`.
