@@ -21,6 +21,7 @@ const QColor kPanel(0x22, 0x22, 0x22);
 const QColor kLine(0x44, 0x44, 0x44);
 const QColor kText(0xcc, 0xcc, 0xcc);
 const QColor kAccent(0xe6, 0xa0, 0x28);
+const QColor kMissing(0xb0, 0x24, 0x24);
 }  // namespace
 
 void QtPopup::selectItemWithTag(int tag) {
@@ -186,6 +187,15 @@ void FilmStripView::paintEvent(QPaintEvent*) {
             p.drawImage(thumb, q);
         } else {
             p.fillRect(thumb, QColor(0x2c, 0x2c, 0x2c));
+        }
+        // A clip whose file has gone (moved, or on a drive not mounted) says so over its
+        // cached picture: it will neither play nor render until File > Find Missing Files.
+        if (std::error_code ec; !std::filesystem::exists(path, ec)) {
+            p.fillRect(thumb, QColor(0, 0, 0, 160));
+            const QRect banner(thumb.left(), thumb.center().y() - 9, thumb.width(), 18);
+            p.fillRect(banner, kMissing);
+            p.setPen(Qt::white);
+            p.drawText(banner, Qt::AlignCenter, "MISSING");
         }
         p.setPen(kText);
         std::string name = FileParser::DisplayClipNameForPath(path);

@@ -11,9 +11,12 @@
 #include <QTimer>
 
 #include <cstdlib>
+#include <fstream>
 
 #include "shell/IniPreferencesStore.h"
+#include "library/browse/ShotListDataSource.h"
 #include "shell/MainWindow.h"
+#include "shell/ShellControls.h"
 #include "shell/logic/RenderPanel.h"
 #include "support/TempDir.h"
 #include "support/OffscreenApp.h"
@@ -48,6 +51,28 @@ TEST(IniPreferencesStore, ScalarsPlainAndContainersAsPropertyLists) {
     EXPECT_EQ(*again.Read("GuiSettings"), settings);
     EXPECT_FALSE(again.Read("absent"));
     EXPECT_EQ(IniPreferencesStore::FromText("1.0").type(), PlistValue::Type::Real);
+}
+
+// A clip whose file has gone shows a red "MISSING" banner across its cell; one that is there
+// does not.
+TEST(FilmStrip, AClipWhoseFileIsGoneIsMarkedMissing) {
+    App();
+    test::TempDir dir;
+    const std::string here = dir / "here.mov";
+    { std::ofstream(here) << "x"; }
+    ShotListDataSource shots;
+    ASSERT_TRUE(shots.AddPath(here));
+    ASSERT_TRUE(shots.AddPath(dir / "gone.mov"));
+    FilmStripView strip(&shots);
+    strip.resize(400, 140);
+    const QImage shot = strip.grab().toImage();
+    auto redInBanner = [&](int index) {
+        const QRect cell = strip.cellRect(index);
+        const QColor c = shot.pixelColor(cell.left() + 12, cell.adjusted(6, 6, -6, -26).center().y());
+        return c.red() > 150 && c.green() < 80 && c.blue() < 80;
+    };
+    EXPECT_FALSE(redInBanner(0));
+    EXPECT_TRUE(redInBanner(1));
 }
 
 class ShellWindow : public ::testing::Test {
