@@ -15,8 +15,7 @@ using ::testing::HasSubstr;
 namespace fs = std::filesystem;
 
 test::ShellResult CalibrateAt(const test::TempDir& home, const std::string& args) {
-    return test::RunShell("HOME=" + Quoted(home.path()) + " QT_QPA_PLATFORM= timeout 300 " + OMBREL_CLI +
-                          " calibrate " + args);
+    return OmbrelAt(home, "calibrate " + args, "QT_QPA_PLATFORM=");
 }
 
 TEST(CalibrateCli, MeasuresATableWithinThreeLevelsOfTheIdentity) {

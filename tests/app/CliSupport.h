@@ -21,6 +21,12 @@ inline test::ShellResult Ombrel(const std::string& args) {
 
 inline std::string Quoted(const std::string& s) { return "'" + s + "'"; }
 
+// The same at a home of the test's own; `env` adds VAR=value words before the command.
+inline test::ShellResult OmbrelAt(const test::TempDir& home, const std::string& args, const std::string& env = "") {
+    return test::RunShell("HOME=" + Quoted(home.path()) + " " + (env.empty() ? "" : env + " ") + "timeout 300 " +
+                          std::string(OMBREL_CLI) + " " + args);
+}
+
 inline bool Has(const test::ShellResult& r, const std::string& text) {
     return r.output.find(text) != std::string::npos;
 }

@@ -13,11 +13,6 @@ using namespace clitest;
 using ::testing::HasSubstr;
 namespace fs = std::filesystem;
 
-// `ombrel ARGS` at a home of the test's own, so that each has a custom codec list of its own.
-test::ShellResult OmbrelAt(const test::TempDir& home, const std::string& args) {
-    return test::RunShell("HOME=" + Quoted(home.path()) + " timeout 300 " + OMBREL_CLI + " " + args);
-}
-
 std::string Codecs(const test::TempDir& home) { return home / "Documents/Ombrel/Data/Codecs"; }
 
 TEST(CodecsAdd, RefusesWithTheReasonAndWritesNothing) {
