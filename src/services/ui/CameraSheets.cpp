@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include <cmath>
+#include <initializer_list>
 
 namespace ombrel::services {
 
@@ -43,6 +44,15 @@ QPushButton* Button(const char* name, const char* title, QWidget* parent) {
     b->setObjectName(name);
     b->setAutoDefault(false);
     return b;
+}
+
+// A sheet's buttons at its bottom right; the last one answers Return.
+void AddButtonRow(QVBoxLayout* layout, std::initializer_list<QPushButton*> buttons) {
+    auto* row = new QHBoxLayout;
+    row->addStretch(1);
+    for (QPushButton* b : buttons) row->addWidget(b);
+    std::data(buttons)[buttons.size() - 1]->setDefault(true);
+    layout->addLayout(row);
 }
 
 QComboBox* Combo(const char* name, QWidget* parent) {
@@ -101,14 +111,9 @@ void CameraSheets::BuildChooser(QWidget* window) {
     defaultCameraCheck_ = new QCheckBox("Make this camera the default for new clips", changeCameraWindow_);
     defaultCameraCheck_->setObjectName("defaultCameraCheck");
     layout->addWidget(defaultCameraCheck_);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
     cancelChangeCameraButton_ = Button("cancelChangeCameraButton", "Cancel", changeCameraWindow_);
     applyButton_ = Button("applyCameraButton", "Apply", changeCameraWindow_);
-    applyButton_->setDefault(true);
-    buttons->addWidget(cancelChangeCameraButton_);
-    buttons->addWidget(applyButton_);
-    layout->addLayout(buttons);
+    AddButtonRow(layout, {cancelChangeCameraButton_, applyButton_});
 }
 
 void CameraSheets::BuildDownload(QWidget* window) {
@@ -122,14 +127,9 @@ void CameraSheets::BuildDownload(QWidget* window) {
     site_ = ComboPopup(Combo("downloadServerPopup", downloadCameraWindow_));
     form->addRow("Download from", site_.widget());
     layout->addLayout(form);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
     cancelDownloadCameraButton_ = Button("cancelDownloadCameraButton", "Cancel", downloadCameraWindow_);
     downloadButton_ = Button("downloadButton", "Download", downloadCameraWindow_);
-    downloadButton_->setDefault(true);
-    buttons->addWidget(cancelDownloadCameraButton_);
-    buttons->addWidget(downloadButton_);
-    layout->addLayout(buttons);
+    AddButtonRow(layout, {cancelDownloadCameraButton_, downloadButton_});
 }
 
 void CameraSheets::BuildComplete(QWidget* window) {
@@ -138,12 +138,8 @@ void CameraSheets::BuildComplete(QWidget* window) {
     auto* text = new QLabel("The data pack is installed.\nApply the camera again to use it.", downloadCompleteWindow_);
     text->setObjectName("downloadCompleteText");
     layout->addWidget(text);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
     continueButton_ = Button("downloadContinueButton", "Continue", downloadCompleteWindow_);
-    continueButton_->setDefault(true);
-    buttons->addWidget(continueButton_);
-    layout->addLayout(buttons);
+    AddButtonRow(layout, {continueButton_});
 }
 
 void CameraSheets::BuildArea(QPushButton* changeCameraButton) {
